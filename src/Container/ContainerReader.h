@@ -1,0 +1,59 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <vector>
+
+#include "Compression/Header/DecmpfsHeader.h"
+#include "Container/ByteSource.h"
+#include "Container/ContainerState.h"
+
+namespace quillbrook {
+
+// Reads the logical bytes of a sealed container. Immutable once made: any number of threads may read at once, each
+// with a scratch of its own. Every span of stored bytes that a read touches is verified against its checksum; what
+// does not match, or does not decode to exactly what its header promises, is `inputOutput`, never wrong bytes.
+class ContainerReader {
+ public:
+  static constexpr std::size_t blockByteCount = 65'536;
+
+  // What one thread needs while it reads; kept between reads to avoid allocation, and it remembers the last block.
+  class Scratch {
+   public:
+    Scratch();
+    ~Scratch();
+    Scratch(Scratch&&) noexcept;
+    Scratch& operator=(Scratch&&) noexcept;
+
+   private:
+    friend class ContainerReader;
+    struct Buffers;
+    std::unique_ptr<Buffers> buffers_;
+  };
+
+  // Reads and checks header, offset table and checksums. `notSupported` for types that nobody here can decode (6, 13,
+  // 14) and for an unknown type; `inputOutput` for anything damaged, missing or cut short. The source must outlive
+  // the reader.
+  [[nodiscard]] static Result<std::unique_ptr<const ContainerReader>> open(const ByteSource& source,
+                                                                           const ContainerState& state);
+
+  [[nodiscard]] std::uint64_t logicalByteCount() const { return state_.logicalByteCount; }
+
+  // Fills as much of `destination` as there is from the logical `offset` on, decoding only the blocks it touches;
+  // whole blocks are decoded straight into `destination`. 0 at or behind the end.
+  [[nodiscard]] Result<std::size_t> read(std::uint64_t offset, std::span<std::uint8_t> destination,
+                                         Scratch& scratch) const;
+
+ private:
+  ContainerReader(const ByteSource& source, const ContainerState& state) : source_(source), state_(state) {}
+
+  const ByteSource& source_;
+  ContainerState state_;
+  std::vector<std::uint32_t> checksums_;  // one for each 64 KiB span of value and fork together
+  // further members: the implementation's
+};
+
+}  // namespace quillbrook

@@ -1,0 +1,115 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string_view>
+
+#include "Platform/ErrorNumber.h"
+#include "Platform/FilePath.h"
+#include "Platform/FileStatus.h"
+
+namespace quillbrook {
+
+// Options of the attribute calls.
+struct XattrOptions {
+  bool noFollow = false;         // act on a symbolic link itself
+  bool showCompression = false;  // see com.apple.decmpfs and com.apple.ResourceFork of a compressed file
+  friend bool operator==(const XattrOptions&, const XattrOptions&) = default;
+};
+
+// An open file that is read from its beginning on: its logical bytes, decoded if it is compressed.
+// Closed by its destructor.
+class FileReader {
+ public:
+  virtual ~FileReader() = default;
+  // Fills a part of `destination` and returns how much; 0 is the end of the file. May return less than was asked for.
+  [[nodiscard]] virtual Result<std::size_t> read(std::span<std::uint8_t> destination) = 0;
+};
+
+// A file that is being written: a work file's data, or its named fork. Closed by close() or the destructor.
+class FileWriter {
+ public:
+  virtual ~FileWriter() = default;
+  // Writes some bytes at the position and returns how many, as write(2): `interrupted` means try again.
+  [[nodiscard]] virtual Result<std::size_t> write(std::span<const std::uint8_t> bytes) = 0;
+  // Sets the position, counted from the start, and returns the new one.
+  [[nodiscard]] virtual Result<std::uint64_t> lseek(std::uint64_t position) = 0;
+  // Sets an attribute on the open file.
+  [[nodiscard]] virtual Result<void> fsetxattr(std::string_view name, std::span<const std::uint8_t> value) = 0;
+  // Closes; whatever was written and could not be kept so far shows here. A second call does nothing.
+  [[nodiscard]] virtual Result<void> close() = 0;
+};
+
+// A file opened for the sake of its lock alone. Closing it, by the destructor, gives the lock up.
+class LockableFile {
+ public:
+  virtual ~LockableFile() = default;
+  // flock(LOCK_EX | LOCK_NB), and whatever more the platform needs to see writers: `wouldBlock` while another holds
+  // the lock or has the file open for writing.
+  [[nodiscard]] virtual Result<void> flock() = 0;
+  // Whether the lock still holds, asked of the kernel: false once any program has opened the file for writing since.
+  [[nodiscard]] virtual bool isHeld() const = 0;
+};
+
+// The operations that the engine asks of its platform, one to one, with the platform's semantics. Error numbers are
+// the host's own. Paths may be relative; a final symbolic link is followed only where it says so.
+// Any thread may call any operation; the objects that it returns belong to one thread at a time.
+class FileSystem {
+ public:
+  virtual ~FileSystem() = default;
+
+  // The real one. Lives as long as the process.
+  static FileSystem& native();
+
+  [[nodiscard]] virtual Result<FileStatus> lstat(const FilePath& path) = 0;
+  // Owner and group; -1 (all bits set) leaves one alone. Follows a final link, like chmod and chflags below.
+  [[nodiscard]] virtual Result<void> chown(const FilePath& path, std::uint32_t owner, std::uint32_t group) = 0;
+  // `mode` from 0 to 07777.
+  [[nodiscard]] virtual Result<void> chmod(const FilePath& path, std::uint32_t mode) = 0;
+  // Replaces all flags. Setting UF_COMPRESSED seals the payload that was written before; it is refused with
+  // `notSupported` outside a volume, with `noSpace` when an attribute did not fit the file before. Flags of the
+  // super-user's half answer `notPermitted`.
+  [[nodiscard]] virtual Result<void> chflags(const FilePath& path, std::uint32_t flags) = 0;
+  // utimensat on the path itself.
+  [[nodiscard]] virtual Result<void> setFileTimes(const FilePath& path, Timestamp access, Timestamp modification) = 0;
+  // setattrlist with the creation time alone.
+  [[nodiscard]] virtual Result<void> setCreationTime(const FilePath& path, Timestamp creation) = 0;
+
+  // Extended attributes, under the platform's names. A `value` without storage (data() is null) asks for the length;
+  // with storage too small the call fails as the host's does. `attributeMissing` if there is none of that name.
+  [[nodiscard]] virtual Result<std::size_t> getxattr(const FilePath& path, std::string_view name,
+                                                     std::span<std::uint8_t> value, XattrOptions options) = 0;
+  [[nodiscard]] virtual Result<void> setxattr(const FilePath& path, std::string_view name,
+                                              std::span<const std::uint8_t> value, XattrOptions options) = 0;
+  [[nodiscard]] virtual Result<void> removexattr(const FilePath& path, std::string_view name, XattrOptions options) = 0;
+  // The names, each ended by a zero byte. `names` without storage asks for the length. Neither the compression
+  // attributes of a compressed file (without the option) nor ACLs are listed.
+  [[nodiscard]] virtual Result<std::size_t> listxattr(const FilePath& path, std::span<char> names,
+                                                      XattrOptions options) = 0;
+  // acl_get_file on the source and acl_set_file on the destination; a source without one is no failure.
+  [[nodiscard]] virtual Result<void> copyACL(const FilePath& source, const FilePath& destination) = 0;
+
+  // open with O_WRONLY, O_CREAT, O_EXCL and O_NOFOLLOW. What a file must have from birth on (the host's no-dump,
+  // no-atime, synchronous and no-copy-on-write flags) comes from `like`, the file that it will stand in for.
+  [[nodiscard]] virtual Result<std::unique_ptr<FileWriter>> createExclusively(const FilePath& path, std::uint32_t mode,
+                                                                              const FilePath& like) = 0;
+  // The path with "/..namedfork/rsrc", opened with O_WRONLY, O_CREAT and O_TRUNC: the same storage as the attribute
+  // com.apple.ResourceFork.
+  [[nodiscard]] virtual Result<std::unique_ptr<FileWriter>> openResourceFork(const FilePath& path) = 0;
+  // The logical bytes; follows a final link.
+  [[nodiscard]] virtual Result<std::unique_ptr<FileReader>> openForReading(const FilePath& path) = 0;
+  // open with O_RDONLY, for LockableFile::flock.
+  [[nodiscard]] virtual Result<std::unique_ptr<LockableFile>> openForLocking(const FilePath& path) = 0;
+
+  // Puts `work` in the place of `target`, in one step for every other program, once its data have reached the disk.
+  // `expected` is what lstat said of the target that may be replaced, `lock` the lock held on it; `busy` if the target
+  // is another file by now or is open for writing. On failure both names are as they were.
+  [[nodiscard]] virtual Result<void> rename(const FilePath& work, const FilePath& target, const FileStatus& expected,
+                                            const LockableFile& lock) = 0;
+  [[nodiscard]] virtual Result<void> unlink(const FilePath& path) = 0;
+};
+
+}  // namespace quillbrook

@@ -1,0 +1,46 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <linux/ioctl.h>
+
+#include <cstdint>
+#include <string_view>
+
+// What the file layer and the volume daemon say to each other through a mount: one attribute and one request.
+namespace quillbrook::VolumeProtocol {
+
+// The file system's type in the mount table.
+inline constexpr std::string_view mountType = "fuse.quillbrook";
+
+// Attribute of the mount's root folder, answered by the daemon and listed nowhere: the path under which the source
+// folder can be opened beneath the mount, "/proc/<pid>/fd/<n>".
+inline constexpr std::string_view sourceAttribute = "user.quillbrook.source";
+
+// Second attribute of the root: "in-place" when the volume is mounted over its own source, "elsewhere" otherwise.
+// UF_COMPRESSED can be set only in the former.
+inline constexpr std::string_view placementAttribute = "user.quillbrook.placement";
+
+// The folder in the source that holds redo copies and the daemon's lock; the mount hides it.
+inline constexpr std::string_view privateFolder = ".quillbrook-volume";
+// Redo copy N (decimal) is privateFolder/redo/N.
+inline constexpr std::string_view redoFolder = "redo";
+// The daemon holds an exclusive flock on privateFolder/lock for as long as it serves the source.
+inline constexpr std::string_view lockFile = "lock";
+
+// ioctl on an open folder of the mount: put `work` in the place of `target`, both names in that folder. Answers EBUSY
+// if a handle is open for writing on the target or the target is not the file described here, else as renameat2.
+struct ReplaceRequest {
+  std::uint64_t device;  // of the target's backing inode
+  std::uint64_t inode;
+  std::int64_t logicalSize;
+  std::int64_t modificationSeconds;
+  std::uint32_t modificationNanoseconds;
+  std::uint32_t reserved;  // 0
+  char work[256];          // names, zero-terminated
+  char target[256];
+};
+static_assert(sizeof(ReplaceRequest) == 552);
+
+inline constexpr unsigned long replaceCommand = _IOW('Q', 1, ReplaceRequest);
+
+}  // namespace quillbrook::VolumeProtocol

@@ -1,0 +1,31 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "Container/ContainerState.h"
+#include "Platform/ErrorNumber.h"
+
+namespace quillbrook {
+
+// Turns a container back into an ordinary file in place, so that its inode, hard links, open handles, attributes and
+// owner stay. The order makes it safe at every moment: the decoded content is written to a redo copy in the volume's
+// private folder and synced; the state then names that copy, synced; the inode is rewritten and synced; the state goes;
+// the copy goes. From the moment the state names it until the state goes, the copy is the content.
+// Calls for one inode must not overlap: the caller holds that inode's lock.
+namespace Expansion {
+
+// `source` is a descriptor of the volume's source folder, `file` one of the container, open for reading and writing.
+// Access and modification times stay. Runs of zeros come back as holes. `noSpace` and every other failure before the
+// copy is named leave the container as it was. `inputOutput` if the container is damaged or has surplus bytes.
+[[nodiscard]] Result<void> expand(int source, int file, const ContainerState& state);
+
+// The same for a file that becomes empty: nothing is decoded, no copy is needed.
+[[nodiscard]] Result<void> expandToNothing(int file, const ContainerState& state);
+
+// Completes an expansion that a crash interrupted: `state.redoIdentifier` is not 0.
+[[nodiscard]] Result<void> finish(int source, int file, const ContainerState& state);
+
+}  // namespace Expansion
+}  // namespace quillbrook
