@@ -1,0 +1,35 @@
+#!/bin/bash
+# A full disk in the middle of anything loses nothing.
+. "$(dirname "$0")/environment.sh"
+need_fuse
+need_root_and_loop
+image ext4 48M
+v=$work/disk/volume
+mkdir "$v"
+headers 200 "$work/original"
+# A file whose expansion will not fit once the disk is full.
+head -c 12000000 < <(yes 'the quick brown fox jumps over the lazy dog') >"$work/original/large.txt"
+cp -a "$work/original/." "$v"
+mount_volume "$v"
+must "$ctl" compress -- "$v" >/dev/null
+[[ $(status_of "$v/large.txt") == compressed ]] || fail "the large file is not compressed"
+dd if=/dev/zero of="$work/disk/filler" bs=64k status=none 2>/dev/null
+echo more 2>/dev/null >>"$v/large.txt" && fail "a file was opened for writing that cannot be expanded on a full disk"
+[[ $(status_of "$v/large.txt") == compressed ]] || fail "the large file changed its state"
+same_checksums "$work/original" "$v" "contents after a failed expansion"
+"$ctl" decompress -- "$v" >/dev/null 2>&1; code=$?
+[[ $code -eq 3 ]] || fail "decompress on a full disk ended with $code"
+same_checksums "$work/original" "$v" "contents after a decompress on a full disk"
+[[ -z $(find "$v" -name '*.slimtmp') ]] || fail "work files were left"
+rm "$work/disk/filler"
+must "$ctl" decompress -- "$v" >/dev/null
+dd if=/dev/zero of="$work/disk/filler" bs=64k status=none 2>/dev/null
+"$ctl" compress -- "$v" >/dev/null 2>&1; code=$?
+[[ $code -eq 0 || $code -eq 3 ]] || fail "compress on a full disk ended with $code"
+same_checksums "$work/original" "$v" "contents after a compress on a full disk"
+rm "$work/disk/filler"
+truncate -s 0 "$v/large.txt" || fail "emptying needs no space"
+unmount_volume "$v"
+must "$ctl" volume check "$v" >/dev/null
+must umount "$work/disk"
+echo "passed"
