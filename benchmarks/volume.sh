@@ -22,11 +22,9 @@ if [[ -e $example || -e $example.gz ]]; then
   mkdir -p build/peer
   if [[ -e $example.gz ]]; then gzip -dc "$example.gz" >build/peer/passthrough_ll.c; else cp "$example" build/peer/; fi
   cp "$(dirname "$example")"/passthrough_helpers.h build/peer/ 2>/dev/null || true
-  if g++ --version >/dev/null && gcc -O2 -w -o build/peer/passthrough_ll build/peer/passthrough_ll.c $(pkg-config --cflags --libs fuse3) 2>/dev/null; then
-    # As it comes, and with what makes it quicker.
+  if gcc -O2 -w -o build/peer/passthrough_ll build/peer/passthrough_ll.c $(pkg-config --cflags --libs fuse3) 2>/dev/null; then
     build/peer/passthrough_ll -o "source=$base/peer.source,cache=always,timeout=3600" "$base/peer"
-    targets+=("passthrough_ll=$base/peer/$base/peer.source")
-    [[ -d $base/peer/$base/peer.source ]] || targets[1]="passthrough_ll=$base/peer"
+    targets+=("passthrough_ll=$base/peer")
   else
     echo "volume: libfuse's example does not compile here; it is left out" >&2
   fi
