@@ -1,0 +1,30 @@
+// SPDX-License-Identifier: MIT
+#include "Compression/EngineError.h"
+
+namespace quillbrook {
+namespace {
+
+std::string_view headerCaseName(const DecmpfsHeaderError& error) {
+  struct {
+    std::string_view operator()(const InsufficientHeaderBytes&) const { return "insufficientBytes"; }
+    std::string_view operator()(const InvalidMagic&) const { return "invalidMagic"; }
+    std::string_view operator()(const UnknownCompressionType&) const { return "unknownCompressionType"; }
+  } const name;
+  return std::visit(name, error);
+}
+
+}  // namespace
+
+std::string_view caseName(const EngineError& error) {
+  struct {
+    std::string_view operator()(const DecmpfsHeaderError& e) const { return headerCaseName(e); }
+    std::string_view operator()(const auto& e) const { return caseName(e); }
+  } const name;
+  return std::visit(name, error);
+}
+
+std::string describe(const EngineError& error) {
+  return std::visit([](const auto& e) { return describe(e); }, error);
+}
+
+}  // namespace quillbrook
