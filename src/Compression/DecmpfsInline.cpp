@@ -2,6 +2,7 @@
 #include "Compression/DecmpfsInline.h"
 
 #include <optional>
+#include <utility>
 
 #include "Compression/LZFSE.h"
 
@@ -9,6 +10,7 @@ namespace quillbrook::DecmpfsInline {
 namespace {
 
 constexpr std::uint8_t uncompressedV2Prefix = 0xFF;
+constexpr std::uint64_t maximumFileByteCount = 0x7FFFFFFF;
 
 std::optional<PayloadTooLarge> excess(const ByteBuffer& value) {
   if (value.size() <= maximumValueByteCount) return std::nullopt;
@@ -57,6 +59,10 @@ std::expected<ByteBuffer, DecodeError> decode(std::span<const std::uint8_t> valu
   const auto payload = value.subspan(DecmpfsHeader::byteCount);
   switch (header->compressionType) {
     case CompressionType::lzfseAttr: {
+      // A damaged header may promise more than there is memory for.
+      if (header->uncompressedSize > maximumFileByteCount) {
+        return std::unexpected(DecodeFailed{.expectedBytes = static_cast<std::int64_t>(header->uncompressedSize)});
+      }
       auto bytes = LZFSE::decode(payload, header->uncompressedSize);
       if (!bytes) return std::unexpected(bytes.error());
       return std::move(*bytes);

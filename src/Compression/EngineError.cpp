@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "Compression/EngineError.h"
 
+#include <type_traits>
+
 namespace quillbrook {
 namespace {
 
@@ -16,11 +18,14 @@ std::string_view headerCaseName(const DecmpfsHeaderError& error) {
 }  // namespace
 
 std::string_view caseName(const EngineError& error) {
-  struct {
-    std::string_view operator()(const DecmpfsHeaderError& e) const { return headerCaseName(e); }
-    std::string_view operator()(const auto& e) const { return caseName(e); }
-  } const name;
-  return std::visit(name, error);
+  return std::visit(
+      [](const auto& e) {
+        if constexpr (std::is_same_v<decltype(e), const DecmpfsHeaderError&>)
+          return headerCaseName(e);
+        else
+          return caseName(e);
+      },
+      error);
 }
 
 std::string describe(const EngineError& error) {

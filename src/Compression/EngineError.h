@@ -17,6 +17,12 @@ namespace quillbrook {
 using EngineError =
     std::variant<FileCompressionError, LZFSEError, ResourceForkError, DecmpfsInlineError, DecmpfsHeaderError>;
 
+// A codec's own choice among these as the engine's error, unchanged in content.
+template <typename... CodecErrors>
+[[nodiscard]] EngineError passedThrough(const std::variant<CodecErrors...>& error) {
+  return std::visit([](const auto& e) { return EngineError(e); }, error);
+}
+
 // The case's name, as "alreadyCompressed".
 [[nodiscard]] std::string_view caseName(const EngineError& error);
 // The case with its payload, as "decodeFailed(expectedBytes: 65536, gotBytes: 12)".

@@ -27,9 +27,7 @@ std::string describe(const FileCompressionInspectionError& error) {
 
 std::string userText(const FileCompressionInspectionError& error) {
   struct {
-    std::string operator()(const FileNotFound& e) const {
-      return "ファイルが見つかりません: " + e.url.displayText();
-    }
+    std::string operator()(const FileNotFound& e) const { return "ファイルが見つかりません: " + e.url.displayText(); }
     std::string operator()(const DecmpfsHeaderInvalid& e) const { return "decmpfs ヘッダが不正: " + e.reason; }
     std::string operator()(const IOError& e) const {
       return "I/O エラー: " + e.detail + "\nパス: " + e.url.displayText();

@@ -15,7 +15,9 @@ void require(int result) {
 
 }  // namespace
 
-void Sha256::Free::operator()(evp_md_ctx_st* context) const noexcept { EVP_MD_CTX_free(context); }
+void Sha256::Free::operator()(evp_md_ctx_st* context) const noexcept {
+  EVP_MD_CTX_free(context);
+}
 
 Sha256::Sha256() : context_(EVP_MD_CTX_new()) {
   require(context_ != nullptr ? 1 : 0);
