@@ -91,8 +91,9 @@ MemoryFileSystem start(Route route) {
   node.status.st_flags = UF_NODUMP;
   node.accessControlList = "user:33:r--";
   node.attributes = {{"com.example.empty", {}}, {"com.example.value", {1, 2, 3}}};
-  if (!isCompress(route))
+  if (!isCompress(route)) {
     EXPECT_EQ(run(isStreaming(route) ? Route::streamCompress : Route::memoryCompress, memory), success);
+  }
   return memory;
 }
 
@@ -342,7 +343,9 @@ TEST_P(FaultTest, EverythingFailsFromOneCallOn) {
       expectWhole(memory);
       const bool marked = !memory.exists(workFile) || memory.at(workFile).attributes.contains(marker);
       const bool replaced = memory.at(url).status.st_ino != MemoryFileSystem(start_).at(url).status.st_ino;
-      if (!replaced) EXPECT_EQ(run(route_, memory), marked ? success : conflict);
+      if (!replaced) {
+        EXPECT_EQ(run(route_, memory), marked ? success : conflict);
+      }
       expectWhole(memory);
     }
   }
@@ -373,9 +376,9 @@ TEST_P(FaultTest, RefusedFlagsFailOnlyWhenCompressing) {
   EXPECT_FALSE(memory.exists(workFile));
 }
 
-INSTANTIATE_TEST_SUITE_P(Routes, FaultTest, testing::ValuesIn(routes), [](const auto& info) -> std::string {
-  return std::string(isStreaming(info.param) ? "Streaming" : "InMemory") +
-         (isCompress(info.param) ? "Compress" : "Decompress");
+INSTANTIATE_TEST_SUITE_P(Routes, FaultTest, testing::ValuesIn(routes), [](const auto& route) -> std::string {
+  return std::string(isStreaming(route.param) ? "Streaming" : "InMemory") +
+         (isCompress(route.param) ? "Compress" : "Decompress");
 });
 
 }  // namespace

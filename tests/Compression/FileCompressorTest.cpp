@@ -137,7 +137,7 @@ TEST(FileCompressorTest, CompressesAndDecompresses) {
 }
 
 TEST(FileCompressorTest, StreamsFrom16MiBOn) {
-  for (const std::size_t size : {16'777'215, 16'777'216}) {
+  for (const std::size_t size : {16'777'215U, 16'777'216U}) {
     MemoryFileSystem memory;
     const Bytes content(size, 'x');
     memory.put(url, content);
@@ -251,9 +251,11 @@ TEST(FileCompressorTest, NoticesEveryChangeUntilTheSwap) {
           EXPECT_EQ(memory.at(url).status.st_mode, 0644U);
         } else {
           EXPECT_EQ(result, c.expected);
-          if (changed) changed->isLocked = false;
-          if (changed) EXPECT_EQ(memory.at(url), *changed);
-          EXPECT_EQ(memory.exists(url), changed.has_value());
+          ASSERT_EQ(memory.exists(url), changed.has_value());
+          if (changed) {
+            changed->isLocked = false;
+            EXPECT_EQ(memory.at(url), *changed);
+          }
         }
         EXPECT_FALSE(memory.exists(workFile));
       }
