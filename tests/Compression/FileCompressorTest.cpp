@@ -263,6 +263,21 @@ TEST(FileCompressorTest, NoticesEveryChangeUntilTheSwap) {
   }
 }
 
+TEST(FileCompressorTest, ALockOnAFileThatWasSwappedOutCountsForNothing) {
+  MemoryFileSystem memory;
+  memory.put(url, text(5'000));
+  FaultyFileSystem racing(memory, [&](const FaultyFileSystem::Call& call) -> std::optional<ErrorNumber> {
+    if (call.operation == "flock") {
+      // Another operation has ended here, and a third is at work on what it left.
+      memory.put(url, text(5'000));
+      memory.put(workFile, {}).attributes[marker] = {1};
+    }
+    return std::nullopt;
+  });
+  EXPECT_EQ(outcome(FileCompressor::compress(url, inMemory, nullptr, racing)), "fileChangedDuringOperation(/folder/a)");
+  EXPECT_TRUE(memory.exists(workFile));
+}
+
 TEST(FileCompressorTest, AFailingHookStopsTheOperation) {
   MemoryFileSystem memory;
   memory.put(url, text(70'000));
