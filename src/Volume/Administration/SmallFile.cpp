@@ -2,6 +2,7 @@
 #include "Volume/Administration/SmallFile.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <array>

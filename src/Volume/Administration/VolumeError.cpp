@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 
 #include <string_view>
+#include <utility>
 
 namespace quillbrook {
 namespace {
@@ -134,6 +135,10 @@ struct Sentence {
 };
 
 }  // namespace
+
+std::unexpected<VolumeError> systemFailure(std::string action, const FilePath& path, ErrorNumber reason) {
+  return std::unexpected<VolumeError>(SystemFailure{std::move(action), path, reason});
+}
 
 std::string describe(const VolumeError& error) {
   return std::visit(Describer{}, error);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <expected>
 #include <string>
 #include <variant>
 #include <vector>
@@ -98,6 +99,9 @@ using VolumeError =
                  VolumeErrors::ForeignMount, VolumeErrors::Served, VolumeErrors::FuseUnavailable,
                  VolumeErrors::DaemonMissing, VolumeErrors::DaemonFailed, VolumeErrors::InUse,
                  VolumeErrors::HelperFailed, VolumeErrors::SystemFailure, VolumeErrors::Stopped>;
+
+// A SystemFailure, ready to be returned.
+[[nodiscard]] std::unexpected<VolumeError> systemFailure(std::string action, const FilePath& path, ErrorNumber reason);
 
 // The case and its payload: `notMounted(folder: /home/a/b)`.
 [[nodiscard]] std::string describe(const VolumeError& error);
