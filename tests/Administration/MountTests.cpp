@@ -10,7 +10,7 @@
 #include "Volume/Administration/DaemonAddress.h"
 #include "Volume/Administration/FolderPath.h"
 #include "Volume/Administration/MountPolicy.h"
-#include "Volume/Administration/MountTable.h"
+#include "Volume/Administration/MountRecords.h"
 
 namespace quillbrook {
 namespace {
@@ -20,7 +20,7 @@ using namespace std::string_literals;
 TEST(MountTableTests, ParsesWhatTheKernelWrites) {
   struct Case {
     std::string line;
-    std::vector<MountEntry> expected;
+    std::vector<MountRecord> expected;
   };
   const std::vector<Case> cases{
       {"36 35 98:0 /mnt1 /mnt2 rw,noatime master:1 - ext3 /dev/root rw,errors=continue",
@@ -45,17 +45,17 @@ TEST(MountTableTests, ParsesWhatTheKernelWrites) {
       {"7 1 0:5 / /v rw shared:1", {}},
       {"7 1 0:5 / /v rw - ext4", {}},
   };
-  for (const Case& c : cases) EXPECT_EQ(MountTable::parse(c.line + "\n"), c.expected) << c.line;
+  for (const Case& c : cases) EXPECT_EQ(MountRecords::parse(c.line + "\n"), c.expected) << c.line;
 }
 
 TEST(MountTableTests, FindsTheTopmostMountAtAPlace) {
-  const auto table = MountTable::parse(
+  const auto table = MountRecords::parse(
       "7 1 0:5 / /v rw - ext4 a rw\n8 7 0:6 / /v rw - fuse.quillbrook /v rw\n9 1 0:7 / /v/w rw - tmpfs b rw\n");
   ASSERT_EQ(table.size(), 3U);
-  EXPECT_EQ(MountTable::at(table, FilePath("/v")), &table[1]);
-  EXPECT_EQ(MountTable::at(table, FilePath("/v/")), nullptr);
-  EXPECT_TRUE(MountTable::isVolume(table[1]));
-  EXPECT_FALSE(MountTable::isVolume(table[2]));
+  EXPECT_EQ(MountRecords::at(table, FilePath("/v")), &table[1]);
+  EXPECT_EQ(MountRecords::at(table, FilePath("/v/")), nullptr);
+  EXPECT_TRUE(MountRecords::isVolume(table[1]));
+  EXPECT_FALSE(MountRecords::isVolume(table[2]));
 }
 
 TEST(DaemonAddressTests, TakesNothingButAProcessAndItsDescriptor) {
@@ -80,7 +80,7 @@ TEST(FolderPathTests, ComparesWholeNames) {
 
 // What check() refuses, in a word.
 std::string refusal(const std::string& folder, const MountSurroundings& surroundings,
-                    const std::vector<MountEntry>& table, bool force) {
+                    const std::vector<MountRecord>& table, bool force) {
   const auto allowed = MountPolicy::check(FilePath(folder), surroundings, table, force);
   if (allowed) return "";
   if (const auto* nested = std::get_if<VolumeErrors::Nested>(&allowed.error())) {
@@ -146,7 +146,7 @@ TEST(MountPolicyTests, RefusesWhatTheSystemOrTheVolumeItselfNeeds) {
 }
 
 TEST(MountPolicyTests, RefusesNestedVolumesWhateverIsInsistedOn) {
-  const auto table = MountTable::parse(
+  const auto table = MountRecords::parse(
       "1 0 0:1 / /srv/a/b rw - fuse.quillbrook /srv/a/b rw\n"
       "2 0 0:2 / /mnt/shown rw - fuse.quillbrook /srv/source rw\n"
       "3 0 0:3 / /srv/usb rw - vfat /dev/sdb1 rw\n");
