@@ -138,10 +138,9 @@ class Grammar {
     mount->add_flag("--allow-other", values_.mount.allowOther, "Let other users reach into the volume");
     mount->add_flag("--foreground", values_.mount.foreground, "Stay until the volume is unmounted");
     mount->add_flag("--force", values_.mount.force, "Mount even where the system or the volume itself has its files");
-    addFolderVerb(volume, "unmount", "Unmount a volume",
-                  [](const Values&, std::vector<FilePath> paths) -> Command {
-                    return VolumeUnmountCommand{paths.front()};
-                  });
+    addFolderVerb(volume, "unmount", "Unmount a volume", [](const Values&, std::vector<FilePath> paths) -> Command {
+      return VolumeUnmountCommand{paths.front()};
+    });
     CLI::App* list = volume.add_subcommand("list", "List the mounted volumes");
     addJson(*list);
     verbs_.push_back({list, Operands::none, [](const Values& values, std::vector<FilePath>) -> Command {
@@ -152,19 +151,17 @@ class Grammar {
                                       return VolumeCheckCommand{paths.front(), values.json};
                                     });
     addJson(*check);
-    addFolderVerb(volume, "restore", "Without a mount, turn every compressed file back into an ordinary one",
-                  [](const Values&, std::vector<FilePath> paths) -> Command {
-                    return VolumeRestoreCommand{paths.front()};
-                  });
+    addFolderVerb(
+        volume, "restore", "Without a mount, turn every compressed file back into an ordinary one",
+        [](const Values&, std::vector<FilePath> paths) -> Command { return VolumeRestoreCommand{paths.front()}; });
     CLI::App* enable = addFolderVerb(volume, "enable", "Mount a volume now and at every login",
                                      [](const Values& values, std::vector<FilePath> paths) -> Command {
                                        return VolumeEnableCommand{paths.front(), values.mount.force};
                                      });
     enable->add_flag("--force", values_.mount.force, "Enable even where the system or the volume itself has its files");
-    addFolderVerb(volume, "disable", "Undo 'volume enable'",
-                  [](const Values&, std::vector<FilePath> paths) -> Command {
-                    return VolumeDisableCommand{paths.front()};
-                  });
+    addFolderVerb(volume, "disable", "Undo 'volume enable'", [](const Values&, std::vector<FilePath> paths) -> Command {
+      return VolumeDisableCommand{paths.front()};
+    });
   }
 
   std::expected<Command, ArgumentsAnswer> finish(std::vector<FilePath> paths) {

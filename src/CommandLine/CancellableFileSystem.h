@@ -19,8 +19,7 @@ namespace quillbrook {
 class CancellableFileSystem final : public ForwardingFileSystem {
  public:
   // `onRead`, if there is one, hears of the bytes read from files opened for reading, on the reading thread.
-  CancellableFileSystem(FileSystem& inner, std::stop_token stop,
-                        std::function<void(std::size_t)> onRead = {})
+  CancellableFileSystem(FileSystem& inner, std::stop_token stop, std::function<void(std::size_t)> onRead = {})
       : ForwardingFileSystem(inner), stop_(std::move(stop)), onRead_(std::move(onRead)) {}
 
   // Whether anything was answered with `cancelled`.

@@ -55,8 +55,8 @@ struct VolumeDisableCommand {
 };
 
 // What the user asked for.
-using Command = std::variant<OperationCommand, InspectCommand, VolumeMountCommand, VolumeUnmountCommand,
-                             VolumeListCommand, VolumeCheckCommand, VolumeRestoreCommand, VolumeEnableCommand,
-                             VolumeDisableCommand>;
+using Command =
+    std::variant<OperationCommand, InspectCommand, VolumeMountCommand, VolumeUnmountCommand, VolumeListCommand,
+                 VolumeCheckCommand, VolumeRestoreCommand, VolumeEnableCommand, VolumeDisableCommand>;
 
 }  // namespace quillbrook

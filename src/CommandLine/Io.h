@@ -29,8 +29,8 @@ struct Io {
   FileSystem& fileSystem;
   OpenDirectory openDirectory;
   VolumeOperations volumes;
-  std::function<SteadyTime()> now;  // called from one thread
-  std::stop_token stop;             // requested once a signal asks the command to stop
+  std::function<SteadyTime()> now;     // called from one thread
+  std::stop_token stop;                // requested once a signal asks the command to stop
   const std::atomic<int>& stopSignal;  // that signal's number, 0 before
 };
 

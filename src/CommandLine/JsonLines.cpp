@@ -23,7 +23,9 @@ void addPath(Json& object, const std::string& key, const FilePath& path) {
   if (!path.isUtf8()) object[key + "Base64"] = PathText::base64(path.bytes());
 }
 
-Json algorithmName(std::optional<CompressionType> type) { return type ? Json(name(*type)) : Json(nullptr); }
+Json algorithmName(std::optional<CompressionType> type) {
+  return type ? Json(name(*type)) : Json(nullptr);
+}
 
 std::string_view conditionName(VolumeListing::Condition condition) {
   switch (condition) {

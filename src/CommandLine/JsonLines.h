@@ -32,7 +32,8 @@ namespace JsonLines {
 [[nodiscard]] std::string file(const FilePath& path, const FileCompressionInfo& info);
 // Not for files that were passed over.
 [[nodiscard]] std::string result(OperationKind kind, const ProcessedFile& file);
-[[nodiscard]] std::string summary(OperationKind kind, const OperationTotals& totals, std::chrono::duration<double> time);
+[[nodiscard]] std::string summary(OperationKind kind, const OperationTotals& totals,
+                                  std::chrono::duration<double> time);
 [[nodiscard]] std::string volume(const VolumeListing& volume);
 [[nodiscard]] std::string finding(const CheckFinding& finding);
 [[nodiscard]] std::string checkSummary(const CheckResult& result);

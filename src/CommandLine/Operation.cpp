@@ -214,7 +214,9 @@ class Run::Walker final : public TreeVisitor {
     run_.files_.push(std::move(file));
     return true;
   }
-  void unreadable(const FilePath& folder, ErrorNumber error) override { run_.news_.push(UnreadableFolder{folder, error}); }
+  void unreadable(const FilePath& folder, ErrorNumber error) override {
+    run_.news_.push(UnreadableFolder{folder, error});
+  }
   void otherFileSystem(const FilePath& folder) override { run_.news_.push(OtherFileSystem{folder}); }
 
  private:
@@ -231,6 +233,8 @@ void Run::walk() {
 
 }  // namespace
 
-int run(const OperationCommand& command, Io& io) { return Run(command, io).run(); }
+int run(const OperationCommand& command, Io& io) {
+  return Run(command, io).run();
+}
 
 }  // namespace quillbrook::Operation

@@ -22,7 +22,9 @@ std::string_view pastWord(OperationKind kind) {
   return kind == OperationKind::compress ? "compressed" : "decompressed";
 }
 
-std::string filesText(std::uint64_t count) { return fmt::format("{} {}", count, count == 1 ? "file" : "files"); }
+std::string filesText(std::uint64_t count) {
+  return fmt::format("{} {}", count, count == 1 ? "file" : "files");
+}
 
 }  // namespace
 
@@ -128,9 +130,9 @@ void OperationPrinter::printKinds() {
   io_.out << (isCompress ? fmt::format(" {:>9} {:>9}\n", "after", "saved") : "\n");
   for (std::size_t i = 0; i < rows.size(); ++i) {
     io_.out << fmt::format("  {:<{}} {:>9} {:>9}", names[i], width, rows[i].files, SizeText::text(rows[i].bytesBefore));
-    io_.out << (isCompress ? fmt::format(" {:>9} {:>9}\n", SizeText::text(rows[i].bytesAfter),
-                                         SizeText::text(rows[i].saved()))
-                           : "\n");
+    io_.out << (isCompress
+                    ? fmt::format(" {:>9} {:>9}\n", SizeText::text(rows[i].bytesAfter), SizeText::text(rows[i].saved()))
+                    : "\n");
   }
 }
 

@@ -25,7 +25,9 @@ CodePoint firstCodePoint(std::string_view text) {
   return {(byte(0) & 0x07U) << 18 | tail(1) << 12 | tail(2) << 6 | tail(3), 4};
 }
 
-bool isControl(std::uint32_t c) { return c < 0x20 || (c >= 0x7F && c <= 0x9F); }
+bool isControl(std::uint32_t c) {
+  return c < 0x20 || (c >= 0x7F && c <= 0x9F);
+}
 
 // Marks, embeddings, overrides and isolates of the Unicode bidirectional algorithm, line and paragraph separator.
 bool turnsDirection(std::uint32_t c) {

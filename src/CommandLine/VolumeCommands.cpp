@@ -142,6 +142,8 @@ int run(const VolumeEnableCommand& command, Io& io) {
   return report(io.volumes.enable(command.folder, command.force), true, io);
 }
 
-int run(const VolumeDisableCommand& command, Io& io) { return report(io.volumes.disable(command.folder), false, io); }
+int run(const VolumeDisableCommand& command, Io& io) {
+  return report(io.volumes.disable(command.folder), false, io);
+}
 
 }  // namespace quillbrook::VolumeCommands

@@ -27,8 +27,8 @@ struct VolumeOperations {
                                                            const std::function<void(const UnmountOutcome&)>&)>
       unmount = VolumeUnmount::unmount;
   std::function<Result<std::vector<VolumeListing>>()> list = VolumeList::read;
-  std::function<std::expected<CheckResult, VolumeError>(const FilePath&, const std::function<void(const CheckFinding&)>&,
-                                                        std::stop_token)>
+  std::function<std::expected<CheckResult, VolumeError>(
+      const FilePath&, const std::function<void(const CheckFinding&)>&, std::stop_token)>
       check = VolumeCheck::check;
   std::function<std::expected<RestoreResult, VolumeError>(
       const FilePath&, const std::function<void(const RestoreEvent&)>&, std::stop_token)>

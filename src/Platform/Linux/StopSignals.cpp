@@ -55,8 +55,12 @@ StopSignals::~StopSignals() {
   ::sem_destroy(&wakeUp);
 }
 
-std::stop_token StopSignals::token() const { return waiter_->source.get_token(); }
+std::stop_token StopSignals::token() const {
+  return waiter_->source.get_token();
+}
 
-const std::atomic<int>& StopSignals::received() const { return quillbrook::received; }
+const std::atomic<int>& StopSignals::received() const {
+  return quillbrook::received;
+}
 
 }  // namespace quillbrook

@@ -8,9 +8,13 @@
 
 namespace quillbrook::Terminal {
 
-bool isOutputTerminal() { return ::isatty(STDOUT_FILENO) == 1; }
+bool isOutputTerminal() {
+  return ::isatty(STDOUT_FILENO) == 1;
+}
 
-bool isErrorTerminal() { return ::isatty(STDERR_FILENO) == 1; }
+bool isErrorTerminal() {
+  return ::isatty(STDERR_FILENO) == 1;
+}
 
 unsigned width() {
   winsize size{};
@@ -18,6 +22,8 @@ unsigned width() {
   return size.ws_col;
 }
 
-void ignoreBrokenPipes() { std::signal(SIGPIPE, SIG_IGN); }
+void ignoreBrokenPipes() {
+  std::signal(SIGPIPE, SIG_IGN);
+}
 
 }  // namespace quillbrook::Terminal
