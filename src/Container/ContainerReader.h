@@ -5,11 +5,11 @@
 #include <cstdint>
 #include <memory>
 #include <span>
-#include <vector>
 
-#include "Compression/Header/DecmpfsHeader.h"
 #include "Container/ByteSource.h"
+#include "Container/ContainerPayload.h"
 #include "Container/ContainerState.h"
+#include "Container/PayloadLayout.h"
 
 namespace quillbrook {
 
@@ -21,6 +21,7 @@ class ContainerReader {
   static constexpr std::size_t blockByteCount = 65'536;
 
   // What one thread needs while it reads; kept between reads to avoid allocation, and it remembers the last block.
+  // May serve one reader after another.
   class Scratch {
    public:
     Scratch();
@@ -35,12 +36,13 @@ class ContainerReader {
   };
 
   // Reads and checks header, offset table and checksums. `notSupported` for types that nobody here can decode (6, 13,
-  // 14) and for an unknown type; `inputOutput` for anything damaged, missing or cut short. The source must outlive
-  // the reader.
+  // 14) and for an unknown type; `inputOutput` for anything damaged or missing, for a container that is not sealed and
+  // for one whose content is a redo copy. What stands behind the checksums is not looked at: neither a lost trailer
+  // nor appended bytes make the content unreadable. The source must outlive the reader.
   [[nodiscard]] static Result<std::unique_ptr<const ContainerReader>> open(const ByteSource& source,
                                                                            const ContainerState& state);
 
-  [[nodiscard]] std::uint64_t logicalByteCount() const { return state_.logicalByteCount; }
+  [[nodiscard]] std::uint64_t logicalByteCount() const { return logicalByteCount_; }
 
   // Fills as much of `destination` as there is from the logical `offset` on, decoding only the blocks it touches;
   // whole blocks are decoded straight into `destination`. 0 at or behind the end.
@@ -48,12 +50,16 @@ class ContainerReader {
                                          Scratch& scratch) const;
 
  private:
-  ContainerReader(const ByteSource& source, const ContainerState& state) : source_(source), state_(state) {}
+  ContainerReader(ContainerPayload payload, PayloadLayout layout, std::uint64_t logicalByteCount);
 
-  const ByteSource& source_;
-  ContainerState state_;
-  std::vector<std::uint32_t> checksums_;  // one for each 64 KiB span of value and fork together
-  // further members: the implementation's
+  // Fills `destination`, which is exactly the block's size.
+  [[nodiscard]] Result<void> decodeBlock(std::uint64_t index, std::uint64_t wantedEnd,
+                                         std::span<std::uint8_t> destination, Scratch& scratch) const;
+
+  ContainerPayload payload_;
+  PayloadLayout layout_;
+  std::uint64_t logicalByteCount_;
+  std::uint64_t identifier_;  // unique in this process, so that a scratch cannot mistake one reader for another
 };
 
 }  // namespace quillbrook

@@ -27,8 +27,8 @@ struct MountSurroundings {
 // Which folders may become volumes. Touches nothing.
 namespace MountPolicy {
 
-// `folder` as FolderPath::resolve gives it. The first refusal: Nested, Occupied, or, without `force`, Protected.
-// A volume that is mounted at exactly `folder` is none.
+// `folder` as FolderPath::resolve gives it. The first refusal: Nested, Served (its volume is mounted elsewhere),
+// or, without `force`, Protected. A volume that is mounted at exactly `folder` is none.
 [[nodiscard]] std::expected<void, VolumeError> check(const FilePath& folder, const MountSurroundings& surroundings,
                                                      const std::vector<MountEntry>& table, bool force);
 

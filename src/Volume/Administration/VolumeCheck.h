@@ -21,6 +21,7 @@ struct CheckFinding {
     attributeMissing,      // whole, but shown raw: the attribute was lost, the trailer is there
     surplusBytes,          // something was appended while the folder was not mounted
     cutShort,              // fewer bytes than the state promises
+    trailerMissing,        // no attribute, and it begins like a container that lost its end
     redoCopyMissing,       // the content should be a redo copy that is not there
     interruptedExpansion,  // whole: its content is the redo copy until the next mount or restore
     orphanRedoCopy,        // no file's content; the next mount or restore removes it

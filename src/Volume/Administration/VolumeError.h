@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <cstdint>
+#include <expected>
 #include <string>
 #include <variant>
 #include <vector>
@@ -32,12 +34,6 @@ struct Protected {
   FilePath needed;   // the folder itself, or what lies in it
   std::string what;  // "a system folder", "your home folder", "this program"
   friend bool operator==(const Protected&, const Protected&) = default;
-};
-// Something else is mounted at the very place.
-struct Occupied {
-  FilePath folder;
-  std::string type;
-  friend bool operator==(const Occupied&, const Occupied&) = default;
 };
 struct NotMounted {
   FilePath folder;
@@ -99,10 +95,13 @@ struct Stopped {
 }  // namespace VolumeErrors
 
 using VolumeError =
-    std::variant<VolumeErrors::NotAFolder, VolumeErrors::Nested, VolumeErrors::Protected, VolumeErrors::Occupied,
-                 VolumeErrors::NotMounted, VolumeErrors::ForeignMount, VolumeErrors::Served,
-                 VolumeErrors::FuseUnavailable, VolumeErrors::DaemonMissing, VolumeErrors::DaemonFailed,
-                 VolumeErrors::InUse, VolumeErrors::HelperFailed, VolumeErrors::SystemFailure, VolumeErrors::Stopped>;
+    std::variant<VolumeErrors::NotAFolder, VolumeErrors::Nested, VolumeErrors::Protected, VolumeErrors::NotMounted,
+                 VolumeErrors::ForeignMount, VolumeErrors::Served, VolumeErrors::FuseUnavailable,
+                 VolumeErrors::DaemonMissing, VolumeErrors::DaemonFailed, VolumeErrors::InUse,
+                 VolumeErrors::HelperFailed, VolumeErrors::SystemFailure, VolumeErrors::Stopped>;
+
+// A SystemFailure, ready to be returned.
+[[nodiscard]] std::unexpected<VolumeError> systemFailure(std::string action, const FilePath& path, ErrorNumber reason);
 
 // The case and its payload: `notMounted(folder: /home/a/b)`.
 [[nodiscard]] std::string describe(const VolumeError& error);

@@ -1,0 +1,93 @@
+// SPDX-License-Identifier: MIT
+#include "Container/ContainerPayload.h"
+
+#include <algorithm>
+#include <atomic>
+#include <utility>
+
+#include "Compression/Header/LittleEndian.h"
+#include "Container/Checksum.h"
+
+namespace quillbrook {
+namespace {
+
+constexpr std::uint64_t spanByteCount = ContainerState::spanByteCount;
+constexpr std::uint64_t windowSpanCount = 16;
+
+std::atomic<std::uint64_t> nextIdentifier{1};
+
+}  // namespace
+
+ContainerPayload::ContainerPayload(const ByteSource& source, std::uint64_t byteCount,
+                                   std::vector<std::uint32_t> checksums)
+    : source_(&source),
+      identifier_(nextIdentifier.fetch_add(1, std::memory_order_relaxed)),
+      byteCount_(byteCount),
+      checksums_(std::move(checksums)) {}
+
+Result<ContainerPayload> ContainerPayload::open(const ByteSource& source, const ContainerState& state) {
+  // At most 256 KiB, as value and fork are of 32 bits.
+  std::vector<std::uint8_t> stored(static_cast<std::size_t>(state.spanCount()) * sizeof(std::uint32_t));
+  const auto got = source.read(state.payloadByteCount(), stored);
+  if (!got) return std::unexpected(got.error());
+  if (*got != stored.size()) return std::unexpected(ErrorNumber::inputOutput);
+  std::vector<std::uint32_t> checksums(static_cast<std::size_t>(state.spanCount()));
+  for (std::size_t i = 0; i < checksums.size(); ++i) {
+    checksums[i] = LittleEndian::load<std::uint32_t>(stored.data() + i * sizeof(std::uint32_t));
+  }
+  return ContainerPayload(source, state.payloadByteCount(), std::move(checksums));
+}
+
+Result<std::span<const std::uint8_t>> ContainerPayload::view(std::uint64_t offset, std::size_t count,
+                                                             std::uint64_t wantedEnd, Window& window) const {
+  if (count == 0) return std::span<const std::uint8_t>();
+  if (offset > byteCount_ || count > byteCount_ - offset) return std::unexpected(ErrorNumber::inputOutput);
+  const auto firstSpan = offset / spanByteCount;
+  const auto windowStart = window.firstSpan_ * spanByteCount;
+  const auto windowEnd = windowStart + window.bytes_.size();
+  const bool isMine = window.payloadIdentifier_ == identifier_;
+  if (!isMine || offset < windowStart || offset + count > windowEnd) {
+    // A chunk often begins in the span in which the one before it ended: what is verified already is kept.
+    std::size_t kept = 0;
+    if (isMine && window.firstSpan_ <= firstSpan && firstSpan * spanByteCount < windowEnd) {
+      const auto surplus = static_cast<std::ptrdiff_t>(firstSpan * spanByteCount - windowStart);
+      window.bytes_.erase(window.bytes_.begin(), window.bytes_.begin() + surplus);
+      kept = window.bytes_.size();
+    }
+    const auto needed = (offset + count - 1) / spanByteCount + 1;
+    const auto wanted = std::min((wantedEnd + spanByteCount - 1) / spanByteCount, firstSpan + windowSpanCount);
+    const auto end = std::min(std::max(needed, wanted) * spanByteCount, byteCount_);
+    window.payloadIdentifier_ = 0;
+    window.bytes_.resize(static_cast<std::size_t>(end - firstSpan * spanByteCount));
+    const auto fresh = std::span(window.bytes_).subspan(kept);
+    const auto freshOffset = firstSpan * spanByteCount + kept;
+    const auto got = source_->read(freshOffset, fresh);
+    if (!got) return std::unexpected(got.error());
+    if (*got != fresh.size()) return std::unexpected(ErrorNumber::inputOutput);
+    auto span = static_cast<std::size_t>(freshOffset / spanByteCount);
+    for (std::size_t at = 0; at < fresh.size(); at += spanByteCount, ++span) {
+      const auto bytes = fresh.subspan(at, std::min<std::size_t>(spanByteCount, fresh.size() - at));
+      if (Checksum::crc32c(bytes) != checksums_[span]) return std::unexpected(ErrorNumber::inputOutput);
+    }
+    window.firstSpan_ = firstSpan;
+    window.payloadIdentifier_ = identifier_;
+  }
+  return std::span<const std::uint8_t>(window.bytes_)
+      .subspan(static_cast<std::size_t>(offset - window.firstSpan_ * spanByteCount), count);
+}
+
+Result<void> ContainerPayload::read(std::uint64_t offset, std::span<std::uint8_t> destination) const {
+  Window window;
+  const auto end = offset + destination.size();
+  while (!destination.empty()) {
+    const auto count = std::min<std::size_t>(destination.size(), spanByteCount);
+    const auto bytes = view(offset, count, end, window);
+    if (!bytes) return std::unexpected(bytes.error());
+    std::ranges::copy(*bytes, destination.begin());
+    destination = destination.subspan(count);
+    offset += count;
+  }
+  return {};
+}
+
+}  // namespace quillbrook

@@ -1,0 +1,141 @@
+// SPDX-License-Identifier: MIT
+#include "Volume/Administration/AppendedFile.h"
+
+#include <fcntl.h>
+#include <limits.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstddef>
+#include <cstring>
+#include <vector>
+
+#include "Platform/Linux/FileDescriptor.h"
+#include "Platform/Linux/SystemCall.h"
+
+namespace quillbrook {
+namespace {
+
+constexpr std::size_t bufferByteCount = 65'536;
+constexpr const char* workName = "appended";
+
+// Reads exactly that many bytes; false at an early end.
+Result<bool> readFully(int file, std::uint64_t offset, std::span<char> destination) {
+  while (!destination.empty()) {
+    const ssize_t count = SystemCall::retrying(
+        [&] { return ::pread(file, destination.data(), destination.size(), static_cast<off_t>(offset)); });
+    if (count < 0) return SystemCall::failure();
+    if (count == 0) return false;
+    offset += static_cast<std::uint64_t>(count);
+    destination = destination.subspan(static_cast<std::size_t>(count));
+  }
+  return true;
+}
+
+Result<void> writeFully(int file, std::span<const char> bytes) {
+  while (!bytes.empty()) {
+    const ssize_t count = SystemCall::retrying([&] { return ::write(file, bytes.data(), bytes.size()); });
+    if (count < 0) return SystemCall::failure();
+    bytes = bytes.subspan(static_cast<std::size_t>(count));
+  }
+  return {};
+}
+
+Result<void> copy(const AppendedFile::Surplus& surplus, int destination) {
+  std::vector<char> buffer(bufferByteCount);
+  for (std::uint64_t done = 0; done < surplus.byteCount;) {
+    const std::span part(buffer.data(), std::min<std::uint64_t>(buffer.size(), surplus.byteCount - done));
+    const auto isWhole = readFully(surplus.file, surplus.offset + done, part);
+    if (!isWhole) return std::unexpected(isWhole.error());
+    if (!*isWhole) return std::unexpected(ErrorNumber::inputOutput);
+    if (const auto written = writeFully(destination, part); !written) return written;
+    done += part.size();
+  }
+  return {};
+}
+
+// Whether the file of that name holds exactly the surplus; then it is on disk afterwards.
+bool holds(int folder, const std::string& name, const AppendedFile::Surplus& surplus) {
+  const FileDescriptor file(::openat(folder, name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+  struct stat status {};
+  if (!file.isOpen() || ::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode) ||
+      static_cast<std::uint64_t>(status.st_size) != surplus.byteCount) {
+    return false;
+  }
+  std::vector<char> own(bufferByteCount);
+  std::vector<char> other(bufferByteCount);
+  for (std::uint64_t done = 0; done < surplus.byteCount;) {
+    const std::size_t count = std::min<std::uint64_t>(own.size(), surplus.byteCount - done);
+    if (!readFully(surplus.file, surplus.offset + done, std::span(own.data(), count)).value_or(false) ||
+        !readFully(file.get(), done, std::span(other.data(), count)).value_or(false) ||
+        std::memcmp(own.data(), other.data(), count) != 0) {
+      return false;
+    }
+    done += count;
+  }
+  return ::fsync(file.get()) == 0;
+}
+
+// `name` with the ending, cut where the host allows no longer one, not inside a character of UTF-8.
+std::string candidate(std::string_view name, std::size_t number) {
+  const std::string ending = number == 0 ? ".appended" : ".appended." + std::to_string(number);
+  std::string_view stem = name.substr(0, NAME_MAX - ending.size());
+  const auto continues = [](char byte) { return (static_cast<unsigned char>(byte) & 0xC0) == 0x80; };
+  if (stem.size() < name.size() && continues(name[stem.size()])) {
+    while (!stem.empty() && continues(stem.back())) stem.remove_suffix(1);
+    if (!stem.empty()) stem.remove_suffix(1);
+  }
+  return std::string(stem) + ending;
+}
+
+Result<void> fill(int work, const AppendedFile::Surplus& surplus) {
+  if (const auto copied = copy(surplus, work); !copied) return copied;
+  struct stat status {};
+  if (::fstat(surplus.file, &status) != 0) return SystemCall::failure();
+  // An ordinary user owns it already, or may not give it away.
+  if (::geteuid() == 0 && ::fchown(work, status.st_uid, status.st_gid) != 0) return SystemCall::failure();
+  if (::fchmod(work, status.st_mode & 0666) != 0) return SystemCall::failure();
+  const std::array<timespec, 2> times{status.st_atim, status.st_mtim};
+  if (::futimens(work, times.data()) != 0) return SystemCall::failure();
+  return SystemCall::checked([&] { return ::fsync(work); });
+}
+
+}  // namespace
+
+Result<std::string> AppendedFile::keep(int folder, std::string_view name, const Surplus& surplus, int workFolder) {
+  // Left by an interrupted run.
+  if (::unlinkat(workFolder, workName, 0) != 0 && errno != ENOENT) return SystemCall::failure();
+  FileDescriptor work;
+  for (std::size_t number = 0;; ++number) {
+    const std::string kept = candidate(name, number);
+    if (::faccessat(folder, kept.c_str(), F_OK, AT_SYMLINK_NOFOLLOW) == 0) {
+      if (holds(folder, kept, surplus)) {
+        if (::fsync(folder) != 0) return SystemCall::failure();
+        return kept;
+      }
+      continue;
+    }
+    if (!work.isOpen()) {
+      work = FileDescriptor(::openat(workFolder, workName, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
+      if (!work.isOpen()) return SystemCall::failure();
+      if (const auto filled = fill(work.get(), surplus); !filled) {
+        const ErrorNumber reason = filled.error();
+        ::unlinkat(workFolder, workName, 0);
+        return std::unexpected(reason);
+      }
+    }
+    // Never takes the place of anything, also not of what appeared just now.
+    const bool isLinked = ::linkat(workFolder, workName, folder, kept.c_str(), 0) == 0;
+    if (!isLinked && errno == EEXIST) continue;
+    const ErrorNumber reason{errno};
+    ::unlinkat(workFolder, workName, 0);
+    if (!isLinked) return std::unexpected(reason);
+    if (::fsync(folder) != 0) return SystemCall::failure();
+    return kept;
+  }
+}
+
+}  // namespace quillbrook

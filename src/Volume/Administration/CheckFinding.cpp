@@ -1,0 +1,66 @@
+// SPDX-License-Identifier: MIT
+#include <fmt/format.h>
+
+#include "Volume/Administration/VolumeCheck.h"
+
+namespace quillbrook {
+namespace {
+
+struct Words {
+  std::string_view name;
+  std::string_view text;
+  bool isDamage;
+};
+
+Words wordsOf(CheckFinding::Kind kind) {
+  switch (kind) {
+    case CheckFinding::Kind::damagedContainer:
+      return {"damagedContainer", "damaged; bring this file back from a backup", true};
+    case CheckFinding::Kind::damagedState:
+      return {"damagedState", "what is known of it is damaged; try `quillbrookctl volume restore`", true};
+    case CheckFinding::Kind::attributeMissing:
+      return {"attributeMissing",
+              "compressed, but its attribute was lost; `quillbrookctl volume restore` brings it back", true};
+    case CheckFinding::Kind::surplusBytes:
+      return {"surplusBytes",
+              "something was appended while the folder was not mounted; `quillbrookctl volume restore` separates it",
+              true};
+    case CheckFinding::Kind::cutShort:
+      return {"cutShort", "the end of it is missing; bring this file back from a backup", true};
+    case CheckFinding::Kind::trailerMissing:
+      return {"trailerMissing",
+              "begins like a compressed file without an end; if it is one, bring it back from a backup", true};
+    case CheckFinding::Kind::redoCopyMissing:
+      return {"redoCopyMissing", "was being turned back, and its content is gone; bring this file back from a backup",
+              true};
+    case CheckFinding::Kind::interruptedExpansion:
+      return {"interruptedExpansion", "whole; turning it back was interrupted and goes on when it is used again",
+              false};
+    case CheckFinding::Kind::orphanRedoCopy:
+      return {"orphanRedoCopy", "left over from turning a file back; `quillbrookctl volume restore` clears it up",
+              false};
+    case CheckFinding::Kind::workFile:
+      return {"workFile", "left over from an interrupted operation; the next one on this file removes it", false};
+    case CheckFinding::Kind::unsupportedType:
+      return {"unsupportedType", "compressed in a way that this version cannot read", true};
+    case CheckFinding::Kind::unreadable: return {"unreadable", "could not be looked at", false};
+  }
+  return {"", "", false};
+}
+
+}  // namespace
+
+std::string_view describe(CheckFinding::Kind kind) {
+  return wordsOf(kind).name;
+}
+
+std::string sentence(const CheckFinding& finding) {
+  const std::string_view text = wordsOf(finding.kind).text;
+  return finding.detail.empty() ? fmt::format("{}.", text) : fmt::format("{}: {}.", text, finding.detail);
+}
+
+bool isDamage(CheckFinding::Kind kind) {
+  return wordsOf(kind).isDamage;
+}
+
+}  // namespace quillbrook

@@ -1,0 +1,27 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string_view>
+
+#include "Platform/ErrorNumber.h"
+#include "Platform/FilePath.h"
+
+namespace quillbrook {
+
+// Where a mounted volume's daemon has its source folder open: VolumeProtocol::sourceAttribute.
+struct DaemonAddress {
+  std::int32_t process = 0;
+  FilePath source;  // "/proc/<process>/fd/<n>"
+
+  friend bool operator==(const DaemonAddress&, const DaemonAddress&) = default;
+
+  // Nothing for what has not that shape.
+  [[nodiscard]] static std::optional<DaemonAddress> parse(std::string_view attribute);
+
+  // Asks the volume that is mounted there. ENOTCONN: its daemon has died.
+  [[nodiscard]] static Result<DaemonAddress> ask(const FilePath& mountPoint);
+};
+
+}  // namespace quillbrook

@@ -1,0 +1,154 @@
+// SPDX-License-Identifier: MIT
+#include "Volume/Administration/MountPolicy.h"
+
+#include <pwd.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstdlib>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "Volume/Administration/DaemonProgram.h"
+#include "Volume/Administration/FolderPath.h"
+
+namespace quillbrook {
+namespace {
+
+// How far below a system folder the system's own things reach.
+enum class Reach { itself, children, everything };
+
+struct SystemFolder {
+  std::string_view path;
+  Reach reach;
+};
+
+constexpr auto systemFolders = std::to_array<SystemFolder>({
+    {"/", Reach::itself},
+    {"/bin", Reach::everything},
+    {"/boot", Reach::everything},
+    {"/dev", Reach::children},
+    {"/efi", Reach::everything},
+    {"/etc", Reach::everything},
+    {"/home", Reach::itself},
+    {"/lib", Reach::everything},
+    {"/lib32", Reach::everything},
+    {"/lib64", Reach::everything},
+    {"/libx32", Reach::everything},
+    {"/lost+found", Reach::everything},
+    {"/media", Reach::itself},
+    {"/mnt", Reach::itself},
+    {"/opt", Reach::itself},
+    {"/proc", Reach::everything},
+    {"/root", Reach::itself},
+    {"/run", Reach::children},
+    {"/sbin", Reach::everything},
+    {"/snap", Reach::everything},
+    {"/srv", Reach::itself},
+    {"/sys", Reach::everything},
+    {"/tmp", Reach::itself},
+    {"/usr", Reach::children},
+    {"/usr/bin", Reach::everything},
+    {"/usr/lib", Reach::everything},
+    {"/usr/lib32", Reach::everything},
+    {"/usr/lib64", Reach::everything},
+    {"/usr/libexec", Reach::everything},
+    {"/usr/sbin", Reach::everything},
+    {"/usr/share", Reach::children},
+    {"/var", Reach::children},
+    {"/var/lib/systemd", Reach::everything},
+});
+
+bool isReached(const SystemFolder& system, const FilePath& folder) {
+  const FilePath place{std::string(system.path)};
+  switch (system.reach) {
+    case Reach::itself: return folder == place;
+    case Reach::children: return folder == place || folder.parent() == place;
+    case Reach::everything: return FolderPath::contains(place, folder);
+  }
+  return false;
+}
+
+FilePath resolved(const FilePath& path) {
+  return FolderPath::resolve(path).value_or(path);
+}
+
+std::optional<VolumeErrors::Protected> protection(const FilePath& folder, const MountSurroundings& surroundings) {
+  if (!surroundings.home.empty() && folder == surroundings.home) {
+    return VolumeErrors::Protected{.folder = folder, .needed = folder, .what = "your home folder"};
+  }
+  for (const SystemFolder& system : systemFolders) {
+    if (!isReached(system, folder)) continue;
+    return VolumeErrors::Protected{.folder = folder, .needed = folder, .what = "a system folder"};
+  }
+  struct Need {
+    FilePath path;
+    std::string_view what;
+    bool isWhole;  // whatever lies in it is needed as well
+  };
+  std::vector<Need> needs{
+      {surroundings.home, "your home folder", false},
+      {resolved(surroundings.home.appending(".ssh")), "what you log in with", true},
+      {resolved(surroundings.configuration.appending("systemd")), "what starts the volume", true},
+      {resolved(surroundings.configuration.appending("Quillbrook")), "where Quillbrook keeps its settings", true},
+      {resolved(surroundings.data.appending("Quillbrook")), "where Quillbrook keeps its store", true},
+      {resolved(surroundings.state.appending("Quillbrook")), "where Quillbrook keeps its logs", true},
+      {surroundings.runtime, "where running programs keep their sockets", false},
+  };
+  for (const FilePath& program : surroundings.programs)
+    needs.push_back({program, "where Quillbrook's programs lie", false});
+  for (const Need& need : needs) {
+    if (!need.path.bytes().starts_with('/')) continue;  // the environment did not tell
+    if (FolderPath::contains(folder, need.path) || (need.isWhole && FolderPath::contains(need.path, folder))) {
+      return VolumeErrors::Protected{.folder = folder, .needed = need.path, .what = std::string(need.what)};
+    }
+  }
+  return std::nullopt;
+}
+
+// An absolute path from the environment; the XDG base directory specification has relative ones ignored.
+FilePath fromEnvironment(const char* name, const FilePath& otherwise) {
+  const char* value = std::getenv(name);
+  return value != nullptr && *value == '/' ? resolved(FilePath(value)) : otherwise;
+}
+
+FilePath homeOfUser() {
+  const passwd* entry = ::getpwuid(::getuid());
+  return entry == nullptr ? FilePath("/") : resolved(FilePath(entry->pw_dir));
+}
+
+}  // namespace
+
+MountSurroundings MountSurroundings::current() {
+  MountSurroundings surroundings;
+  surroundings.home = fromEnvironment("HOME", homeOfUser());
+  const FilePath& home = surroundings.home;
+  surroundings.configuration = fromEnvironment("XDG_CONFIG_HOME", home.appending(".config"));
+  surroundings.data = fromEnvironment("XDG_DATA_HOME", home.appending(".local/share"));
+  surroundings.state = fromEnvironment("XDG_STATE_HOME", home.appending(".local/state"));
+  surroundings.runtime = fromEnvironment("XDG_RUNTIME_DIR", FilePath());
+  surroundings.programs.push_back(DaemonProgram::ownFolder());
+  if (const auto daemon = DaemonProgram::find()) surroundings.programs.push_back(daemon->parent());
+  return surroundings;
+}
+
+std::expected<void, VolumeError> MountPolicy::check(const FilePath& folder, const MountSurroundings& surroundings,
+                                                    const std::vector<MountEntry>& table, bool force) {
+  for (const MountEntry& mount : table) {
+    if (!MountTable::isVolume(mount) || mount.mountPoint == folder) continue;
+    if (mount.source == folder) return std::unexpected(VolumeErrors::Served{folder});
+    for (const FilePath& place : {mount.mountPoint, mount.source}) {
+      const bool isInside = FolderPath::contains(place, folder);
+      if (isInside || FolderPath::contains(folder, place)) {
+        return std::unexpected(VolumeErrors::Nested{.folder = folder, .volume = place, .isInside = isInside});
+      }
+    }
+  }
+  if (!force) {
+    if (auto refusal = protection(folder, surroundings)) return std::unexpected(std::move(*refusal));
+  }
+  return {};
+}
+
+}  // namespace quillbrook

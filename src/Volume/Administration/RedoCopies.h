@@ -1,0 +1,22 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "Platform/ErrorNumber.h"
+#include "Platform/FilePath.h"
+
+namespace quillbrook {
+
+// The redo copies in a volume's private folder, whether some file's state names them or not.
+namespace RedoCopies {
+
+// Their numbers; none if there is no such folder. `source` is a descriptor of the source folder. Creates nothing.
+[[nodiscard]] Result<std::vector<std::uint32_t>> list(int source);
+
+// Where they lie, for the person.
+[[nodiscard]] FilePath path(const FilePath& source);
+
+}  // namespace RedoCopies
+}  // namespace quillbrook

@@ -1,0 +1,23 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <expected>
+
+#include "Platform/FilePath.h"
+#include "Platform/Linux/FileDescriptor.h"
+#include "Volume/Administration/VolumeError.h"
+
+namespace quillbrook {
+
+// The folder in which a volume's files really lie, whether the volume is mounted or not.
+struct SourceFolder {
+  FilePath folder;  // resolved, as the person knows it
+  FileDescriptor descriptor;
+  bool isMounted = false;
+
+  // Beneath the mount if a volume is mounted at `folder`, else the folder itself. NotAFolder; ForeignMount for a
+  // volume of neither the caller nor root, whose word is not taken; SystemFailure if its daemon has died.
+  [[nodiscard]] static std::expected<SourceFolder, VolumeError> open(const FilePath& folder);
+};
+
+}  // namespace quillbrook

@@ -1,0 +1,60 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <stop_token>
+#include <variant>
+
+#include "Container/ContainerCheck.h"
+#include "Container/ContainerState.h"
+#include "Platform/ErrorNumber.h"
+
+namespace quillbrook {
+
+// What a regular file in a volume's source holds, by its state and its bytes.
+namespace StoredFiles {
+
+// No compressed content; it may carry flags or a creation time.
+struct Ordinary {
+  friend bool operator==(const Ordinary&, const Ordinary&) = default;
+};
+// A work file that an operation is building, or was.
+struct WorkFile {
+  friend bool operator==(const WorkFile&, const WorkFile&) = default;
+};
+// The state names a redo copy as the content.
+struct Redone {
+  ContainerState state;
+  bool hasCopy = false;
+  friend bool operator==(const Redone&, const Redone&) = default;
+};
+// A compressed file. All of it has been verified and decoded.
+struct Container {
+  enum class Attribute { whole, missing, damaged };
+  ContainerState state;
+  Attribute attribute = Attribute::whole;  // otherwise the state comes from the trailer
+  std::uint64_t surplusByteCount = 0;      // behind the trailer
+  std::optional<ContainerDamage> damage;   // of what stands before the surplus
+
+  friend bool operator==(const Container&, const Container&) = default;
+};
+// A damaged attribute, and no trailer that would tell what it was.
+struct StateUnknown {
+  friend bool operator==(const StateUnknown&, const StateUnknown&) = default;
+};
+// No attribute; it begins as a container does and no trailer follows.
+struct TrailerMissing {
+  friend bool operator==(const TrailerMissing&, const TrailerMissing&) = default;
+};
+
+}  // namespace StoredFiles
+
+using StoredFile = std::variant<StoredFiles::Ordinary, StoredFiles::WorkFile, StoredFiles::Redone,
+                                StoredFiles::Container, StoredFiles::StateUnknown, StoredFiles::TrailerMissing>;
+
+// Reads the state of the open `file` and verifies what it finds; changes nothing. `source` is a descriptor of the
+// volume's source folder; `name` tells work files by their ending. A stop answers `cancelled`.
+[[nodiscard]] Result<StoredFile> examineStoredFile(int source, int file, const char* name, std::stop_token stop = {});
+
+}  // namespace quillbrook

@@ -1,0 +1,157 @@
+// SPDX-License-Identifier: MIT
+#include "Volume/Administration/VolumeError.h"
+
+#include <fmt/format.h>
+
+#include <string_view>
+#include <utility>
+
+namespace quillbrook {
+namespace {
+
+using namespace VolumeErrors;
+
+// A program's last words as the end of a sentence: its white space at the end goes, nothing else.
+std::string_view trimmed(std::string_view words) {
+  const std::size_t last = words.find_last_not_of(" \t\r\n");
+  return last == std::string_view::npos ? std::string_view{} : words.substr(0, last + 1);
+}
+
+std::string withWords(std::string text, std::string_view words) {
+  words = trimmed(words);
+  if (words.empty()) return text + '.';
+  text += ": ";
+  text += words;
+  if (!words.ends_with('.')) text += '.';
+  return text;
+}
+
+std::string listed(const std::vector<FolderUser>& users) {
+  std::string text;
+  for (const FolderUser& user : users) text += "\n  " + sentence(user);
+  return text;
+}
+
+struct Describer {
+  std::string operator()(const NotAFolder& e) const {
+    return fmt::format("notAFolder(path: {}, reason: {})", e.path.displayText(), e.reason.value);
+  }
+  std::string operator()(const Nested& e) const {
+    return fmt::format("nested(folder: {}, volume: {}, isInside: {})", e.folder.displayText(), e.volume.displayText(),
+                       e.isInside);
+  }
+  std::string operator()(const Protected& e) const {
+    return fmt::format("protected(folder: {}, needed: {}, what: {})", e.folder.displayText(), e.needed.displayText(),
+                       e.what);
+  }
+  std::string operator()(const NotMounted& e) const {
+    return fmt::format("notMounted(folder: {})", e.folder.displayText());
+  }
+  std::string operator()(const ForeignMount& e) const {
+    return fmt::format("foreignMount(folder: {}, owner: {})", e.folder.displayText(), e.owner);
+  }
+  std::string operator()(const Served& e) const { return fmt::format("served(folder: {})", e.folder.displayText()); }
+  std::string operator()(const FuseUnavailable& e) const {
+    return fmt::format("fuseUnavailable(what: {}, reason: {})", e.what, e.reason.value);
+  }
+  std::string operator()(const DaemonMissing& e) const {
+    return fmt::format("daemonMissing(searched: {})", e.searched.size());
+  }
+  std::string operator()(const DaemonFailed& e) const {
+    return fmt::format("daemonFailed(folder: {}, exitCode: {}, words: {})", e.folder.displayText(), e.exitCode,
+                       trimmed(e.words));
+  }
+  std::string operator()(const InUse& e) const {
+    return fmt::format("inUse(folder: {}, users: {})", e.folder.displayText(), e.users.size());
+  }
+  std::string operator()(const HelperFailed& e) const {
+    return fmt::format("helperFailed(command: {}, exitCode: {}, words: {})", e.command, e.exitCode, trimmed(e.words));
+  }
+  std::string operator()(const SystemFailure& e) const {
+    return fmt::format("systemFailure(action: {}, path: {}, reason: {})", e.action, e.path.displayText(),
+                       e.reason.value);
+  }
+  std::string operator()(const Stopped&) const { return "stopped"; }
+};
+
+struct Sentence {
+  std::string operator()(const NotAFolder& e) const {
+    return fmt::format("{} cannot be used: give a folder that exists and that you may read and write: {}.",
+                       e.path.displayText(), e.reason.text());
+  }
+  std::string operator()(const Nested& e) const {
+    return fmt::format("{} cannot become a volume: {} the volume {}; unmount that one first, or choose another folder.",
+                       e.folder.displayText(), e.isInside ? "it lies in" : "it holds", e.volume.displayText());
+  }
+  std::string operator()(const Protected& e) const {
+    const std::string reason = e.needed == e.folder ? fmt::format("it is {}", e.what)
+                                                    : fmt::format("{} is {}", e.needed.displayText(), e.what);
+    return fmt::format(
+        "{} should not become a volume: {}, which must be readable before the volume is mounted; choose a folder "
+        "that does without it, or insist with --force.",
+        e.folder.displayText(), reason);
+  }
+  std::string operator()(const NotMounted& e) const {
+    return fmt::format("{} is no mounted volume: `quillbrookctl volume list` shows those that are.",
+                       e.folder.displayText());
+  }
+  std::string operator()(const ForeignMount& e) const {
+    return fmt::format("{} was mounted by the user with the number {}: only they, or root, can do this.",
+                       e.folder.displayText(), e.owner);
+  }
+  std::string operator()(const Served& e) const {
+    return fmt::format("{} is being served by a volume daemon: unmount its volume first (`quillbrookctl volume list`).",
+                       e.folder.displayText());
+  }
+  std::string operator()(const FuseUnavailable& e) const {
+    return fmt::format("No volume can be mounted, since {}: {}: {}.", e.what, e.remedy, e.reason.text());
+  }
+  std::string operator()(const DaemonMissing& e) const {
+    std::string places;
+    for (const FilePath& path : e.searched) places += (places.empty() ? "" : ", ") + path.displayText();
+    return fmt::format("The program quillbrook-volume was not found: install it beside this one. Looked in: {}.",
+                       places);
+  }
+  std::string operator()(const DaemonFailed& e) const {
+    return withWords(fmt::format("{} could not be mounted; quillbrook-volume ended with code {}",
+                                 e.folder.displayText(), e.exitCode),
+                     e.words);
+  }
+  std::string operator()(const InUse& e) const {
+    if (e.users.empty()) {
+      return fmt::format("{} is in use by processes that you may not see: let them leave it, or ask root who they are.",
+                         e.folder.displayText());
+    }
+    return fmt::format("{} is in use: let these processes close their files there and leave it:{}",
+                       e.folder.displayText(), listed(e.users));
+  }
+  std::string operator()(const HelperFailed& e) const {
+    return withWords(fmt::format("`{}` failed with code {}", e.command, e.exitCode), e.words);
+  }
+  std::string operator()(const SystemFailure& e) const {
+    return fmt::format("Could not {} {}: {}.", e.action, e.path.displayText(), e.reason.text());
+  }
+  std::string operator()(const Stopped&) const { return "Stopped; another run goes on from here."; }
+};
+
+}  // namespace
+
+std::unexpected<VolumeError> systemFailure(std::string action, const FilePath& path, ErrorNumber reason) {
+  return std::unexpected<VolumeError>(SystemFailure{std::move(action), path, reason});
+}
+
+std::string describe(const VolumeError& error) {
+  return std::visit(Describer{}, error);
+}
+
+std::string sentence(const VolumeError& error) {
+  return std::visit(Sentence{}, error);
+}
+
+std::string sentence(const FolderUser& user) {
+  const std::string_view how = user.writes ? "writing" : user.hasOpenFiles ? "reading" : "standing in";
+  return fmt::format("{} ({}), {} {}", user.process, FilePath(user.command).displayText(), how,
+                     user.example.displayText());
+}
+
+}  // namespace quillbrook

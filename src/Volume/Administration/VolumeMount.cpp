@@ -1,0 +1,144 @@
+// SPDX-License-Identifier: MIT
+#include "Volume/Administration/VolumeMount.h"
+
+#include <fcntl.h>
+#include <poll.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <string>
+#include <utility>
+
+#include "Platform/Linux/FileDescriptor.h"
+#include "Volume/Administration/ChildProgram.h"
+#include "Volume/Administration/DaemonAddress.h"
+#include "Volume/Administration/DaemonProgram.h"
+#include "Volume/Administration/FolderPath.h"
+#include "Volume/Administration/FuseAvailability.h"
+#include "Volume/Administration/MountDetach.h"
+#include "Volume/Administration/MountPolicy.h"
+#include "Volume/Administration/MountTable.h"
+
+namespace quillbrook {
+namespace {
+
+using Outcome = std::expected<MountOutcome, VolumeError>;
+
+// Whether a volume is mounted at `folder`, answering or not.
+Result<bool> isVolume(const FilePath& folder) {
+  const auto table = MountTable::read();
+  if (!table) return std::unexpected(table.error());
+  const MountEntry* mount = MountTable::at(*table, folder);
+  return mount != nullptr && MountTable::isVolume(*mount);
+}
+
+std::expected<void, VolumeError> admit(const FilePath& folder, bool force) {
+  const FileDescriptor opened(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (!opened.isOpen()) return std::unexpected(VolumeErrors::NotAFolder{folder, ErrorNumber{errno}});
+  const auto table = MountTable::read();
+  if (!table) return systemFailure("read", FilePath("/proc/self/mountinfo"), table.error());
+  if (auto allowed = MountPolicy::check(folder, MountSurroundings::current(), *table, force); !allowed) return allowed;
+  return FuseAvailability::check();
+}
+
+// Waits until the daemon has ended or, with `untilMounted`, until its mount answers. True if it has ended.
+std::expected<bool, VolumeError> await(ChildProgram& daemon, const FilePath& folder, std::stop_token stop,
+                                       bool untilMounted) {
+  const StopDescriptor stopping(std::move(stop));
+  // The kernel reports each change of the table as an exceptional condition: proc_pid_mountinfo(5).
+  const FileDescriptor changes(::open("/proc/self/mountinfo", O_RDONLY | O_CLOEXEC));
+  if (!changes.isOpen()) return systemFailure("open", FilePath("/proc/self/mountinfo"), ErrorNumber{errno});
+  bool isTerminated = false;
+  for (;;) {
+    if (untilMounted && isVolume(folder).value_or(false) && DaemonAddress::ask(folder)) return false;
+    std::array<pollfd, 3> waited{{{.fd = daemon.processDescriptor(), .events = POLLIN, .revents = 0},
+                                  {.fd = isTerminated ? -1 : stopping.get(), .events = POLLIN, .revents = 0},
+                                  {.fd = untilMounted ? changes.get() : -1, .events = POLLPRI, .revents = 0}}};
+    if (::poll(waited.data(), waited.size(), -1) < 0 && errno != EINTR) {
+      return systemFailure("wait for", folder, ErrorNumber{errno});
+    }
+    if (waited[0].revents != 0) return true;
+    if (waited[1].revents != 0) {
+      daemon.terminate();
+      isTerminated = true;
+    }
+  }
+}
+
+std::vector<std::string> commandLine(const FilePath& program, const FilePath& folder, const MountOptions& options) {
+  std::vector<std::string> arguments{program.bytes()};
+  if (options.foreground) arguments.emplace_back("--foreground");
+  if (options.readOnly) arguments.emplace_back("--read-only");
+  if (options.allowOther) arguments.emplace_back("--allow-other");
+  arguments.emplace_back("--");
+  arguments.push_back(folder.bytes());
+  return arguments;
+}
+
+std::unexpected<VolumeError> daemonFailure(ChildProgram& daemon, const FilePath& folder, const std::stop_token& stop) {
+  const int exitCode = daemon.wait();
+  if (stop.stop_requested()) return std::unexpected<VolumeError>(VolumeErrors::Stopped{});
+  return std::unexpected<VolumeError>(VolumeErrors::DaemonFailed{folder, exitCode, daemon.words()});
+}
+
+Outcome runInForeground(ChildProgram daemon, MountOutcome outcome, const std::stop_token& stop,
+                        const std::function<void(const MountOutcome&)>& onMounted) {
+  const auto endedEarly = await(daemon, outcome.folder, stop, true);
+  if (!endedEarly) return std::unexpected(endedEarly.error());
+  if (*endedEarly) return daemonFailure(daemon, outcome.folder, stop);
+  onMounted(outcome);
+  if (const auto ended = await(daemon, outcome.folder, stop, false); !ended) return std::unexpected(ended.error());
+  if (const int exitCode = daemon.wait(); exitCode != 0) {
+    return std::unexpected(VolumeErrors::DaemonFailed{outcome.folder, exitCode, {}});
+  }
+  return outcome;
+}
+
+// The daemon goes into the background by itself once the mount stands, and the program that was started ends.
+Outcome runInBackground(ChildProgram daemon, MountOutcome outcome, const std::stop_token& stop,
+                        const std::function<void(const MountOutcome&)>& onMounted) {
+  if (const auto ended = await(daemon, outcome.folder, stop, false); !ended) return std::unexpected(ended.error());
+  if (daemon.wait() != 0 || !DaemonAddress::ask(outcome.folder)) return daemonFailure(daemon, outcome.folder, stop);
+  onMounted(outcome);
+  return outcome;
+}
+
+}  // namespace
+
+Outcome VolumeMount::mount(const FilePath& folder, const MountOptions& options, std::stop_token stop,
+                           const std::function<void(const MountOutcome&)>& onMounted) {
+  const auto resolved = FolderPath::resolve(folder);
+  if (!resolved) return std::unexpected(VolumeErrors::NotAFolder{folder, resolved.error()});
+  MountOutcome outcome{.folder = *resolved, .users = {}};
+
+  const auto cleared = MountDetach::clearStale(outcome.folder);
+  if (!cleared) return std::unexpected(cleared.error());
+  outcome.clearedStaleMount = *cleared;
+  const auto isMounted = isVolume(outcome.folder);
+  if (!isMounted) return systemFailure("read", FilePath("/proc/self/mountinfo"), isMounted.error());
+  if (*isMounted) {
+    outcome.wasMounted = true;
+    onMounted(outcome);
+    return outcome;
+  }
+
+  if (const auto admitted = admit(outcome.folder, options.force); !admitted) return std::unexpected(admitted.error());
+  const auto program = DaemonProgram::find();
+  if (!program) return std::unexpected(program.error());
+  auto users = FolderUsers::find(outcome.folder);
+  if (!users) return systemFailure("look for users of", outcome.folder, users.error());
+  outcome.users = std::move(*users);
+  if (std::ranges::any_of(outcome.users, &FolderUser::writes)) {
+    std::erase_if(outcome.users, [](const FolderUser& user) { return !user.writes; });
+    return std::unexpected(VolumeErrors::InUse{outcome.folder, std::move(outcome.users)});
+  }
+
+  const auto session = options.foreground ? ChildProgram::Session::shared : ChildProgram::Session::own;
+  auto daemon = ChildProgram::start(commandLine(*program, outcome.folder, options), session);
+  if (!daemon) return systemFailure("start", *program, daemon.error());
+  const auto run = options.foreground ? runInForeground : runInBackground;
+  return run(std::move(*daemon), std::move(outcome), stop, onMounted);
+}
+
+}  // namespace quillbrook

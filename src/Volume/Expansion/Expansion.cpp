@@ -1,0 +1,160 @@
+// SPDX-License-Identifier: MIT
+#include "Volume/Expansion/Expansion.h"
+
+#include <fcntl.h>
+#include <sys/random.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <string>
+#include <utility>
+
+#include "Container/ContainerReader.h"
+#include "Platform/Linux/DescriptorSource.h"
+#include "Platform/Linux/FileDescriptor.h"
+#include "Platform/Linux/StoredState.h"
+#include "Platform/Linux/SystemCall.h"
+#include "Volume/Expansion/PrivateFolder.h"
+#include "Volume/Expansion/RedoRecord.h"
+#include "Volume/Expansion/SparseCopy.h"
+
+namespace quillbrook::Expansion {
+
+namespace {
+
+Result<void> sync(int descriptor) {
+  return SystemCall::checked([&] { return fsync(descriptor); });
+}
+
+// A redo copy being made: removed again unless it is kept.
+class NewCopy {
+ public:
+  NewCopy(int folder, std::uint32_t identifier, FileDescriptor file)
+      : folder_(folder), identifier_(identifier), file_(std::move(file)) {}
+  NewCopy(NewCopy&& other) noexcept
+      : folder_(std::exchange(other.folder_, -1)), identifier_(other.identifier_), file_(std::move(other.file_)) {}
+  NewCopy& operator=(NewCopy&&) = delete;
+  ~NewCopy() {
+    if (folder_ >= 0) unlinkat(folder_, std::to_string(identifier_).c_str(), 0);
+  }
+  [[nodiscard]] int get() const { return file_.get(); }
+  [[nodiscard]] std::uint32_t identifier() const { return identifier_; }
+  void keep() { folder_ = -1; }
+
+ private:
+  int folder_;
+  std::uint32_t identifier_;
+  FileDescriptor file_;
+};
+
+Result<NewCopy> createCopy(int folder) {
+  while (true) {
+    std::uint32_t identifier = 0;
+    if (getrandom(&identifier, sizeof identifier, 0) != sizeof identifier) return SystemCall::failure();
+    if (identifier == 0) continue;
+    FileDescriptor file(
+        openat(folder, std::to_string(identifier).c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
+    if (file.isOpen()) return NewCopy(folder, identifier, std::move(file));
+    if (errno != EEXIST) return SystemCall::failure();
+  }
+}
+
+// What is left of a state when its container is gone: the flags and the creation time that the file carries.
+Result<void> leaveOrdinary(int file, const ContainerState& state) {
+  const ContainerState carried{.st_flags = state.st_flags & ~UF_COMPRESSED, .creationTime = state.creationTime};
+  return carried == ContainerState{} ? StoredState::remove(file) : StoredState::write(file, carried);
+}
+
+// From the moment on when the state names the copy.
+Result<void> complete(int folder, int file, int copy, const RedoRecord& record, const ContainerState& state) {
+  const auto steps = [&]() -> Result<void> {
+    if (const auto done = SparseCopy::rewrite(file, copy, state.logicalByteCount); !done) return done;
+    if (const auto done = record.restore(file); !done) return done;
+    if (const auto done = sync(file); !done) return done;
+    if (const auto done = leaveOrdinary(file, state); !done) return done;
+    return sync(file);  // before the copy goes: a state on disk must never name a copy that is gone
+  };
+  if (const auto done = steps(); !done) return done;
+  return SystemCall::checked([&] { return unlinkat(folder, std::to_string(state.redoIdentifier).c_str(), 0); });
+}
+
+// Gives back what was set aside behind the container's end.
+void giveUpReserve(int file, const ContainerState& state, const RedoRecord& record) {
+  if (ftruncate(file, static_cast<off_t>(state.rawByteCount())) == 0) static_cast<void>(record.restore(file));
+}
+
+// The state names the copy from here on, on the disk as well; if not, it is as it was.
+Result<void> nameCopy(int file, const ContainerState& before, const ContainerState& naming) {
+  auto done = StoredState::write(file, naming);
+  if (done) done = sync(file);
+  if (!done && StoredState::write(file, before)) static_cast<void>(sync(file));
+  return done;
+}
+
+}  // namespace
+
+Result<void> expand(int source, int file, const ContainerState& state) {
+  struct stat status{};
+  if (fstat(file, &status) != 0) return SystemCall::failure();
+  if (static_cast<std::uint64_t>(status.st_size) != state.rawByteCount())
+    return std::unexpected(ErrorNumber::inputOutput);
+  const DescriptorSource bytes(file);
+  const auto reader = ContainerReader::open(bytes, state);
+  if (!reader) return std::unexpected(reader.error());
+  const auto record = RedoRecord::of(source, file);
+  if (!record) return std::unexpected(record.error());
+
+  const auto folder = PrivateFolder::openRedo(source);
+  if (!folder) return std::unexpected(folder.error());
+  auto copy = createCopy(folder->get());
+  if (!copy) return std::unexpected(copy.error());
+  if (const auto done = record->write(copy->get()); !done) return done;
+  if (const auto done = SparseCopy::decode(**reader, copy->get()); !done) return done;
+  if (const auto done = sync(copy->get()); !done) return done;
+  if (const auto done = sync(folder->get()); !done) return done;
+  if (const auto done = SparseCopy::reserve(file, copy->get(), state.logicalByteCount); !done) {
+    giveUpReserve(file, state, *record);
+    return done;
+  }
+  ContainerState naming = state;
+  naming.redoIdentifier = copy->identifier();
+  if (const auto done = nameCopy(file, state, naming); !done) {
+    // If the state could not be put back either, it may name the copy: then it stays.
+    const auto stored = StoredState::read(file);
+    if (!stored || !*stored || (*stored)->redoIdentifier != 0) copy->keep();
+    giveUpReserve(file, state, *record);
+    return done;
+  }
+  copy->keep();
+  return complete(folder->get(), file, copy->get(), *record, naming);
+}
+
+Result<void> expandToNothing(int file, const ContainerState& state) {
+  // A container under construction reads as an empty file, so at no moment is the payload seen as the content.
+  const ContainerState emptied{.st_flags = state.st_flags & ~UF_COMPRESSED,
+                               .valueByteCount = std::max(state.valueByteCount, 1U),
+                               .creationTime = state.creationTime};
+  if (const auto done = StoredState::write(file, emptied); !done) return done;
+  if (const auto done = SystemCall::checked([&] { return ftruncate(file, 0); }); !done) return done;
+  return leaveOrdinary(file, state);
+}
+
+Result<void> finish(int source, int file, const ContainerState& state) {
+  const auto folder = PrivateFolder::openRedo(source);
+  if (!folder) return std::unexpected(folder.error());
+  const FileDescriptor copy(
+      openat(folder->get(), std::to_string(state.redoIdentifier).c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
+  if (!copy.isOpen()) return std::unexpected(ErrorNumber::inputOutput);
+  struct stat status{};
+  if (fstat(copy.get(), &status) != 0) return SystemCall::failure();
+  if (!S_ISREG(status.st_mode) || static_cast<std::uint64_t>(status.st_size) != state.logicalByteCount) {
+    return std::unexpected(ErrorNumber::inputOutput);
+  }
+  const auto record = RedoRecord::read(copy.get());
+  if (!record) return std::unexpected(record.error());
+  return complete(folder->get(), file, copy.get(), *record, state);
+}
+
+}  // namespace quillbrook::Expansion

@@ -1,0 +1,19 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "Platform/ErrorNumber.h"
+#include "Platform/Linux/FileDescriptor.h"
+
+namespace quillbrook {
+
+// The folder in a volume's source that nobody but the volume sees: SOURCE/.quillbrook-volume, mode 0700.
+namespace PrivateFolder {
+
+// Opens it, made before if need be. `source` is a descriptor of the source folder. Follows no link.
+[[nodiscard]] Result<FileDescriptor> open(int source);
+
+// Its folder of redo copies, likewise.
+[[nodiscard]] Result<FileDescriptor> openRedo(int source);
+
+}  // namespace PrivateFolder
+}  // namespace quillbrook

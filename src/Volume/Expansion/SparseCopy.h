@@ -1,0 +1,28 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstdint>
+
+#include "Container/ContainerReader.h"
+#include "Platform/ErrorNumber.h"
+
+namespace quillbrook {
+
+// Content moved between files with its runs of zeros left out.
+namespace SparseCopy {
+
+// Zeros are left out in pieces of this size, aligned.
+inline constexpr std::uint64_t pageByteCount = 4096;
+
+// Writes everything that `reader` has to the empty file `destination`.
+[[nodiscard]] Result<void> decode(const ContainerReader& reader, int destination);
+
+// Sets space aside in `file` for what `copy` holds, without changing content or size, so that rewriting it later cannot
+// run out of it. A host that cannot do that is no failure.
+[[nodiscard]] Result<void> reserve(int file, int copy, std::uint64_t byteCount);
+
+// Makes the content of `file` that of `copy`, `byteCount` long, sharing the blocks where the host can.
+[[nodiscard]] Result<void> rewrite(int file, int copy, std::uint64_t byteCount);
+
+}  // namespace SparseCopy
+}  // namespace quillbrook
