@@ -30,7 +30,7 @@ class ProgressMeter {
   // Nothing while nothing moves.
   [[nodiscard]] std::optional<std::chrono::seconds> remaining() const;
 
-  // One line of exactly `width` - 1 columns or less, as
+  // One line of less than `width` columns, as
   // "[######----]  60%  1.20 GB of 2.00 GB  120 MB/s  0:07 left".
   [[nodiscard]] std::string line(unsigned width) const;
 

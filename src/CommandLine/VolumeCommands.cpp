@@ -53,6 +53,18 @@ std::string_view conditionWords(const VolumeListing& volume) {
   return "another user's";
 }
 
+// What other programs lose with the mount, as a line; empty if nothing.
+std::string unreadableWords(const UnmountOutcome& outcome) {
+  if (!outcome.compressedFiles) {
+    return "quillbrookctl: compressed files, of unknown number, cannot be read by other programs until it is mounted "
+           "again\n";
+  }
+  if (*outcome.compressedFiles == 0 && outcome.unreadFolders == 0) return {};
+  return fmt::format("quillbrookctl: until it is mounted again, other programs cannot read {}{} compressed {}\n",
+                     outcome.unreadFolders > 0 ? "at least " : "", *outcome.compressedFiles,
+                     *outcome.compressedFiles == 1 ? "file" : "files");
+}
+
 }  // namespace
 
 int run(const VolumeMountCommand& command, Io& io) {
@@ -66,10 +78,7 @@ int run(const VolumeMountCommand& command, Io& io) {
 
 int run(const VolumeUnmountCommand& command, Io& io) {
   const auto outcome = io.volumes.unmount(command.folder, io.stop, [&](const UnmountOutcome& counted) {
-    if (counted.compressedFiles == 0 && counted.unreadFolders == 0) return;
-    io.err << fmt::format("quillbrookctl: until it is mounted again, other programs cannot read {}{} compressed {}\n",
-                          counted.unreadFolders > 0 ? "at least " : "", counted.compressedFiles,
-                          counted.compressedFiles == 1 ? "file" : "files");
+    io.err << PathText::shownMessage(unreadableWords(counted), io.errIsTerminal);
   });
   if (!outcome) return fail(outcome.error(), io);
   io.out << "unmounted " << PathText::shown(outcome->folder, io.outIsTerminal) << '\n';

@@ -56,8 +56,8 @@ class MemoryTree final : public ForwardingFileSystem {
     return std::make_unique<Reader>(folder->second);
   }
 
-  // What an appearance in the middle of the run needs to hook into.
-  std::function<void(const FilePath&)> onRead = [](const FilePath&) {};
+  // Called before each read, creation and replacement of a file, on the thread that does it.
+  std::function<void()> onDataCall = [] {};
 
   Result<FileStatus> lstat(const FilePath& path) override {
     const std::lock_guard lock(mutex_);
@@ -65,16 +65,18 @@ class MemoryTree final : public ForwardingFileSystem {
   }
   Result<std::unique_ptr<FileWriter>> createExclusively(const FilePath& path, std::uint32_t mode,
                                                         const FilePath& like) override {
+    onDataCall();
     const std::lock_guard lock(mutex_);
     return ForwardingFileSystem::createExclusively(path, mode, like);
   }
   Result<std::unique_ptr<FileReader>> openForReading(const FilePath& path) override {
     auto reader = ForwardingFileSystem::openForReading(path);
     if (!reader) return reader;
-    return std::make_unique<HookedReader>(*std::move(reader), [this, path] { onRead(path); });
+    return std::make_unique<HookedReader>(*std::move(reader), [this] { onDataCall(); });
   }
   Result<void> rename(const FilePath& work, const FilePath& target, const FileStatus& expected,
                       const LockableFile& held) override {
+    onDataCall();
     const std::lock_guard lock(mutex_);
     return ForwardingFileSystem::rename(work, target, expected, held);
   }

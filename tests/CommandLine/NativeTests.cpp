@@ -88,7 +88,9 @@ TEST_F(NativeTest, OutsideAVolumeNothingChanges) {
   const auto before = rawContents();
   EXPECT_EQ(runNatively({"compress", "--json", folder.string()}), 3);
   for (const Json& line : objects()) {
-    if (line["type"] == "result") EXPECT_EQ(line["error"], "ioError");
+    if (line["type"] == "result") {
+      EXPECT_EQ(line["error"], "ioError");
+    }
   }
   EXPECT_EQ(objects().back()["failed"], 2);
   EXPECT_THAT(objects().front()["detail"], testing::HasSubstr("chflags"));

@@ -118,7 +118,7 @@ TEST(ProgressMeter, LineFitsTheTerminalAndNeverLeavesItsRange) {
   SteadyTime time{};
   meter.add(time, {0, 2'000'000'000});
   meter.add(time += 10s, {1'200'000'000, 2'000'000'000});
-  EXPECT_EQ(meter.line(64), "[######----]  60%  1.20 GB of 2.00 GB  120 MB/s  0:07 left");
+  EXPECT_EQ(meter.line(59), "[######----]  60%  1.20 GB of 2.00 GB  120 MB/s  0:07 left");
   EXPECT_EQ(meter.line(20).size(), 19U);
   EXPECT_EQ(meter.line(0), "");
   EXPECT_LE(meter.line(500).size(), 120U);

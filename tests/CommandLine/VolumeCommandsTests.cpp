@@ -31,14 +31,16 @@ class VolumeCommandsTest : public CommandLineTest {
 
 TEST_F(VolumeCommandsTest, CheckTellsDamageInItsExitCode) {
   using Kind = CheckFinding::Kind;
-  checkFinds({}, {.files = 3, .containers = 2});
+  checkFinds({}, {.folder = {}, .files = 3, .containers = 2});
   EXPECT_EQ(run({"volume", "check", "/v"}), 0);
-  checkFinds({{FilePath("/v/left.slimtmp"), Kind::workFile, ""}}, {.files = 3, .notes = 1});
+  checkFinds({{FilePath("/v/left.slimtmp"), Kind::workFile, ""}}, {.folder = {}, .files = 3, .notes = 1});
   EXPECT_EQ(run({"volume", "check", "/v"}), 0) << "a note is no damage";
-  checkFinds({{FilePath("/v/closed"), Kind::unreadable, "Permission denied"}}, {.files = 3, .unreadable = 1});
+  checkFinds({{FilePath("/v/closed"), Kind::unreadable, "Permission denied"}},
+             {.folder = {}, .files = 3, .unreadable = 1});
   EXPECT_EQ(run({"volume", "check", "/v"}), 3);
 
-  checkFinds({{FilePath("/v/\xff"), Kind::damagedContainer, "block 3"}}, {.files = 3, .containers = 2, .damaged = 1});
+  checkFinds({{FilePath("/v/\xff"), Kind::damagedContainer, "block 3"}},
+             {.folder = {}, .files = 3, .containers = 2, .damaged = 1});
   EXPECT_EQ(run({"volume", "check", "--json", "/v"}), 4);
   const auto lines = objects();
   ASSERT_EQ(lines.size(), 2U);
@@ -77,7 +79,7 @@ TEST_F(VolumeCommandsTest, MountPassesItsOptionsAndWarnsOfThoseWhoSeePastIt) {
       [&](const FilePath& folder, const MountOptions& options, std::stop_token,
           const std::function<void(const MountOutcome&)>& onMounted) -> std::expected<MountOutcome, VolumeError> {
     seen = options;
-    MountOutcome outcome{.folder = folder, .clearedStaleMount = true};
+    MountOutcome outcome{.folder = folder, .clearedStaleMount = true, .users = {}};
     outcome.users.push_back({.process = 4711, .command = "vim", .hasOpenFiles = true, .example = FilePath("/v/a")});
     onMounted(outcome);
     return outcome;
@@ -104,7 +106,7 @@ TEST_F(VolumeCommandsTest, UnmountSaysWhatOthersCannotReadAndRestoreWhatFailed) 
   volumes.restore = [](const FilePath& folder, const std::function<void(const RestoreEvent&)>& onEvent,
                        std::stop_token) -> std::expected<RestoreResult, VolumeError> {
     onEvent({.path = FilePath("/v/a"), .appended = FilePath("/v/a.appended"), .detail = ""});
-    onEvent({.path = FilePath("/v/b"), .outcome = RestoreEvent::Outcome::failed, .detail = "no space"});
+    onEvent({.path = FilePath("/v/b"), .outcome = RestoreEvent::Outcome::failed, .appended = {}, .detail = "no space"});
     return RestoreResult{.folder = folder, .restored = 1, .failed = 1};
   };
   EXPECT_EQ(run({"volume", "restore", "/v"}), 3);

@@ -14,14 +14,14 @@ namespace {
 constexpr std::array<int, 2> signals{SIGINT, SIGTERM};
 
 // A handler reaches nothing but globals, and may call next to nothing: it notes the number and wakes the waiter.
-std::atomic<int> received = 0;
+std::atomic<int> firstSignal = 0;
 static_assert(std::atomic<int>::is_always_lock_free);
 sem_t wakeUp;
 
 void handle(int signal) {
   const int errorNumber = errno;
   int none = 0;
-  received.compare_exchange_strong(none, signal);
+  firstSignal.compare_exchange_strong(none, signal);
   ::sem_post(&wakeUp);
   errno = errorNumber;
 }
@@ -35,12 +35,12 @@ struct StopSignals::Waiter {
 };
 
 StopSignals::StopSignals() : waiter_(std::make_unique<Waiter>()) {
-  received = 0;
+  firstSignal = 0;
   ::sem_init(&wakeUp, 0, 0);
   waiter_->thread = std::jthread([source = waiter_->source] mutable {
     while (::sem_wait(&wakeUp) != 0) {
     }
-    if (received != 0) source.request_stop();
+    if (firstSignal != 0) source.request_stop();
   });
   struct sigaction action{};
   action.sa_handler = handle;
@@ -60,7 +60,7 @@ std::stop_token StopSignals::token() const {
 }
 
 const std::atomic<int>& StopSignals::received() const {
-  return quillbrook::received;
+  return firstSignal;
 }
 
 }  // namespace quillbrook
