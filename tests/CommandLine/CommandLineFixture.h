@@ -124,6 +124,7 @@ class CommandLineTest : public testing::Test {
  protected:
   using Json = nlohmann::ordered_json;
 
+  // The tree in memory serves one worker: compress and decompress need --jobs 1.
   int run(std::vector<std::string> arguments) { return run(std::move(arguments), tree); }
   int run(std::vector<std::string> arguments, FileSystem& fileSystem) {
     out.str({});

@@ -43,7 +43,7 @@ class OperationTest : public CommandLineTest {
 };
 
 TEST_F(OperationTest, ThereAndBackLeavesTheContentAndCountsEachFile) {
-  EXPECT_EQ(run({"compress", "--json", "--jobs", "1", "/r"}), 0) << err.str();
+  EXPECT_EQ(run({"compress", "--jobs", "1", "--json", "/r"}), 0) << err.str();
   auto lines = objects();
   ASSERT_EQ(lines.size(), 3U) << out.str();
   const Json& result = lines.front();
@@ -67,7 +67,7 @@ TEST_F(OperationTest, ThereAndBackLeavesTheContentAndCountsEachFile) {
   EXPECT_EQ(summary["bytesAfter"], lines[0]["bytesAfter"].get<int>() + lines[1]["bytesAfter"].get<int>());
   EXPECT_EQ(summary["seconds"], 0.25);
 
-  EXPECT_EQ(run({"compress", "--json", "--jobs", "1", "/r"}), 0);
+  EXPECT_EQ(run({"compress", "--jobs", "1", "--json", "/r"}), 0);
   lines = objects();
   EXPECT_EQ(lines.front()["outcome"], "skipped");
   EXPECT_EQ(lines.front()["error"], "alreadyCompressed");
@@ -76,7 +76,7 @@ TEST_F(OperationTest, ThereAndBackLeavesTheContentAndCountsEachFile) {
   EXPECT_EQ(lines.back()["skipped"], 2);
   EXPECT_EQ(lines.back()["bytesBefore"], 0) << "sums are over what was done";
 
-  EXPECT_EQ(run({"decompress", "--json", "--jobs", "1", "/r"}), 0);
+  EXPECT_EQ(run({"decompress", "--jobs", "1", "--json", "/r"}), 0);
   EXPECT_EQ(objects().back()["done"], 2);
   EXPECT_TRUE(objects().front()["algorithm"].is_null());
   EXPECT_EQ(tree.content("/r/big.h"), big);
@@ -91,11 +91,11 @@ TEST_F(OperationTest, WhatIsNamedIsTriedAndWhatFailsIsToldInTheExitCode) {
     std::string outcome;
     std::string error;
   } cases[] = {
-      {{"compress", "/r/link"}, 0, "skipped", "symbolicLink"},
-      {{"compress", "/r/hard"}, 0, "skipped", "hardLinked"},
-      {{"compress", "/r/missing"}, 3, "failed", "fileNotFound"},
-      {{"decompress", "/r/big.h"}, 0, "skipped", "notCompressed"},
-      {{"decompress", "/r/hard"}, 0, "skipped", "hardLinked"},
+      {{"compress", "--jobs", "1", "/r/link"}, 0, "skipped", "symbolicLink"},
+      {{"compress", "--jobs", "1", "/r/hard"}, 0, "skipped", "hardLinked"},
+      {{"compress", "--jobs", "1", "/r/missing"}, 3, "failed", "fileNotFound"},
+      {{"decompress", "--jobs", "1", "/r/big.h"}, 0, "skipped", "notCompressed"},
+      {{"decompress", "--jobs", "1", "/r/hard"}, 0, "skipped", "hardLinked"},
   };
   for (auto [arguments, exitCode, outcome, error] : cases) {
     SCOPED_TRACE(testing::PrintToString(arguments));
@@ -110,7 +110,7 @@ TEST_F(OperationTest, WhatIsNamedIsTriedAndWhatFailsIsToldInTheExitCode) {
 TEST_F(OperationTest, NamesThatAreNotUtf8ComeWithTheirBytes) {
   const FilePath odd("/r/\xff\n.h");
   tree.put(odd, MemoryFileSystem::Bytes(big.begin(), big.end()));
-  EXPECT_EQ(run({"compress", "--json", odd.bytes()}), 0);
+  EXPECT_EQ(run({"compress", "--jobs", "1", "--json", odd.bytes()}), 0);
   Json result = objects().front();
   EXPECT_EQ(result["path"], "/r/\xef\xbf\xbd\n.h");
   EXPECT_EQ(result["pathBase64"], "L3Iv/wouaA==");
@@ -141,7 +141,7 @@ TEST_F(OperationTest, PeopleReadASummaryByKind) {
 TEST_F(OperationTest, OnATerminalThereIsABarAndNoNameSteersIt) {
   isTerminal = true;
   tree.put("/r/\x1b[31m", big).status.kind = FileKind::other;
-  EXPECT_EQ(run({"compress", "/r", "/r/\x1b[31m/missing"}), 3);
+  EXPECT_EQ(run({"compress", "--jobs", "1", "/r", "/r/\x1b[31m/missing"}), 3);
   EXPECT_THAT(err.str(), HasSubstr("counting files"));
   EXPECT_THAT(err.str(), HasSubstr("%  "));
   EXPECT_THAT(err.str(), HasSubstr("/r/\\x1B[31m/missing"));
@@ -160,7 +160,7 @@ TEST_F(OperationTest, OutsideAVolumeEachFileFailsAndIsAsItWas) {
 
 TEST_F(OperationTest, AnUnreadableFolderMakesTheRunIncomplete) {
   tree.unreadable[FilePath("/r/sub")] = ErrorNumber{13};
-  EXPECT_EQ(run({"compress", "/r"}), 3);
+  EXPECT_EQ(run({"compress", "--jobs", "1", "/r"}), 3);
   EXPECT_THAT(err.str(), HasSubstr("cannot read the folder /r/sub"));
   EXPECT_THAT(out.str(), HasSubstr("compressed 1 of 1 file "));
   EXPECT_EQ(run({"inspect", "/r"}), 3);
@@ -179,7 +179,7 @@ TEST_F(OperationTest, AStopAbandonsTheFileInHandWholeAndStartsNoOther) {
       if (++calls == 3) stopWith(signal);
     };
     openDirectory = [&](const FilePath& path) { return fresh.open(path); };
-    EXPECT_EQ(run({"compress", "--json", "--jobs", "1", "/s"}, fresh), 128 + signal);
+    EXPECT_EQ(run({"compress", "--jobs", "1", "--json", "/s"}, fresh), 128 + signal);
     EXPECT_TRUE(fresh.content("/s/huge") == huge);
     EXPECT_FALSE(fresh.memory.exists(FilePath("/s/huge.slimtmp")));
     EXPECT_EQ(fresh.memory.at(FilePath("/s/later0")).status.st_flags & UF_COMPRESSED, 0U);
@@ -199,7 +199,7 @@ TEST_F(OperationTest, AStopAtAnyMomentLeavesTheFileWholeInEitherForm) {
       fresh.put("/s/file.h", big);
       openDirectory = [&](const FilePath& path) { return fresh.open(path); };
       if (verb == std::string("decompress")) {
-        ASSERT_EQ(run({"compress", "/s"}, fresh), 0);
+        ASSERT_EQ(run({"compress", "--jobs", "1", "/s"}, fresh), 0);
       }
       int calls = 0;
       fresh.onDataCall = [&] {
@@ -249,7 +249,7 @@ TEST_F(OperationTest, ResultsThatNobodyTakesStopTheRun) {
   for (int i = 0; i < 1'000; ++i) tree.put("/r/many/" + std::to_string(i), compressible(5'000));
   std::streambuf* kept = out.rdbuf();
   static_cast<std::ostream&>(out).rdbuf(&full);
-  EXPECT_EQ(run({"compress", "--json", "--jobs", "1", "/r"}), 1);
+  EXPECT_EQ(run({"compress", "--jobs", "1", "--json", "/r"}), 1);
   EXPECT_THAT(err.str(), HasSubstr("cannot write the results"));
   static_cast<std::ostream&>(out).rdbuf(kept);
   out.clear();
@@ -259,7 +259,7 @@ TEST_F(OperationTest, ResultsThatNobodyTakesStopTheRun) {
 }
 
 TEST_F(OperationTest, InspectShowsEachStateWithItsSizes) {
-  ASSERT_EQ(run({"compress", "/r/big.h"}), 0);
+  ASSERT_EQ(run({"compress", "--jobs", "1", "/r/big.h"}), 0);
   EXPECT_EQ(run({"inspect", "--json", "/r"}), 0);
   const auto lines = objects();
   ASSERT_EQ(lines.size(), 3U);
