@@ -13,15 +13,9 @@ namespace {
 constexpr std::string_view workFileExtension = "slimtmp";
 
 // Visits the files of one folder and adds its subfolders to `folders`. False if the visitor stopped it.
-bool walkFolder(const FilePath& folder, const OpenDirectory& openDirectory, TreeVisitor& visitor,
-                std::vector<FilePath>& folders) {
-  const auto reader = openDirectory(folder);
-  if (!reader) {
-    visitor.unreadable(folder, reader.error());
-    return true;
-  }
+bool walkFolder(const FilePath& folder, DirectoryReader& reader, TreeVisitor& visitor, std::vector<FilePath>& folders) {
   for (;;) {
-    const auto entry = (*reader)->next();
+    const auto entry = reader.next();
     if (!entry) {
       visitor.unreadable(folder, entry.error());
       return true;
@@ -39,22 +33,24 @@ bool walkFolder(const FilePath& folder, const OpenDirectory& openDirectory, Tree
 }  // namespace
 
 bool walk(const FilePath& root, FileSystem& fileSystem, const OpenDirectory& openDirectory, TreeVisitor& visitor) {
-  const auto rootStatus = fileSystem.lstat(root);
-  if (!rootStatus || rootStatus->kind != FileKind::directory) return visitor.visit({.path = root, .isNamed = true});
+  const auto status = fileSystem.lstat(root);
+  if (!status || status->kind != FileKind::directory) return visitor.visit({.path = root, .isNamed = true});
 
-  std::vector<FilePath> folders;
-  if (!walkFolder(root, openDirectory, visitor, folders)) return false;
+  std::optional<std::uint64_t> device;  // the root's
+  std::vector<FilePath> folders{root};
   while (!folders.empty()) {
     const FilePath folder = std::move(folders.back());
     folders.pop_back();
-    const auto status = fileSystem.lstat(folder);
-    if (!status) {
-      visitor.unreadable(folder, status.error());
-    } else if (status->kind != FileKind::directory) {
-      continue;  // replaced since its name was read
-    } else if (status->st_dev != rootStatus->st_dev) {
+    const auto reader = openDirectory(folder);
+    if (!reader) {
+      // One that vanished since its name was read is nobody's concern.
+      if (!device || reader.error() != ErrorNumber::noEntry) visitor.unreadable(folder, reader.error());
+      continue;
+    }
+    if (!device) device = (*reader)->device();
+    if ((*reader)->device() != *device) {
       visitor.otherFileSystem(folder);
-    } else if (!walkFolder(folder, openDirectory, visitor, folders)) {
+    } else if (!walkFolder(folder, **reader, visitor, folders)) {
       return false;
     }
   }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
@@ -26,6 +27,9 @@ class DirectoryReader {
   // The next entry, nothing at the end. "." and ".." are left out, and so is what a volume keeps for itself in its
   // source folder. A failure in the middle is told, never taken for the end.
   [[nodiscard]] virtual Result<std::optional<DirectoryEntry>> next() = 0;
+
+  // Tells file systems apart, as st_dev does. All of a mounted volume is one.
+  [[nodiscard]] virtual std::uint64_t device() const = 0;
 
   // The platform's own. A final symbolic link is not followed.
   [[nodiscard]] static Result<std::unique_ptr<DirectoryReader>> open(const FilePath& path);

@@ -53,7 +53,7 @@ class MemoryTree final : public ForwardingFileSystem {
     if (const auto error = unreadable.find(path); error != unreadable.end()) return std::unexpected(error->second);
     const auto folder = folders_.find(path);
     if (folder == folders_.end()) return std::unexpected(ErrorNumber::noEntry);
-    return std::make_unique<Reader>(folder->second);
+    return std::make_unique<Reader>(folder->second, devices.contains(path) ? devices.at(path) : 1);
   }
 
   // Called before each read, creation and replacement of a file, on the thread that does it.
@@ -87,11 +87,13 @@ class MemoryTree final : public ForwardingFileSystem {
 
   MemoryFileSystem memory;
   std::map<FilePath, ErrorNumber> unreadable;  // folders that cannot be opened
+  std::map<FilePath, std::uint64_t> devices;   // of folders that lie on another file system than the rest
 
  private:
   class Reader final : public DirectoryReader {
    public:
-    explicit Reader(std::vector<DirectoryEntry> entries) : entries_(std::move(entries)) {}
+    Reader(std::vector<DirectoryEntry> entries, std::uint64_t device) : entries_(std::move(entries)), device_(device) {}
+    [[nodiscard]] std::uint64_t device() const override { return device_; }
     Result<std::optional<DirectoryEntry>> next() override {
       if (position_ == entries_.size()) return std::nullopt;
       return entries_[position_++];
@@ -99,6 +101,7 @@ class MemoryTree final : public ForwardingFileSystem {
 
    private:
     std::vector<DirectoryEntry> entries_;
+    std::uint64_t device_;
     std::size_t position_ = 0;
   };
   class HookedReader final : public FileReader {

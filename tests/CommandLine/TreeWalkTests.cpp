@@ -67,9 +67,20 @@ TEST_F(TreeWalkTest, AnUnreadableFolderIsToldAndTheRestIsWalked) {
   EXPECT_EQ(notes.problems, (Strings{"/r/b: Permission denied"}));
 }
 
+TEST_F(TreeWalkTest, AFolderThatVanishedMeanwhileIsNoFailureButTheRootIs) {
+  tree.put("/r/a/1", "1");
+  tree.unreadable[FilePath("/r/a")] = ErrorNumber::noEntry;
+  EXPECT_TRUE(walk("/r"));
+  EXPECT_TRUE(notes.problems.empty());
+  tree.unreadable[FilePath("/r")] = ErrorNumber::noEntry;
+  EXPECT_TRUE(walk("/r"));
+  EXPECT_EQ(notes.problems.size(), 1U);
+}
+
 TEST_F(TreeWalkTest, AReadErrorInTheMiddleIsNotTakenForTheEnd) {
   class Broken final : public DirectoryReader {
    public:
+    [[nodiscard]] std::uint64_t device() const override { return 1; }
     Result<std::optional<DirectoryEntry>> next() override {
       if (given_) return std::unexpected(ErrorNumber::inputOutput);
       given_ = true;
@@ -90,7 +101,7 @@ TEST_F(TreeWalkTest, AReadErrorInTheMiddleIsNotTakenForTheEnd) {
 TEST_F(TreeWalkTest, OtherFileSystemsAreNotEntered) {
   tree.put("/r/mounted/1", "1");
   tree.put("/r/own/2", "2");
-  tree.memory.at(FilePath("/r/mounted")).status.st_dev += 1;
+  tree.devices[FilePath("/r/mounted")] = 2;
   EXPECT_TRUE(walk("/r"));
   EXPECT_EQ(notes.files, (Strings{"/r/own/2"}));
   EXPECT_EQ(notes.foreign, (Strings{"/r/mounted"}));

@@ -29,7 +29,7 @@ using Stream = std::unique_ptr<DIR, StreamCloser>;
 
 class LinuxDirectoryReader final : public DirectoryReader {
  public:
-  explicit LinuxDirectoryReader(Stream stream) : stream_(std::move(stream)) {}
+  LinuxDirectoryReader(Stream stream, std::uint64_t device) : stream_(std::move(stream)), device_(device) {}
 
   Result<std::optional<DirectoryEntry>> next() override {
     for (;;) {
@@ -45,6 +45,8 @@ class LinuxDirectoryReader final : public DirectoryReader {
     }
   }
 
+  [[nodiscard]] std::uint64_t device() const override { return device_; }
+
  private:
   [[nodiscard]] FileKind kindOf(const dirent& entry) const {
     // Not every file system fills the type in. An entry that is gone by now is nobody's business any more.
@@ -55,6 +57,7 @@ class LinuxDirectoryReader final : public DirectoryReader {
   }
 
   Stream stream_;
+  std::uint64_t device_;
 };
 
 }  // namespace
@@ -62,10 +65,12 @@ class LinuxDirectoryReader final : public DirectoryReader {
 Result<std::unique_ptr<DirectoryReader>> DirectoryReader::open(const FilePath& path) {
   FileDescriptor folder(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
   if (!folder.isOpen()) return std::unexpected(ErrorNumber{errno});
+  struct stat status{};
+  if (::fstat(folder.get(), &status) != 0) return std::unexpected(ErrorNumber{errno});
   Stream stream(::fdopendir(folder.get()));
   if (stream == nullptr) return std::unexpected(ErrorNumber{errno});
   static_cast<void>(folder.release());  // the stream closes it
-  return std::make_unique<LinuxDirectoryReader>(std::move(stream));
+  return std::make_unique<LinuxDirectoryReader>(std::move(stream), status.st_dev);
 }
 
 }  // namespace quillbrook
