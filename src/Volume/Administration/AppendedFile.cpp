@@ -11,6 +11,7 @@
 #include <cerrno>
 #include <cstddef>
 #include <cstring>
+#include <span>
 #include <vector>
 
 #include "Platform/Linux/FileDescriptor.h"
@@ -60,7 +61,7 @@ Result<void> copy(const AppendedFile::Surplus& surplus, int destination) {
 // Whether the file of that name holds exactly the surplus; then it is on disk afterwards.
 bool holds(int folder, const std::string& name, const AppendedFile::Surplus& surplus) {
   const FileDescriptor file(::openat(folder, name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-  struct stat status {};
+  struct stat status{};
   if (!file.isOpen() || ::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode) ||
       static_cast<std::uint64_t>(status.st_size) != surplus.byteCount) {
     return false;
@@ -93,7 +94,7 @@ std::string candidate(std::string_view name, std::size_t number) {
 
 Result<void> fill(int work, const AppendedFile::Surplus& surplus) {
   if (const auto copied = copy(surplus, work); !copied) return copied;
-  struct stat status {};
+  struct stat status{};
   if (::fstat(surplus.file, &status) != 0) return SystemCall::failure();
   // An ordinary user owns it already, or may not give it away.
   if (::geteuid() == 0 && ::fchown(work, status.st_uid, status.st_gid) != 0) return SystemCall::failure();

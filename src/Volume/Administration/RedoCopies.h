@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 #include "Platform/ErrorNumber.h"
@@ -14,6 +15,11 @@ namespace RedoCopies {
 
 // Their numbers; none if there is no such folder. `source` is a descriptor of the source folder. Creates nothing.
 [[nodiscard]] Result<std::vector<std::uint32_t>> list(int source);
+
+// The inode of the file that the copy was made for; nothing for one that was not finished, which no state can name.
+[[nodiscard]] Result<std::optional<std::uint64_t>> record(int source, std::uint32_t identifier);
+
+[[nodiscard]] Result<void> remove(int source, std::uint32_t identifier);
 
 // Where they lie, for the person.
 [[nodiscard]] FilePath path(const FilePath& source);

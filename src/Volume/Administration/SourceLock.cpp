@@ -20,8 +20,8 @@ const std::string lockName(VolumeProtocol::lockFile);
 
 // Whether the locked file is still the one that others will lock.
 bool isCurrent(int privateFolder, int file) {
-  struct stat own {};
-  struct stat there {};
+  struct stat own{};
+  struct stat there{};
   return ::fstat(file, &own) == 0 && ::fstatat(privateFolder, lockName.c_str(), &there, AT_SYMLINK_NOFOLLOW) == 0 &&
          own.st_dev == there.st_dev && own.st_ino == there.st_ino;
 }
@@ -45,7 +45,8 @@ std::expected<SourceLock, VolumeError> SourceLock::acquire(int source, const Fil
       if (errno == EWOULDBLOCK) return std::unexpected(VolumeErrors::Served{folder});
       return systemFailure("lock", folder, ErrorNumber{errno});
     }
-    if (isCurrent(privateFolder->get(), file.get())) return SourceLock(source, std::move(*privateFolder), std::move(file));
+    if (isCurrent(privateFolder->get(), file.get()))
+      return SourceLock(source, std::move(*privateFolder), std::move(file));
   }
 }
 

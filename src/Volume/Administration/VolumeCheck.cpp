@@ -13,8 +13,8 @@
 #include "Platform/Linux/FileDescriptor.h"
 #include "Volume/Administration/FolderWalk.h"
 #include "Volume/Administration/RedoCopies.h"
-#include "Volume/Administration/SourceFolder.h"
 #include "Volume/Administration/StoredFile.h"
+#include "Volume/Administration/VolumeSource.h"
 
 namespace quillbrook {
 namespace {
@@ -27,7 +27,7 @@ bool isSameMoment(const timespec& a, const timespec& b) {
 
 class Check {
  public:
-  Check(const SourceFolder& source, const std::function<void(const CheckFinding&)>& onFinding, std::stop_token stop)
+  Check(const VolumeSource& source, const std::function<void(const CheckFinding&)>& onFinding, std::stop_token stop)
       : source_(source), onFinding_(onFinding), stop_(std::move(stop)) {
     result_.folder = source.folder;
   }
@@ -148,7 +148,7 @@ class Check {
     }
   }
 
-  const SourceFolder& source_;
+  const VolumeSource& source_;
   const std::function<void(const CheckFinding&)>& onFinding_;
   std::stop_token stop_;
   CheckResult result_;
@@ -161,7 +161,7 @@ class Check {
 std::expected<CheckResult, VolumeError> VolumeCheck::check(const FilePath& folder,
                                                            const std::function<void(const CheckFinding&)>& onFinding,
                                                            std::stop_token stop) {
-  const auto source = SourceFolder::open(folder);
+  const auto source = VolumeSource::open(folder);
   if (!source) return std::unexpected(source.error());
   return Check(*source, onFinding, std::move(stop)).run();
 }

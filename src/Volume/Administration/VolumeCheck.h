@@ -23,8 +23,8 @@ struct CheckFinding {
     cutShort,              // fewer bytes than the state promises
     trailerMissing,        // no attribute, and it begins like a container that lost its end
     redoCopyMissing,       // the content should be a redo copy that is not there
-    interruptedExpansion,  // whole: its content is the redo copy until the next mount or restore
-    orphanRedoCopy,        // no file's content; the next mount or restore removes it
+    interruptedExpansion,  // whole: its content is the redo copy until it is used again or restored
+    orphanRedoCopy,        // no file's content; restore removes it
     workFile,              // debris of an interrupted operation, marked as ours
     unsupportedType,       // a payload type that cannot be decoded here
     unreadable,            // the file or folder could not be looked at: nothing is known of it

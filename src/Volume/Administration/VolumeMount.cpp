@@ -68,9 +68,9 @@ std::expected<bool, VolumeError> await(ChildProgram& daemon, const FilePath& fol
 
 std::vector<std::string> commandLine(const FilePath& program, const FilePath& folder, const MountOptions& options) {
   std::vector<std::string> arguments{program.bytes()};
-  if (options.foreground) arguments.emplace_back("--foreground");
-  if (options.readOnly) arguments.emplace_back("--read-only");
-  if (options.allowOther) arguments.emplace_back("--allow-other");
+  if (options.foreground) arguments.emplace_back("-f");
+  if (options.readOnly) arguments.insert(arguments.end(), {"-o", "ro"});
+  if (options.allowOther) arguments.insert(arguments.end(), {"-o", "allow_other"});
   arguments.emplace_back("--");
   arguments.push_back(folder.bytes());
   return arguments;

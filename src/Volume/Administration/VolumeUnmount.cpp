@@ -21,14 +21,14 @@
 #include "Volume/Administration/FolderWalk.h"
 #include "Volume/Administration/MountDetach.h"
 #include "Volume/Administration/MountTable.h"
-#include "Volume/Administration/SourceFolder.h"
+#include "Volume/Administration/VolumeSource.h"
 
 namespace quillbrook {
 namespace {
 
 // Fills in the count. A source that cannot be reached leaves it empty.
 void count(UnmountOutcome& outcome, const std::stop_token& stop) {
-  const auto source = SourceFolder::open(outcome.folder);
+  const auto source = VolumeSource::open(outcome.folder);
   if (!source) return;
   std::uint64_t files = 0;
   std::unordered_set<ino_t> linked;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "Volume/Administration/SourceFolder.h"
+#include "Volume/Administration/VolumeSource.h"
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -31,7 +31,7 @@ std::expected<FileDescriptor, VolumeError> beneath(const MountEntry& mount) {
 
 }  // namespace
 
-std::expected<SourceFolder, VolumeError> SourceFolder::open(const FilePath& folder) {
+std::expected<VolumeSource, VolumeError> VolumeSource::open(const FilePath& folder) {
   const auto resolved = FolderPath::resolve(folder);
   if (!resolved) return std::unexpected(VolumeErrors::NotAFolder{folder, resolved.error()});
   const auto table = MountTable::read();
@@ -40,11 +40,11 @@ std::expected<SourceFolder, VolumeError> SourceFolder::open(const FilePath& fold
   if (mount != nullptr && MountTable::isVolume(*mount)) {
     auto source = beneath(*mount);
     if (!source) return std::unexpected(std::move(source.error()));
-    return SourceFolder{.folder = *resolved, .descriptor = std::move(*source), .isMounted = true};
+    return VolumeSource{.folder = *resolved, .descriptor = std::move(*source), .isMounted = true};
   }
   FileDescriptor source(::open(resolved->c_str(), folderFlags));
   if (!source.isOpen()) return std::unexpected(VolumeErrors::NotAFolder{*resolved, ErrorNumber{errno}});
-  return SourceFolder{.folder = *resolved, .descriptor = std::move(source), .isMounted = false};
+  return VolumeSource{.folder = *resolved, .descriptor = std::move(source), .isMounted = false};
 }
 
 }  // namespace quillbrook

@@ -10,14 +10,14 @@
 namespace quillbrook {
 
 // The folder in which a volume's files really lie, whether the volume is mounted or not.
-struct SourceFolder {
+struct VolumeSource {
   FilePath folder;  // resolved, as the person knows it
   FileDescriptor descriptor;
   bool isMounted = false;
 
   // Beneath the mount if a volume is mounted at `folder`, else the folder itself. NotAFolder; ForeignMount for a
   // volume of neither the caller nor root, whose word is not taken; SystemFailure if its daemon has died.
-  [[nodiscard]] static std::expected<SourceFolder, VolumeError> open(const FilePath& folder);
+  [[nodiscard]] static std::expected<VolumeSource, VolumeError> open(const FilePath& folder);
 };
 
 }  // namespace quillbrook

@@ -1,0 +1,160 @@
+// SPDX-License-Identifier: MIT
+#include "Volume/Administration/RestoredFile.h"
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <utility>
+#include <variant>
+
+#include "Platform/Linux/FileDescriptor.h"
+#include "Platform/Linux/StoredState.h"
+#include "Platform/Linux/SystemCall.h"
+#include "Volume/Administration/AppendedFile.h"
+#include "Volume/Administration/OwnedOpen.h"
+#include "Volume/Administration/StoredFile.h"
+#include "Volume/Expansion/Expansion.h"
+#include "Volume/Expansion/RedoRecord.h"
+
+namespace quillbrook {
+namespace {
+
+using Failure = RestoredFile::Failure;
+using Answer = std::expected<RestoredFile, Failure>;
+
+std::unexpected<Failure> failed(std::string_view what, ErrorNumber reason) {
+  return std::unexpected<Failure>(Failure{.detail = fmt::format("{}: {}.", what, reason.text()),
+                                          .appended = std::nullopt,
+                                          .isGone = reason == ErrorNumber::noEntry});
+}
+
+std::unexpected<Failure> leftAlone(std::string detail) {
+  return std::unexpected<Failure>(Failure{.detail = std::move(detail), .appended = std::nullopt});
+}
+
+bool isSameInode(int first, int second) {
+  struct stat a{};
+  struct stat b{};
+  return ::fstat(first, &a) == 0 && ::fstat(second, &b) == 0 && a.st_dev == b.st_dev && a.st_ino == b.st_ino;
+}
+
+Result<void> sync(int file) {
+  return SystemCall::checked([&] { return ::fsync(file); });
+}
+
+// Takes the surplus off the container, without a trace in times, mode and capabilities.
+Result<void> cutOff(int source, int file, std::uint64_t byteCount) {
+  const auto record = RedoRecord::of(source, file);
+  if (!record) return std::unexpected(record.error());
+  const auto cut = SystemCall::checked([&] { return ::ftruncate(file, static_cast<off_t>(byteCount)); });
+  if (!cut) return cut;
+  if (const auto restored = record->restore(file); !restored) return restored;
+  return sync(file);
+}
+
+class Restoration {
+ public:
+  Restoration(int source, int privateFolder, const WalkedFile& file)
+      : source_(source), privateFolder_(privateFolder), file_(file) {}
+
+  Answer run(std::stop_token stop) const {
+    const auto examined = openOwnedFile(file_.folder, file_.name, O_RDONLY);
+    if (!examined) return failed("It could not be opened", examined.error());
+    const auto found = examineStoredFile(source_, examined->get(), file_.name, std::move(stop));
+    if (!found && found.error() == ErrorNumber::cancelled)
+      return RestoredFile{.outcome = RestoredFile::Outcome::stopped, .appended = {}};
+    if (!found) return failed("It could not be read", found.error());
+    return std::visit([&](const auto& stored) { return settle(examined->get(), stored); }, *found);
+  }
+
+ private:
+  static Answer settle(int, const StoredFiles::Ordinary&) { return RestoredFile{}; }
+  // No user's file: the operation that builds it, or its next attempt, takes it away.
+  static Answer settle(int, const StoredFiles::WorkFile&) { return RestoredFile{}; }
+  static Answer settle(int, const StoredFiles::StateUnknown&) {
+    return leftAlone("What is known of it is damaged, and it was left as it is.");
+  }
+  static Answer settle(int, const StoredFiles::TrailerMissing&) {
+    return leftAlone("It begins like a compressed file, but its end is missing: it was left as it is.");
+  }
+
+  Answer settle(int examined, const StoredFiles::Redone& stored) const {
+    auto answer = finish(examined, stored);
+    if (!answer) answer.error().redoIdentifier = stored.state.redoIdentifier;
+    return answer;
+  }
+
+  Answer finish(int examined, const StoredFiles::Redone& stored) const {
+    if (!stored.hasCopy) {
+      return leftAlone(fmt::format("Its content should be redo copy {}, which is missing: it was left as it is.",
+                                   stored.state.redoIdentifier));
+    }
+    const auto file = openForRewriting(examined);
+    if (!file) return failed("It could not be opened for writing", file.error());
+    if (const auto done = Expansion::finish(source_, file->get(), stored.state); !done) {
+      return failed("Turning it back could not be completed", done.error());
+    }
+    return RestoredFile{.outcome = RestoredFile::Outcome::restored, .appended = {}};
+  }
+
+  Answer settle(int examined, const StoredFiles::Container& stored) const {
+    if (stored.damage)
+      return leftAlone(fmt::format("It is damaged and was left as it is: {}.", describe(*stored.damage)));
+    const auto file = openForRewriting(examined);
+    if (!file) return failed("It could not be opened for writing", file.error());
+    RestoredFile result{.outcome = RestoredFile::Outcome::restored, .appended = {}};
+    if (stored.surplusByteCount != 0) {
+      const std::uint64_t own = stored.state.rawByteCount();
+      auto kept =
+          AppendedFile::keep(file_.folder, file_.name,
+                             {.file = examined, .offset = own, .byteCount = stored.surplusByteCount}, privateFolder_);
+      if (!kept) return failed("What was appended to it could not be kept elsewhere", kept.error());
+      result.appended = std::move(*kept);
+      if (const auto cut = cutOff(source_, file->get(), own); !cut) {
+        return withAppended(failed("What was appended to it could not be taken off", cut.error()), result);
+      }
+    }
+    if (const auto expanded = expand(file->get(), stored); !expanded) {
+      return withAppended(failed("It could not be turned back", expanded.error()), result);
+    }
+    return result;
+  }
+
+  // The state goes back to where everybody looks for it first: from then on a crash leaves a container like any other.
+  Result<void> expand(int file, const StoredFiles::Container& stored) const {
+    if (stored.attribute != StoredFiles::Container::Attribute::whole) {
+      if (const auto written = StoredState::write(file, stored.state); !written) return written;
+      if (const auto synced = sync(file); !synced) return synced;
+    }
+    return Expansion::expand(source_, file, stored.state);
+  }
+
+  // The very inode that was examined, locked against every other operation of ours.
+  Result<FileDescriptor> openForRewriting(int examined) const {
+    auto file = openOwnedFile(file_.folder, file_.name, O_RDWR);
+    if (!file) return file;
+    if (!isSameInode(examined, file->get())) return std::unexpected(ErrorNumber::busy);
+    if (::flock(file->get(), LOCK_EX | LOCK_NB) != 0) return SystemCall::failure();
+    return file;
+  }
+
+  static Answer withAppended(std::unexpected<Failure> failure, const RestoredFile& result) {
+    failure.error().appended = result.appended;
+    return failure;
+  }
+
+  int source_;
+  int privateFolder_;
+  const WalkedFile& file_;
+};
+
+}  // namespace
+
+Answer RestoredFile::restore(int source, int privateFolder, const WalkedFile& file, std::stop_token stop) {
+  return Restoration(source, privateFolder, file).run(std::move(stop));
+}
+
+}  // namespace quillbrook

@@ -1,0 +1,36 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <expected>
+#include <optional>
+#include <stop_token>
+#include <string>
+
+#include "Volume/Administration/FolderWalk.h"
+
+namespace quillbrook {
+
+// One file of a source without a daemon, turned back into an ordinary one.
+struct RestoredFile {
+  enum class Outcome {
+    ordinary,  // it was none to restore: nothing was done
+    restored,
+    stopped,
+  };
+  Outcome outcome = Outcome::ordinary;
+  std::optional<std::string> appended;  // name, beside it, of what keeps its surplus bytes
+
+  struct Failure {
+    std::string detail;                   // a sentence
+    std::optional<std::string> appended;  // as above: done before the failure
+    bool isGone = false;                  // it vanished meanwhile
+    std::uint32_t redoIdentifier = 0;     // not 0: the redo copy that is still its content
+  };
+
+  // `source` is a descriptor of the source folder, `privateFolder` of the volume's folder in it; the caller holds the
+  // source's lock. On failure the file is what it was, but for its surplus bytes, which may be kept beside it by then.
+  [[nodiscard]] static std::expected<RestoredFile, Failure> restore(int source, int privateFolder,
+                                                                    const WalkedFile& file, std::stop_token stop);
+};
+
+}  // namespace quillbrook
