@@ -1,0 +1,210 @@
+// SPDX-License-Identifier: MIT
+#include "CommandLine/Arguments.h"
+
+#include <fmt/format.h>
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <string_view>
+#include <thread>
+#include <utility>
+#include <vector>
+
+namespace quillbrook::Arguments {
+namespace {
+
+constexpr unsigned maximumJobs = 8;
+constexpr std::string_view programName = "quillbrookctl";
+
+// CLI11 takes "[a,b]" for a list and "++" for the end of a verb; both are good file names. They travel behind a mark.
+constexpr char nameMark = '\x01';
+
+std::string guarded(const std::string& argument) {
+  const bool isSpecial = argument.starts_with('[') || argument.starts_with(nameMark) || argument == "++";
+  return isSpecial ? nameMark + argument : argument;
+}
+
+FilePath unguarded(std::string argument) {
+  if (argument.starts_with(nameMark)) argument.erase(0, 1);
+  return FilePath(std::move(argument));
+}
+
+// What CLI11 fills while it reads.
+struct Values {
+  std::vector<std::string> names;
+  unsigned jobs = std::clamp(std::thread::hardware_concurrency(), 1U, maximumJobs);
+  bool json = false;
+  MountOptions mount;
+  bool version = false;
+};
+
+// One verb and the command that it makes of the values. `paths` holds as many as `operands` allows.
+enum class Operands { none, folder, paths };
+struct Verb {
+  CLI::App* app;
+  Operands operands;
+  Command (*make)(const Values& values, std::vector<FilePath> paths);
+};
+
+class Grammar {
+ public:
+  Grammar() {
+    app_.description("Compresses files in place; a mounted volume shows them to every program as they were.");
+    app_.footer(
+        "'--' ends the options. Exit codes: 0 done, 1 failed, 2 wrong usage, 3 finished but files failed,\n"
+        "4 damage found, 130 and 143 stopped by a signal.");
+    app_.require_subcommand(0, 1);
+    app_.add_flag("--version", values_.version, "Print the version and exit");
+
+    CLI::App* compress = addPathVerb(app_, "compress", "Compress files, and those in folders that are worth it",
+                                     &makeOperation<OperationKind::compress>);
+    addJobs(*compress);
+    CLI::App* decompress = addPathVerb(app_, "decompress", "Turn compressed files back into ordinary ones",
+                                       &makeOperation<OperationKind::decompress>);
+    addJobs(*decompress);
+    addPathVerb(app_, "inspect", "Show state, algorithm, logical and physical size of files",
+                [](const Values& values, std::vector<FilePath> paths) -> Command {
+                  return InspectCommand{std::move(paths), values.json};
+                });
+    addVolumeVerbs();
+  }
+
+  std::expected<Command, ArgumentsAnswer> parse(std::span<const std::string> arguments) {
+    // What stands behind "--" never reaches CLI11, so that no name there can be mistaken for anything else.
+    const auto mark = std::ranges::find(arguments, "--");
+    std::vector<std::string> head;
+    for (auto argument = arguments.begin(); argument != mark; ++argument) head.push_back(guarded(*argument));
+    std::ranges::reverse(head);  // CLI11 takes them from the back
+
+    try {
+      app_.parse(std::move(head));
+    } catch (const CLI::CallForHelp&) {
+      return std::unexpected(ArgumentsAnswer{.isWrongUsage = false, .text = app_.help()});
+    } catch (const CLI::ParseError& error) {
+      return wrongUsage(error.what());
+    }
+    if (values_.version) {
+      return std::unexpected(ArgumentsAnswer{false, fmt::format("{} {}\n", programName, QUILLBROOK_VERSION)});
+    }
+
+    std::vector<FilePath> paths;
+    for (std::string& name : values_.names) paths.push_back(unguarded(std::move(name)));
+    if (mark != arguments.end()) {
+      for (auto name = std::next(mark); name != arguments.end(); ++name) paths.emplace_back(*name);
+    }
+    return finish(std::move(paths));
+  }
+
+ private:
+  using Make = Command (*)(const Values& values, std::vector<FilePath> paths);
+
+  template <OperationKind kind>
+  static Command makeOperation(const Values& values, std::vector<FilePath> paths) {
+    return OperationCommand{kind, std::move(paths), values.jobs, values.json};
+  }
+
+  CLI::App* addPathVerb(CLI::App& parent, const std::string& verb, const std::string& description, Make make) {
+    CLI::App* app = parent.add_subcommand(verb, description);
+    app->add_option("PATH", values_.names, "Files and folders")->type_name("...");
+    addJson(*app);
+    verbs_.push_back({app, Operands::paths, make});
+    return app;
+  }
+
+  CLI::App* addFolderVerb(CLI::App& parent, const std::string& verb, const std::string& description, Make make) {
+    CLI::App* app = parent.add_subcommand(verb, description);
+    app->add_option("DIR", values_.names, "The volume's folder")->type_name("");
+    verbs_.push_back({app, Operands::folder, make});
+    return app;
+  }
+
+  void addJson(CLI::App& app) { app.add_flag("--json", values_.json, "Print one JSON object a line"); }
+
+  void addJobs(CLI::App& app) {
+    app.add_option("--jobs", values_.jobs, "Files at once, 1 to 8; as many as there are processors unless told")
+        ->type_name("N")
+        ->check(CLI::Range(1U, maximumJobs));
+  }
+
+  void addVolumeVerbs() {
+    CLI::App& volume = *app_.add_subcommand("volume", "Mount and look after volumes");
+    volume.require_subcommand(0, 1);
+    volumeApp_ = &volume;
+    CLI::App* mount = addFolderVerb(volume, "mount", "Mount a volume over its own folder",
+                                    [](const Values& values, std::vector<FilePath> paths) -> Command {
+                                      return VolumeMountCommand{paths.front(), values.mount};
+                                    });
+    mount->add_flag("--read-only", values_.mount.readOnly, "Let nobody write through the mount");
+    mount->add_flag("--allow-other", values_.mount.allowOther, "Let other users reach into the volume");
+    mount->add_flag("--foreground", values_.mount.foreground, "Stay until the volume is unmounted");
+    mount->add_flag("--force", values_.mount.force, "Mount even where the system or the volume itself has its files");
+    addFolderVerb(volume, "unmount", "Unmount a volume", [](const Values&, std::vector<FilePath> paths) -> Command {
+      return VolumeUnmountCommand{paths.front()};
+    });
+    CLI::App* list = volume.add_subcommand("list", "List the mounted volumes");
+    addJson(*list);
+    verbs_.push_back({list, Operands::none, [](const Values& values, std::vector<FilePath>) -> Command {
+                        return VolumeListCommand{values.json};
+                      }});
+    CLI::App* check = addFolderVerb(volume, "check", "Decode and verify every compressed file, and change nothing",
+                                    [](const Values& values, std::vector<FilePath> paths) -> Command {
+                                      return VolumeCheckCommand{paths.front(), values.json};
+                                    });
+    addJson(*check);
+    addFolderVerb(
+        volume, "restore", "Without a mount, turn every compressed file back into an ordinary one",
+        [](const Values&, std::vector<FilePath> paths) -> Command { return VolumeRestoreCommand{paths.front()}; });
+    CLI::App* enable = addFolderVerb(volume, "enable", "Mount a volume now and at every login",
+                                     [](const Values& values, std::vector<FilePath> paths) -> Command {
+                                       return VolumeEnableCommand{paths.front(), values.mount.force};
+                                     });
+    enable->add_flag("--force", values_.mount.force, "Enable even where the system or the volume itself has its files");
+    addFolderVerb(volume, "disable", "Undo 'volume enable'", [](const Values&, std::vector<FilePath> paths) -> Command {
+      return VolumeDisableCommand{paths.front()};
+    });
+  }
+
+  std::expected<Command, ArgumentsAnswer> finish(std::vector<FilePath> paths) {
+    const auto verb = std::ranges::find_if(verbs_, [](const Verb& v) { return v.app->parsed(); });
+    if (verb == verbs_.end()) {
+      return wrongUsage(volumeApp_->parsed() ? "'volume' needs a verb: mount, unmount, list, check, restore, enable, "
+                                               "disable"
+                                             : "a verb is needed: compress, decompress, inspect, volume");
+    }
+    switch (verb->operands) {
+      case Operands::none:
+        if (!paths.empty()) return wrongUsage("no name is expected here: " + paths.front().displayText());
+        break;
+      case Operands::folder:
+        if (paths.size() != 1) return wrongUsage("exactly one folder is needed");
+        break;
+      case Operands::paths:
+        if (paths.empty()) return wrongUsage("at least one file or folder is needed");
+        break;
+    }
+    return verb->make(values_, std::move(paths));
+  }
+
+  [[nodiscard]] std::unexpected<ArgumentsAnswer> wrongUsage(std::string_view words) const {
+    std::string program(programName);
+    for (const CLI::App* app = &app_; !app->get_subcommands().empty();) {
+      app = app->get_subcommands().front();
+      program += ' ' + app->get_name();
+    }
+    return std::unexpected(ArgumentsAnswer{
+        true, fmt::format("{}: wrong usage: {}\nTo see what is possible: {} --help\n", programName, words, program)});
+  }
+
+  CLI::App app_{"", std::string(programName)};
+  CLI::App* volumeApp_ = nullptr;
+  Values values_;
+  std::vector<Verb> verbs_;
+};
+
+}  // namespace
+
+std::expected<Command, ArgumentsAnswer> parse(std::span<const std::string> arguments) {
+  return Grammar().parse(arguments);
+}
+
+}  // namespace quillbrook::Arguments

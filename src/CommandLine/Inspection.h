@@ -1,0 +1,16 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "CommandLine/Command.h"
+#include "CommandLine/Io.h"
+
+namespace quillbrook {
+
+// Shows state, algorithm and sizes of files and of what lies in folders; changes nothing.
+namespace Inspection {
+
+// Returns the exit code.
+[[nodiscard]] int run(const InspectCommand& command, Io& io);
+
+}  // namespace Inspection
+}  // namespace quillbrook

@@ -1,0 +1,37 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "CommandLine/Command.h"
+#include "Compression/EngineError.h"
+
+namespace quillbrook {
+
+// How an operation on one file counts.
+enum class Outcome {
+  done,
+  skipped,  // there was nothing to do, or nothing to gain, or now is not the time
+  failed,
+};
+
+[[nodiscard]] std::string_view name(Outcome outcome);
+
+// How an error of the engine counts and what people read about it.
+namespace OutcomeTable {
+
+// The engine's refusals are sorted by case and operation; what the codecs report is always a failure.
+[[nodiscard]] Outcome outcome(OperationKind kind, const EngineError& error);
+
+// A few words, the same for every error of a case, to stand behind a count: "already compressed".
+[[nodiscard]] std::string_view label(const EngineError& error);
+
+// What is the matter with the file, what to do, the system's words.
+[[nodiscard]] std::string sentence(const EngineError& error);
+
+// The file could not be compressed because it lies in no mounted volume.
+[[nodiscard]] bool isOutsideVolume(const EngineError& error);
+
+}  // namespace OutcomeTable
+}  // namespace quillbrook

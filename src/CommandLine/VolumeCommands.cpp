@@ -1,0 +1,158 @@
+// SPDX-License-Identifier: MIT
+#include "CommandLine/VolumeCommands.h"
+
+#include <fmt/format.h>
+
+#include <string>
+#include <string_view>
+#include <variant>
+
+#include "CommandLine/ExitCode.h"
+#include "CommandLine/JsonLines.h"
+#include "CommandLine/PathText.h"
+#include "CommandLine/SizeText.h"
+
+namespace quillbrook::VolumeCommands {
+namespace {
+
+int fail(const VolumeError& error, Io& io) {
+  if (std::holds_alternative<VolumeErrors::Stopped>(error)) {
+    io.err << "quillbrookctl: stopped; the same command goes on from here\n";
+    return ExitCode::signalBase + io.stopSignal;
+  }
+  io.err << "quillbrookctl: " << PathText::shownMessage(sentence(error), io.errIsTerminal) << '\n';
+  return ExitCode::failed;
+}
+
+int report(const std::expected<UnitOutcome, VolumeError>& outcome, bool enabled, Io& io) {
+  if (!outcome) return fail(outcome.error(), io);
+  io.out << PathText::shownMessage(sentence(*outcome, enabled), io.outIsTerminal) << '\n';
+  return ExitCode::done;
+}
+
+void printMounted(const MountOutcome& outcome, Io& io) {
+  if (outcome.clearedStaleMount) {
+    io.err << "quillbrookctl: cleared a mount whose daemon had died\n";
+  }
+  if (!outcome.users.empty()) {
+    io.err << "quillbrookctl: these were here before and see past the mount until they open things anew:\n";
+    for (const FolderUser& user : outcome.users) {
+      io.err << "  " << PathText::shownMessage(sentence(user), io.errIsTerminal) << '\n';
+    }
+  }
+  io.out << (outcome.wasMounted ? "already mounted: " : "mounted ") << PathText::shown(outcome.folder, io.outIsTerminal)
+         << std::endl;  // in the foreground it is long before the next
+}
+
+std::string_view conditionWords(const VolumeListing& volume) {
+  switch (volume.condition) {
+    case VolumeListing::Condition::alive: return volume.isReadOnly ? "mounted, read-only" : "mounted";
+    case VolumeListing::Condition::stale: return "its daemon has died; 'quillbrookctl volume mount' clears it";
+    case VolumeListing::Condition::closed: break;
+  }
+  return "another user's";
+}
+
+// What other programs lose with the mount, as a line; empty if nothing.
+std::string unreadableWords(const UnmountOutcome& outcome) {
+  if (!outcome.compressedFiles) {
+    return "quillbrookctl: compressed files, of unknown number, cannot be read by other programs until it is mounted "
+           "again\n";
+  }
+  if (*outcome.compressedFiles == 0 && outcome.unreadFolders == 0) return {};
+  return fmt::format("quillbrookctl: until it is mounted again, other programs cannot read {}{} compressed {}\n",
+                     outcome.unreadFolders > 0 ? "at least " : "", *outcome.compressedFiles,
+                     *outcome.compressedFiles == 1 ? "file" : "files");
+}
+
+}  // namespace
+
+int run(const VolumeMountCommand& command, Io& io) {
+  const auto outcome = io.volumes.mount(command.folder, command.options, io.stop,
+                                        [&](const MountOutcome& mounted) { printMounted(mounted, io); });
+  if (!outcome) return fail(outcome.error(), io);
+  // In the foreground the signal is the way to end the volume, and still the caller's to know of.
+  if (io.stop.stop_requested()) return ExitCode::signalBase + io.stopSignal;
+  return ExitCode::done;
+}
+
+int run(const VolumeUnmountCommand& command, Io& io) {
+  const auto outcome = io.volumes.unmount(command.folder, io.stop, [&](const UnmountOutcome& counted) {
+    io.err << PathText::shownMessage(unreadableWords(counted), io.errIsTerminal);
+  });
+  if (!outcome) return fail(outcome.error(), io);
+  io.out << "unmounted " << PathText::shown(outcome->folder, io.outIsTerminal) << '\n';
+  return ExitCode::done;
+}
+
+int run(const VolumeListCommand& command, Io& io) {
+  const auto volumes = io.volumes.list();
+  if (!volumes) {
+    io.err << "quillbrookctl: cannot read the mount table: " << volumes.error().text() << '\n';
+    return ExitCode::failed;
+  }
+  for (const VolumeListing& volume : *volumes) {
+    if (command.json) {
+      io.out << JsonLines::volume(volume) << '\n';
+    } else {
+      io.out << fmt::format("{}  ({})\n", PathText::shown(volume.mountPoint, io.outIsTerminal), conditionWords(volume));
+    }
+  }
+  return ExitCode::done;
+}
+
+int run(const VolumeCheckCommand& command, Io& io) {
+  const auto result = io.volumes.check(
+      command.folder,
+      [&](const CheckFinding& finding) {
+        if (command.json) {
+          io.out << JsonLines::finding(finding) << '\n';
+        } else {
+          io.out << PathText::shown(finding.path, io.outIsTerminal) << ": "
+                 << PathText::shownMessage(sentence(finding), io.outIsTerminal) << '\n';
+        }
+      },
+      io.stop);
+  if (!result) return fail(result.error(), io);
+  if (command.json) {
+    io.out << JsonLines::checkSummary(*result) << '\n';
+  } else {
+    io.out << fmt::format("checked {} files, {} of them compressed ({}): {} damaged, {} unreadable, {} notes\n",
+                          result->files, result->containers,
+                          SizeText::text(static_cast<std::int64_t>(result->logicalBytes)), result->damaged,
+                          result->unreadable, result->notes);
+  }
+  if (result->damaged > 0) return ExitCode::damageFound;
+  return result->unreadable > 0 ? ExitCode::filesFailed : ExitCode::done;
+}
+
+int run(const VolumeRestoreCommand& command, Io& io) {
+  const auto result = io.volumes.restore(
+      command.folder,
+      [&](const RestoreEvent& event) {
+        const std::string path = PathText::shown(event.path, io.errIsTerminal);
+        if (event.outcome == RestoreEvent::Outcome::failed) {
+          io.err << fmt::format("quillbrookctl: cannot restore {}: {}\n", path,
+                                PathText::shownMessage(event.detail, io.errIsTerminal));
+        }
+        if (event.appended) {
+          io.err << fmt::format("quillbrookctl: bytes that stood behind the content of {} are kept in {}\n", path,
+                                PathText::shown(*event.appended, io.errIsTerminal));
+        }
+      },
+      io.stop);
+  if (!result) return fail(result.error(), io);
+  io.out << fmt::format("restored {} {}\n", result->restored, result->restored == 1 ? "file" : "files");
+  if (result->failed > 0) io.out << fmt::format("failed: {}\n", result->failed);
+  return result->failed > 0 ? ExitCode::filesFailed : ExitCode::done;
+}
+
+int run(const VolumeEnableCommand& command, Io& io) {
+  return report(io.volumes.enable(command.folder, command.force), true, io);
+}
+
+int run(const VolumeDisableCommand& command, Io& io) {
+  return report(io.volumes.disable(command.folder), false, io);
+}
+
+}  // namespace quillbrook::VolumeCommands

@@ -1,0 +1,16 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+// What the process's standard streams are connected to.
+namespace quillbrook::Terminal {
+
+[[nodiscard]] bool isOutputTerminal();
+[[nodiscard]] bool isErrorTerminal();
+
+// Columns of the terminal on standard error, 80 where it does not tell.
+[[nodiscard]] unsigned width();
+
+// From here on, writing to a pipe that nobody reads any more fails instead of ending the process.
+void ignoreBrokenPipes();
+
+}  // namespace quillbrook::Terminal

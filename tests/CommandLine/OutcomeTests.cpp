@@ -1,0 +1,69 @@
+// SPDX-License-Identifier: MIT
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <set>
+#include <string>
+
+#include "CommandLine/Outcome.h"
+#include "Platform/ErrorNumber.h"
+
+namespace quillbrook {
+namespace {
+
+TEST(Outcome, EveryRefusalCountsAsDecided) {
+  const FilePath url("/a");
+  const auto skipped = Outcome::skipped;
+  const auto failed = Outcome::failed;
+  const struct {
+    EngineError error;
+    Outcome compress;
+    Outcome decompress;
+  } cases[] = {
+      {FileCompressionError(FileNotFound{url}), failed, failed},
+      {FileCompressionError(NotARegularFile{url}), skipped, skipped},
+      {FileCompressionError(SymbolicLink{url}), skipped, skipped},
+      {FileCompressionError(HardLinked{url, 2}), skipped, skipped},
+      {FileCompressionError(AlreadyCompressed{url}), skipped, failed},
+      {FileCompressionError(NotCompressed{url}), failed, skipped},
+      {FileCompressionError(CompressionDidNotReduceSize{url}), skipped, failed},
+      {FileCompressionError(FileInUse{url}), skipped, skipped},
+      {FileCompressionError(RoundtripVerificationFailed{url}), failed, failed},
+      {FileCompressionError(FileTooLargeForFormat{url, 2'147'483'648}), skipped, failed},
+      {FileCompressionError(HasResourceFork{url}), skipped, failed},
+      {FileCompressionError(FileChangedDuringOperation{url}), skipped, skipped},
+      {FileCompressionError(TemporaryFileConflict{url}), failed, failed},
+      {FileCompressionError(IOError{url, "lstat: errno=5"}), failed, failed},
+      {DecmpfsHeaderError(InvalidMagic{}), failed, failed},
+  };
+  std::set<std::string_view> labels;
+  for (const auto& [error, compress, decompress] : cases) {
+    SCOPED_TRACE(describe(error));
+    EXPECT_EQ(OutcomeTable::outcome(OperationKind::compress, error), compress);
+    EXPECT_EQ(OutcomeTable::outcome(OperationKind::decompress, error), decompress);
+    EXPECT_TRUE(labels.insert(OutcomeTable::label(error)).second) << "two cases would be counted as one";
+    EXPECT_THAT(OutcomeTable::sentence(error), testing::StartsWith(std::string(OutcomeTable::label(error))));
+  }
+}
+
+TEST(Outcome, SystemFailuresAreToldInTheSystemsWords) {
+  const auto sentence = [](std::string detail) {
+    return OutcomeTable::sentence(FileCompressionError(IOError{FilePath("/a"), std::move(detail)}));
+  };
+  EXPECT_EQ(sentence("open: errno=13"), "a system call failed: open: errno=13 (Permission denied)");
+  EXPECT_EQ(sentence("read source: Input/output error"), "a system call failed: read source: Input/output error");
+  EXPECT_EQ(sentence("unexpected EOF (got 12"), "a system call failed: unexpected EOF (got 12");
+  EXPECT_EQ(sentence("odd: errno=1x"), "a system call failed: odd: errno=1x");
+}
+
+TEST(Outcome, OnlyARefusedFlagMeansThatThereIsNoVolume) {
+  const auto isOutside = [](std::string call, ErrorNumber number) {
+    return OutcomeTable::isOutsideVolume(FileCompressionError(IOError::numbered(FilePath("/a"), call, number)));
+  };
+  EXPECT_TRUE(isOutside("chflags", ErrorNumber::notSupported));
+  EXPECT_FALSE(isOutside("chflags", ErrorNumber::noSpace));
+  EXPECT_FALSE(isOutside("setxattr", ErrorNumber::notSupported));
+}
+
+}  // namespace
+}  // namespace quillbrook
