@@ -135,7 +135,7 @@ class Parser {
   }
 
  private:
-  static constexpr unsigned patience = 8;
+  static constexpr unsigned patience = 11;
   static constexpr std::size_t goodLength = 32;
   static constexpr std::int32_t costOfDelay = 4;
 
