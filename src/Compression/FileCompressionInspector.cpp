@@ -1,0 +1,76 @@
+// SPDX-License-Identifier: MIT
+#include "Compression/FileCompressionInspector.h"
+
+#include <algorithm>
+
+#include "Compression/CompressionAttributes.h"
+#include "Compression/Header/DecmpfsHeader.h"
+
+namespace quillbrook::FileCompressionInspector {
+namespace {
+
+constexpr XattrOptions showCompression{.noFollow = false, .showCompression = true};
+
+bool isEligible(const FileStatus& status, std::uint64_t logicalSize) {
+  return status.st_nlink < 2 && status.kind == FileKind::regular && logicalSize >= minimumEligibleByteCount;
+}
+
+}  // namespace
+
+std::expected<FileCompressionInfo, FileCompressionInspectionError> inspect(const FilePath& url,
+                                                                           FileSystem& fileSystem) {
+  const auto status = fileSystem.lstat(url);
+  if (!status) {
+    if (status.error() == ErrorNumber::noEntry) return std::unexpected(FileNotFound{url});
+    return std::unexpected(IOError::numbered(url, "lstat", status.error()));
+  }
+  const auto logicalSize = static_cast<std::uint64_t>(status->st_size);
+  const std::uint64_t blocks = static_cast<std::uint64_t>(status->st_blocks) * 512;
+  if ((status->st_flags & UF_COMPRESSED) == 0) {
+    const bool eligible = isEligible(*status, logicalSize);
+    return FileCompressionInfo{.status = eligible ? FileCompressionStatus(Uncompressed{}) : Incompressible{},
+                               .logicalSize = logicalSize,
+                               .physicalSize = blocks};
+  }
+  const auto attribute = readDecmpfsAttribute(url, fileSystem);
+  if (!attribute) return std::unexpected(attribute.error());
+  const auto forkLength = fileSystem.getxattr(url, CompressionAttributes::resourceFork, {}, showCompression);
+  // The payload can be more than the block count shows.
+  const std::uint64_t payload = (*attribute ? (*attribute)->size() : 0) + forkLength.value_or(0);
+  const std::uint64_t physicalSize = std::max(blocks, payload);
+  if (!*attribute) return classify(status->st_flags, std::nullopt, logicalSize, physicalSize);
+  return classify(status->st_flags, **attribute, logicalSize, physicalSize);
+}
+
+std::expected<std::optional<ByteBuffer>, FileCompressionInspectionError> readDecmpfsAttribute(const FilePath& url,
+                                                                                              FileSystem& fileSystem) {
+  const auto length = fileSystem.getxattr(url, CompressionAttributes::decmpfs, {}, showCompression);
+  if (!length) {
+    if (length.error() == ErrorNumber::attributeMissing) return std::nullopt;
+    return std::unexpected(IOError::numbered(url, "getxattr size", length.error()));
+  }
+  ByteBuffer value(*length, 0);
+  if (value.empty()) return value;
+  const auto count = fileSystem.getxattr(url, CompressionAttributes::decmpfs, value, showCompression);
+  if (!count) return std::unexpected(IOError::numbered(url, "getxattr read", count.error()));
+  value.resize(*count);
+  return value;
+}
+
+std::expected<FileCompressionInfo, FileCompressionInspectionError> classify(
+    std::uint32_t st_flags, std::optional<std::span<const std::uint8_t>> decmpfsAttribute, std::uint64_t logicalSize,
+    std::uint64_t physicalSize) {
+  const auto info = [&](const FileCompressionStatus& status) {
+    return FileCompressionInfo{.status = status, .logicalSize = logicalSize, .physicalSize = physicalSize};
+  };
+  if ((st_flags & UF_COMPRESSED) == 0) return info(Uncompressed{});
+  if (!decmpfsAttribute) return std::unexpected(DecmpfsHeaderMissingDespiteFlag{});
+  const auto header = DecmpfsHeader::parse(*decmpfsAttribute);
+  if (header) return info(Compressed{header->compressionType, header->uncompressedSize});
+  if (header.error() == DecmpfsHeaderError(UnknownCompressionType{DecmpfsHeader::datalessRawValue})) {
+    return info(DatalessCloud{});
+  }
+  return std::unexpected(DecmpfsHeaderInvalid{describe(header.error())});
+}
+
+}  // namespace quillbrook::FileCompressionInspector

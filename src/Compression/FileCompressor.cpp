@@ -1,0 +1,110 @@
+// SPDX-License-Identifier: MIT
+#include "Compression/FileCompressor.h"
+
+#include "Compression/ByteBuffer.h"
+#include "Compression/CompressionAttributes.h"
+#include "Compression/EncodingPlan.h"
+#include "Compression/OpeningChecks.h"
+#include "Compression/Replacement.h"
+#include "Compression/Try.h"
+#include "Compression/Verification.h"
+
+namespace quillbrook::FileCompressor {
+namespace {
+
+using Replacement::Operation;
+
+bool hasResourceFork(const FilePath& url, FileSystem& fileSystem) {
+  const auto length = fileSystem.getxattr(url, CompressionAttributes::resourceFork, {}, {.noFollow = true});
+  return length && *length >= 1;
+}
+
+// The file's content. Of a file that has grown since, one byte more than was expected of it: enough to show.
+std::expected<ByteBuffer, FileCompressionError> readWhole(const Operation& operation, std::string_view action) {
+  const auto failed = [&](ErrorNumber error) {
+    return std::unexpected(FileCompressionError(IOError::worded(operation.url, action, error)));
+  };
+  const auto reader = operation.fileSystem.openForReading(operation.url);
+  if (!reader) return failed(reader.error());
+  ByteBuffer bytes(static_cast<std::size_t>(operation.snapshot.st_size) + 1);
+  std::size_t total = 0;
+  while (total < bytes.size()) {
+    const auto count = (*reader)->read(std::span(bytes).subspan(total));
+    if (!count) return failed(count.error());
+    if (*count == 0) break;
+    total += *count;
+  }
+  bytes.resize(total);
+  return bytes;
+}
+
+std::expected<CompressionType, EngineError> inMemoryCompress(const Operation& operation) {
+  const auto bytes = readWhole(operation, "read source");
+  if (!bytes) return std::unexpected(bytes.error());
+  const auto plan = makeEncodingPlan(*bytes, operation.url);
+  if (!plan) return std::unexpected(plan.error());
+  QUILLBROOK_TRY(Verification::verifyRoundTrip(*bytes, *plan, operation.url));
+  QUILLBROOK_TRY(Replacement::compressInMemory(operation, *plan));
+  return plan->algorithm;
+}
+
+std::expected<CompressionType, EngineError> streamingCompress(const Operation& operation) {
+  QUILLBROOK_TRY(Replacement::compressStreaming(operation));
+  return CompressionType::lzfseRsrc;
+}
+
+std::expected<void, FileCompressionError> inMemoryDecompress(const Operation& operation) {
+  const auto bytes = readWhole(operation, "read compressed");
+  if (!bytes) return std::unexpected(bytes.error());
+  if (bytes->size() != static_cast<std::size_t>(operation.snapshot.st_size)) {
+    return std::unexpected(RoundtripVerificationFailed{operation.url});
+  }
+  return Replacement::decompressInMemory(operation, *bytes);
+}
+
+}  // namespace
+
+std::expected<CompressionResult, EngineError> compress(const FilePath& url, std::int64_t streamingThreshold,
+                                                       const BeforeSwap& beforeSwap, FileSystem& fileSystem) {
+  const auto snapshot = OpeningChecks::preflight(url, fileSystem);
+  if (!snapshot) return std::unexpected(snapshot.error());
+  const auto refuse = [](FileCompressionError error) { return std::unexpected(EngineError(std::move(error))); };
+  if ((snapshot->st_flags & UF_COMPRESSED) != 0) return refuse(AlreadyCompressed{url});
+  if (snapshot->st_size > maximumFileByteCount) {
+    return refuse(FileTooLargeForFormat{.url = url, .sizeBytes = snapshot->st_size});
+  }
+  if (hasResourceFork(url, fileSystem)) return refuse(HasResourceFork{url});
+  const auto lock = OpeningChecks::acquireLock(url, fileSystem);
+  if (!lock) return std::unexpected(lock.error());
+
+  const Operation operation{url, *snapshot, **lock, beforeSwap, fileSystem};
+  // The lock may be on a file that another operation has just swapped out: two would then take the work file for
+  // theirs.
+  if (!Replacement::isUnchanged(operation)) return refuse(FileChangedDuringOperation{url});
+  const auto algorithm =
+      snapshot->st_size >= streamingThreshold ? streamingCompress(operation) : inMemoryCompress(operation);
+  if (!algorithm) return std::unexpected(algorithm.error());
+  const auto after = OpeningChecks::preflight(url, fileSystem);
+  if (!after) return std::unexpected(after.error());
+  return CompressionResult{
+      .url = url, .bytesBefore = snapshot->st_size, .bytesAfter = after->st_blocks * 512, .algorithm = *algorithm};
+}
+
+std::expected<CompressionResult, FileCompressionError> decompress(const FilePath& url, std::int64_t streamingThreshold,
+                                                                  const BeforeSwap& beforeSwap,
+                                                                  FileSystem& fileSystem) {
+  const auto snapshot = OpeningChecks::preflight(url, fileSystem);
+  if (!snapshot) return std::unexpected(snapshot.error());
+  if ((snapshot->st_flags & UF_COMPRESSED) == 0) return std::unexpected(NotCompressed{url});
+  const auto lock = OpeningChecks::acquireLock(url, fileSystem);
+  if (!lock) return std::unexpected(lock.error());
+
+  const Operation operation{url, *snapshot, **lock, beforeSwap, fileSystem};
+  if (!Replacement::isUnchanged(operation)) return std::unexpected(FileChangedDuringOperation{url});
+  QUILLBROOK_TRY(snapshot->st_size >= streamingThreshold ? Replacement::decompressStreaming(operation)
+                                                         : inMemoryDecompress(operation));
+  return CompressionResult{
+      .url = url, .bytesBefore = snapshot->st_size, .bytesAfter = snapshot->st_size, .algorithm = std::nullopt};
+}
+
+}  // namespace quillbrook::FileCompressor
