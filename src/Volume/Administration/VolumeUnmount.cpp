@@ -19,7 +19,7 @@
 #include "Volume/Administration/FolderUsers.h"
 #include "Volume/Administration/FolderWalk.h"
 #include "Volume/Administration/MountDetach.h"
-#include "Volume/Administration/MountRecords.h"
+#include "Volume/Administration/MountedVolumes.h"
 #include "Volume/Administration/VolumeSource.h"
 
 namespace quillbrook {
@@ -76,16 +76,13 @@ std::expected<UnmountOutcome, VolumeError> VolumeUnmount::unmount(
   if (!resolved) return std::unexpected(VolumeErrors::NotAFolder{folder, resolved.error()});
   UnmountOutcome outcome{.folder = *resolved, .compressedFiles = std::nullopt};
 
-  const auto table = MountRecords::read();
-  if (!table) {
-    return systemFailure("read", FilePath("/proc/self/mountinfo"), table.error());
+  const auto volumes = MountedVolumes::read();
+  if (!volumes) return MountedVolumes::failure(volumes.error());
+  const MountedVolume* mount = MountedVolumes::at(*volumes, outcome.folder);
+  if (mount == nullptr) return std::unexpected(VolumeErrors::NotMounted{outcome.folder});
+  if (::geteuid() != 0 && mount->owner != ::getuid()) {
+    return std::unexpected(VolumeErrors::ForeignMount{outcome.folder, mount->owner});
   }
-  const MountRecord* mount = MountRecords::at(*table, outcome.folder);
-  if (mount == nullptr || !MountRecords::isVolume(*mount))
-    return std::unexpected(VolumeErrors::NotMounted{outcome.folder});
-  const std::uint32_t owner = mount->userIdentifier.value_or(0);
-  if (::geteuid() != 0 && owner != ::getuid())
-    return std::unexpected(VolumeErrors::ForeignMount{outcome.folder, owner});
 
   const auto cleared = MountDetach::clearStale(outcome.folder);
   if (!cleared) return std::unexpected(cleared.error());
