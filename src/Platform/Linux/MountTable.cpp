@@ -40,6 +40,14 @@ std::string unescaped(std::string_view field) {
   return text;
 }
 
+// Whether `option` is one of those that commas separate.
+bool isListed(std::string_view options, std::string_view option) {
+  while (!options.empty()) {
+    if (nextField(options, ',') == option) return true;
+  }
+  return false;
+}
+
 std::optional<MountEntry> parseLine(std::string_view line) {
   MountEntry entry;
   const auto identifier = number<std::uint64_t>(nextField(line, ' '));
@@ -50,12 +58,13 @@ std::optional<MountEntry> parseLine(std::string_view line) {
   nextField(line, ' ');  // the device
   entry.root = unescaped(nextField(line, ' '));
   entry.mountPoint = unescaped(nextField(line, ' '));
-  nextField(line, ' ');  // the mount's own options
+  entry.isReadOnly = isListed(nextField(line, ' '), "ro");
   while (!line.empty() && nextField(line, ' ') != "-") {
   }
   entry.type = unescaped(nextField(line, ' '));
-  nextField(line, ' ');  // the source's name
+  entry.source = unescaped(nextField(line, ' '));
   auto options = nextField(line, ' ');
+  entry.isReadOnly = entry.isReadOnly || isListed(options, "ro");
   constexpr std::string_view ownerOption = "user_id=";
   while (!options.empty()) {
     const auto option = nextField(options, ',');

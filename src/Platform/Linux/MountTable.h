@@ -16,6 +16,8 @@ struct MountEntry {
   std::string root;        // the folder within the file system that is mounted
   std::string mountPoint;  // as this process sees it
   std::string type;
+  std::string source;  // of a volume: the folder behind it
+  bool isReadOnly = false;
   std::optional<std::uint32_t> owner;  // user_id= of FUSE
 
   friend bool operator==(const MountEntry&, const MountEntry&) = default;

@@ -12,7 +12,7 @@
 #include "Volume/Administration/DaemonAddress.h"
 #include "Volume/Administration/FolderUsers.h"
 #include "Volume/Administration/FuseAvailability.h"
-#include "Volume/Administration/MountRecords.h"
+#include "Volume/Administration/MountedVolumes.h"
 
 namespace quillbrook {
 namespace {
@@ -53,12 +53,9 @@ std::expected<void, VolumeError> MountDetach::detach(const FilePath& mountPoint)
 std::expected<bool, VolumeError> MountDetach::clearStale(const FilePath& folder) {
   bool cleared = false;
   for (;;) {
-    const auto table = MountRecords::read();
-    if (!table) {
-      return systemFailure("read", FilePath("/proc/self/mountinfo"), table.error());
-    }
-    const MountRecord* mount = MountRecords::at(*table, folder);
-    if (mount == nullptr || !MountRecords::isVolume(*mount)) return cleared;
+    const auto volumes = MountedVolumes::read();
+    if (!volumes) return MountedVolumes::failure(volumes.error());
+    if (MountedVolumes::at(*volumes, folder) == nullptr) return cleared;
     const auto address = DaemonAddress::ask(folder);
     if (address || address.error().value != ENOTCONN) return cleared;
     if (const auto detached = detachIn(folder, Manner::lazily); !detached) return std::unexpected(detached.error());

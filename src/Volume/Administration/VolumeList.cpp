@@ -4,20 +4,20 @@
 #include <cerrno>
 
 #include "Volume/Administration/DaemonAddress.h"
-#include "Volume/Administration/MountRecords.h"
+#include "Volume/Administration/MountedVolumes.h"
 
 namespace quillbrook {
 
 Result<std::vector<VolumeListing>> VolumeList::read() {
-  const auto table = MountRecords::read();
-  if (!table) return std::unexpected(table.error());
+  const auto mounted = MountedVolumes::read();
+  if (!mounted) return std::unexpected(mounted.error());
   std::vector<VolumeListing> volumes;
-  for (const MountRecord& mount : *table) {
-    // A mount that lies under another one cannot be asked, and is nobody's volume any more.
-    if (!MountRecords::isVolume(mount) || MountRecords::at(*table, mount.mountPoint) != &mount) continue;
+  for (const MountedVolume& mount : *mounted) {
+    // One that lies under another mount cannot be asked, and is nobody's volume any more.
+    if (!mount.isTopmost) continue;
     VolumeListing volume{.mountPoint = mount.mountPoint,
                          .source = mount.source,
-                         .owner = mount.userIdentifier.value_or(0),
+                         .owner = mount.owner,
                          .daemon = std::nullopt,
                          .isReadOnly = mount.isReadOnly,
                          .condition = VolumeListing::Condition::alive};

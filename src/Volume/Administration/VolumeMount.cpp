@@ -18,7 +18,7 @@
 #include "Volume/Administration/FuseAvailability.h"
 #include "Volume/Administration/MountDetach.h"
 #include "Volume/Administration/MountPolicy.h"
-#include "Volume/Administration/MountRecords.h"
+#include "Volume/Administration/MountedVolumes.h"
 
 namespace quillbrook {
 namespace {
@@ -27,18 +27,18 @@ using Outcome = std::expected<MountOutcome, VolumeError>;
 
 // Whether a volume is mounted at `folder`, answering or not.
 Result<bool> isVolume(const FilePath& folder) {
-  const auto table = MountRecords::read();
-  if (!table) return std::unexpected(table.error());
-  const MountRecord* mount = MountRecords::at(*table, folder);
-  return mount != nullptr && MountRecords::isVolume(*mount);
+  const auto volumes = MountedVolumes::read();
+  if (!volumes) return std::unexpected(volumes.error());
+  return MountedVolumes::at(*volumes, folder) != nullptr;
 }
 
 std::expected<void, VolumeError> admit(const FilePath& folder, bool force) {
   const FileDescriptor opened(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (!opened.isOpen()) return std::unexpected(VolumeErrors::NotAFolder{folder, ErrorNumber{errno}});
-  const auto table = MountRecords::read();
-  if (!table) return systemFailure("read", FilePath("/proc/self/mountinfo"), table.error());
-  if (auto allowed = MountPolicy::check(folder, MountSurroundings::current(), *table, force); !allowed) return allowed;
+  const auto volumes = MountedVolumes::read();
+  if (!volumes) return MountedVolumes::failure(volumes.error());
+  if (auto allowed = MountPolicy::check(folder, MountSurroundings::current(), *volumes, force); !allowed)
+    return allowed;
   return FuseAvailability::check();
 }
 
@@ -116,7 +116,7 @@ Outcome VolumeMount::mount(const FilePath& folder, const MountOptions& options, 
   if (!cleared) return std::unexpected(cleared.error());
   outcome.clearedStaleMount = *cleared;
   const auto isMounted = isVolume(outcome.folder);
-  if (!isMounted) return systemFailure("read", FilePath("/proc/self/mountinfo"), isMounted.error());
+  if (!isMounted) return MountedVolumes::failure(isMounted.error());
   if (*isMounted) {
     outcome.wasMounted = true;
     onMounted(outcome);

@@ -29,12 +29,10 @@ namespace {
 // Without a mount over it, in it or around it, and with nobody who writes there.
 std::expected<void, VolumeError> admit(const FilePath& folder) {
   if (const auto cleared = MountDetach::clearStale(folder); !cleared) return std::unexpected(cleared.error());
-  const auto table = MountRecords::read();
-  if (!table) return systemFailure("read", FilePath("/proc/self/mountinfo"), table.error());
-  if (const auto* mount = MountRecords::at(*table, folder); mount != nullptr && MountRecords::isVolume(*mount)) {
-    return std::unexpected(VolumeErrors::Served{folder});
-  }
-  if (auto apart = MountPolicy::check(folder, {}, *table, true); !apart) return apart;
+  const auto volumes = MountedVolumes::read();
+  if (!volumes) return MountedVolumes::failure(volumes.error());
+  if (MountedVolumes::at(*volumes, folder) != nullptr) return std::unexpected(VolumeErrors::Served{folder});
+  if (auto apart = MountPolicy::check(folder, {}, *volumes, true); !apart) return apart;
   auto users = FolderUsers::find(folder);
   if (!users) return systemFailure("look for users of", folder, users.error());
   std::erase_if(*users, [](const FolderUser& user) { return !user.writes; });

@@ -8,16 +8,17 @@
 
 #include "Volume/Administration/DaemonAddress.h"
 #include "Volume/Administration/FolderPath.h"
-#include "Volume/Administration/MountRecords.h"
+#include "Volume/Administration/MountedVolumes.h"
 
 namespace quillbrook {
 namespace {
 
 constexpr int folderFlags = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
 
-std::expected<FileDescriptor, VolumeError> beneath(const MountRecord& mount) {
-  const auto owner = mount.userIdentifier.value_or(0);
-  if (owner != 0 && owner != ::getuid()) return std::unexpected(VolumeErrors::ForeignMount{mount.mountPoint, owner});
+std::expected<FileDescriptor, VolumeError> beneath(const MountedVolume& mount) {
+  if (mount.owner != 0 && mount.owner != ::getuid()) {
+    return std::unexpected(VolumeErrors::ForeignMount{mount.mountPoint, mount.owner});
+  }
   const auto address = DaemonAddress::ask(mount.mountPoint);
   if (!address) {
     return systemFailure("reach the volume", mount.mountPoint, address.error());
@@ -34,10 +35,10 @@ std::expected<FileDescriptor, VolumeError> beneath(const MountRecord& mount) {
 std::expected<VolumeSource, VolumeError> VolumeSource::open(const FilePath& folder) {
   const auto resolved = FolderPath::resolve(folder);
   if (!resolved) return std::unexpected(VolumeErrors::NotAFolder{folder, resolved.error()});
-  const auto table = MountRecords::read();
-  if (!table) return systemFailure("read", FilePath("/proc/self/mountinfo"), table.error());
-  const MountRecord* mount = MountRecords::at(*table, *resolved);
-  if (mount != nullptr && MountRecords::isVolume(*mount)) {
+  const auto volumes = MountedVolumes::read();
+  if (!volumes) return MountedVolumes::failure(volumes.error());
+  const MountedVolume* mount = MountedVolumes::at(*volumes, *resolved);
+  if (mount != nullptr) {
     auto source = beneath(*mount);
     if (!source) return std::unexpected(std::move(source.error()));
     return VolumeSource{.folder = *resolved, .descriptor = std::move(*source), .isMounted = true};

@@ -2,7 +2,6 @@
 #include "Volume/Administration/VolumeUnmount.h"
 
 #include <poll.h>
-#include <sys/pidfd.h>
 #include <unistd.h>
 
 #include <array>
@@ -20,7 +19,7 @@
 #include "Volume/Administration/FolderUsers.h"
 #include "Volume/Administration/FolderWalk.h"
 #include "Volume/Administration/MountDetach.h"
-#include "Volume/Administration/MountRecords.h"
+#include "Volume/Administration/MountedVolumes.h"
 #include "Volume/Administration/VolumeSource.h"
 
 namespace quillbrook {
@@ -51,7 +50,7 @@ void count(UnmountOutcome& outcome, const std::stop_token& stop) {
 FileDescriptor daemonOf(const FilePath& mountPoint) {
   const auto address = DaemonAddress::ask(mountPoint);
   if (!address) return {};
-  FileDescriptor process(::pidfd_open(address->process, 0));
+  FileDescriptor process = openProcess(address->process);
   // Had the number gone to another process in between, the volume would not answer with it any more.
   if (DaemonAddress::ask(mountPoint) != address) return {};
   return process;
@@ -77,16 +76,13 @@ std::expected<UnmountOutcome, VolumeError> VolumeUnmount::unmount(
   if (!resolved) return std::unexpected(VolumeErrors::NotAFolder{folder, resolved.error()});
   UnmountOutcome outcome{.folder = *resolved, .compressedFiles = std::nullopt};
 
-  const auto table = MountRecords::read();
-  if (!table) {
-    return systemFailure("read", FilePath("/proc/self/mountinfo"), table.error());
+  const auto volumes = MountedVolumes::read();
+  if (!volumes) return MountedVolumes::failure(volumes.error());
+  const MountedVolume* mount = MountedVolumes::at(*volumes, outcome.folder);
+  if (mount == nullptr) return std::unexpected(VolumeErrors::NotMounted{outcome.folder});
+  if (::geteuid() != 0 && mount->owner != ::getuid()) {
+    return std::unexpected(VolumeErrors::ForeignMount{outcome.folder, mount->owner});
   }
-  const MountRecord* mount = MountRecords::at(*table, outcome.folder);
-  if (mount == nullptr || !MountRecords::isVolume(*mount))
-    return std::unexpected(VolumeErrors::NotMounted{outcome.folder});
-  const std::uint32_t owner = mount->userIdentifier.value_or(0);
-  if (::geteuid() != 0 && owner != ::getuid())
-    return std::unexpected(VolumeErrors::ForeignMount{outcome.folder, owner});
 
   const auto cleared = MountDetach::clearStale(outcome.folder);
   if (!cleared) return std::unexpected(cleared.error());
