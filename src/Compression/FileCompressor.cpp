@@ -78,6 +78,9 @@ std::expected<CompressionResult, EngineError> compress(const FilePath& url, std:
   if (!lock) return std::unexpected(lock.error());
 
   const Operation operation{url, *snapshot, **lock, beforeSwap, fileSystem};
+  // The lock may be on a file that another operation has just swapped out: two would then take the work file for
+  // theirs.
+  if (!Replacement::isUnchanged(operation)) return refuse(FileChangedDuringOperation{url});
   const auto algorithm =
       snapshot->st_size >= streamingThreshold ? streamingCompress(operation) : inMemoryCompress(operation);
   if (!algorithm) return std::unexpected(algorithm.error());
@@ -97,6 +100,7 @@ std::expected<CompressionResult, FileCompressionError> decompress(const FilePath
   if (!lock) return std::unexpected(lock.error());
 
   const Operation operation{url, *snapshot, **lock, beforeSwap, fileSystem};
+  if (!Replacement::isUnchanged(operation)) return std::unexpected(FileChangedDuringOperation{url});
   QUILLBROOK_TRY(snapshot->st_size >= streamingThreshold ? Replacement::decompressStreaming(operation)
                                                          : inMemoryDecompress(operation));
   return CompressionResult{

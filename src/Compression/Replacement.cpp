@@ -47,14 +47,6 @@ Step finish(const Operation& operation, const FilePath& workFile, std::uint32_t 
   return MetadataCarryOver::setFlags(workFile, flags, operation.fileSystem);
 }
 
-// Whether the file is still the one that the replacement was made from, unwritten since.
-bool isUnchanged(const Operation& operation) {
-  const FileStatus& before = operation.snapshot;
-  const auto now = operation.fileSystem.lstat(operation.url);
-  return now && now->st_dev == before.st_dev && now->st_ino == before.st_ino && now->st_size == before.st_size &&
-         now->st_mtimespec == before.st_mtimespec && operation.lock.isHeld();
-}
-
 Step swapIntoPlace(const Operation& operation, const FilePath& workFile) {
   if (operation.beforeSwap) QUILLBROOK_TRY(operation.beforeSwap());
   if (!isUnchanged(operation)) return std::unexpected(FileChangedDuringOperation{operation.url});
@@ -99,6 +91,13 @@ std::expected<std::int64_t, FileCompressionError> copyDecompressedStream(const F
 }
 
 }  // namespace
+
+bool isUnchanged(const Operation& operation) {
+  const FileStatus& before = operation.snapshot;
+  const auto now = operation.fileSystem.lstat(operation.url);
+  return now && now->st_dev == before.st_dev && now->st_ino == before.st_ino && now->st_size == before.st_size &&
+         now->st_mtimespec == before.st_mtimespec && operation.lock.isHeld();
+}
 
 std::expected<void, EngineError> compressInMemory(const Operation& operation,
                                                   const FileCompressor::EncodingPlan& plan) {

@@ -26,6 +26,9 @@ struct Operation {
   FileSystem& fileSystem;
 };
 
+// Whether the path still names the file of the snapshot, unwritten since, and the lock on it holds.
+[[nodiscard]] bool isUnchanged(const Operation& operation);
+
 [[nodiscard]] std::expected<void, EngineError> compressInMemory(const Operation& operation,
                                                                 const FileCompressor::EncodingPlan& plan);
 [[nodiscard]] std::expected<void, EngineError> compressStreaming(const Operation& operation);

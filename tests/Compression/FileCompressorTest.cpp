@@ -137,7 +137,7 @@ TEST(FileCompressorTest, CompressesAndDecompresses) {
 }
 
 TEST(FileCompressorTest, StreamsFrom16MiBOn) {
-  for (const std::size_t size : {16'777'215, 16'777'216}) {
+  for (const std::size_t size : {16'777'215U, 16'777'216U}) {
     MemoryFileSystem memory;
     const Bytes content(size, 'x');
     memory.put(url, content);
@@ -251,14 +251,31 @@ TEST(FileCompressorTest, NoticesEveryChangeUntilTheSwap) {
           EXPECT_EQ(memory.at(url).status.st_mode, 0644U);
         } else {
           EXPECT_EQ(result, c.expected);
-          if (changed) changed->isLocked = false;
-          if (changed) EXPECT_EQ(memory.at(url), *changed);
-          EXPECT_EQ(memory.exists(url), changed.has_value());
+          ASSERT_EQ(memory.exists(url), changed.has_value());
+          if (changed) {
+            changed->isLocked = false;
+            EXPECT_EQ(memory.at(url), *changed);
+          }
         }
         EXPECT_FALSE(memory.exists(workFile));
       }
     }
   }
+}
+
+TEST(FileCompressorTest, ALockOnAFileThatWasSwappedOutCountsForNothing) {
+  MemoryFileSystem memory;
+  memory.put(url, text(5'000));
+  FaultyFileSystem racing(memory, [&](const FaultyFileSystem::Call& call) -> std::optional<ErrorNumber> {
+    if (call.operation == "flock") {
+      // Another operation has ended here, and a third is at work on what it left.
+      memory.put(url, text(5'000));
+      memory.put(workFile, {}).attributes[marker] = {1};
+    }
+    return std::nullopt;
+  });
+  EXPECT_EQ(outcome(FileCompressor::compress(url, inMemory, nullptr, racing)), "fileChangedDuringOperation(/folder/a)");
+  EXPECT_TRUE(memory.exists(workFile));
 }
 
 TEST(FileCompressorTest, AFailingHookStopsTheOperation) {

@@ -58,7 +58,7 @@ std::string outcome(const std::expected<ByteBuffer, LZFSEError>& result) {
 }
 
 TEST(LZFSETest, RoundTripsAndStaysWithinItsHeadroom) {
-  for (const std::size_t size : {0, 1, 100, 16'384, 65'536, 200'000}) {
+  for (const std::size_t size : {0U, 1U, 100U, 16'384U, 65'536U, 200'000U}) {
     for (const Bytes& content : {Bytes(size, 0), text(size), noise(size)}) {
       SCOPED_TRACE(size);
       const auto stream = LZFSE::encode(content);
@@ -127,7 +127,7 @@ TEST(DecmpfsInlineTest, EncodersHoldTheLimitOnTheFinishedValue) {
 
 TEST(DecmpfsResourceForkTest, LaysOutTableAndChunks) {
   EXPECT_THAT(*DecmpfsResourceFork::encode({}), ElementsAreArray(littleEndian({4})));
-  for (const std::size_t size : {1, 65'535, 65'536, 65'537, 131'072, 200'000}) {
+  for (const std::size_t size : {1U, 65'535U, 65'536U, 65'537U, 131'072U, 200'000U}) {
     for (const Bytes& content : {text(size), noise(size)}) {
       SCOPED_TRACE(size);
       const auto fork = DecmpfsResourceFork::encode(content);

@@ -1,12 +1,20 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <sys/stat.h>
+#include <sys/types.h>
+
 #include <cerrno>
+#include <cstdint>
 #include <expected>
+#include <span>
 #include <string>
 
 #include "Platform/ErrorNumber.h"
+#include "Platform/Linux/FileDescriptor.h"
 
+// System calls with the three habits that all of them need here: interrupted ones are made again, descriptors are
+// owned and never inherited by other programs, failures are values.
 namespace quillbrook::SystemCall {
 
 // What errno says, for the failure of the call just made.
@@ -30,8 +38,35 @@ template <typename Call>
 }
 
 // A path that leads to what `descriptor` has open, also when it was opened with O_PATH.
-[[nodiscard]] inline std::string pathOf(int descriptor) {
-  return "/proc/self/fd/" + std::to_string(descriptor);
+[[nodiscard]] std::string pathOf(int descriptor);
+
+// openat, with O_CLOEXEC.
+[[nodiscard]] Result<FileDescriptor> openAt(int folder, const char* path, int flags, mode_t mode = 0);
+
+// fstat, also of a descriptor opened with O_PATH.
+[[nodiscard]] Result<struct stat> status(int descriptor);
+
+// pwrite until all is written.
+[[nodiscard]] Result<void> writeAll(int descriptor, std::uint64_t offset, std::span<const std::uint8_t> bytes);
+
+// Makes a call on `inode` that the caller's own permission bits may forbid: a file that is read-only to its owner
+// must still get and lose our attributes. `call` returns a Result. Refused with EACCES on a regular file of the
+// caller's, it is made once more while the owner may read and write.
+template <typename Call>
+[[nodiscard]] auto asOwner(int inode, Call call) -> decltype(call());
+
+// Whether the permission bits alone can be what refused the caller; then `mode` are those to put back.
+[[nodiscard]] bool letOwnerIn(int inode, mode_t& mode);
+[[nodiscard]] Result<void> restoreMode(int inode, mode_t mode);
+
+template <typename Call>
+auto asOwner(int inode, Call call) -> decltype(call()) {
+  auto result = call();
+  mode_t mode = 0;
+  if (result || result.error().value != EACCES || !letOwnerIn(inode, mode)) return result;
+  result = call();
+  if (const auto restored = restoreMode(inode, mode); !restored && result) return std::unexpected(restored.error());
+  return result;
 }
 
 }  // namespace quillbrook::SystemCall

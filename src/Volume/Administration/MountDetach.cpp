@@ -12,7 +12,7 @@
 #include "Volume/Administration/DaemonAddress.h"
 #include "Volume/Administration/FolderUsers.h"
 #include "Volume/Administration/FuseAvailability.h"
-#include "Volume/Administration/MountTable.h"
+#include "Volume/Administration/MountRecords.h"
 
 namespace quillbrook {
 namespace {
@@ -53,12 +53,12 @@ std::expected<void, VolumeError> MountDetach::detach(const FilePath& mountPoint)
 std::expected<bool, VolumeError> MountDetach::clearStale(const FilePath& folder) {
   bool cleared = false;
   for (;;) {
-    const auto table = MountTable::read();
+    const auto table = MountRecords::read();
     if (!table) {
       return systemFailure("read", FilePath("/proc/self/mountinfo"), table.error());
     }
-    const MountEntry* mount = MountTable::at(*table, folder);
-    if (mount == nullptr || !MountTable::isVolume(*mount)) return cleared;
+    const MountRecord* mount = MountRecords::at(*table, folder);
+    if (mount == nullptr || !MountRecords::isVolume(*mount)) return cleared;
     const auto address = DaemonAddress::ask(folder);
     if (address || address.error().value != ENOTCONN) return cleared;
     if (const auto detached = detachIn(folder, Manner::lazily); !detached) return std::unexpected(detached.error());

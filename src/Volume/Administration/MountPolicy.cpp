@@ -134,9 +134,9 @@ MountSurroundings MountSurroundings::current() {
 }
 
 std::expected<void, VolumeError> MountPolicy::check(const FilePath& folder, const MountSurroundings& surroundings,
-                                                    const std::vector<MountEntry>& table, bool force) {
-  for (const MountEntry& mount : table) {
-    if (!MountTable::isVolume(mount) || mount.mountPoint == folder) continue;
+                                                    const std::vector<MountRecord>& table, bool force) {
+  for (const MountRecord& mount : table) {
+    if (!MountRecords::isVolume(mount) || mount.mountPoint == folder) continue;
     if (mount.source == folder) return std::unexpected(VolumeErrors::Served{folder});
     for (const FilePath& place : {mount.mountPoint, mount.source}) {
       const bool isInside = FolderPath::contains(place, folder);

@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "Platform/FilePath.h"
-#include "Volume/Administration/MountTable.h"
+#include "Volume/Administration/MountRecords.h"
 #include "Volume/Administration/VolumeError.h"
 
 namespace quillbrook {
@@ -30,7 +30,7 @@ namespace MountPolicy {
 // `folder` as FolderPath::resolve gives it. The first refusal: Nested, Served (its volume is mounted elsewhere),
 // or, without `force`, Protected. A volume that is mounted at exactly `folder` is none.
 [[nodiscard]] std::expected<void, VolumeError> check(const FilePath& folder, const MountSurroundings& surroundings,
-                                                     const std::vector<MountEntry>& table, bool force);
+                                                     const std::vector<MountRecord>& table, bool force);
 
 }  // namespace MountPolicy
 }  // namespace quillbrook

@@ -4,17 +4,17 @@
 #include <cerrno>
 
 #include "Volume/Administration/DaemonAddress.h"
-#include "Volume/Administration/MountTable.h"
+#include "Volume/Administration/MountRecords.h"
 
 namespace quillbrook {
 
 Result<std::vector<VolumeListing>> VolumeList::read() {
-  const auto table = MountTable::read();
+  const auto table = MountRecords::read();
   if (!table) return std::unexpected(table.error());
   std::vector<VolumeListing> volumes;
-  for (const MountEntry& mount : *table) {
+  for (const MountRecord& mount : *table) {
     // A mount that lies under another one cannot be asked, and is nobody's volume any more.
-    if (!MountTable::isVolume(mount) || MountTable::at(*table, mount.mountPoint) != &mount) continue;
+    if (!MountRecords::isVolume(mount) || MountRecords::at(*table, mount.mountPoint) != &mount) continue;
     VolumeListing volume{.mountPoint = mount.mountPoint,
                          .source = mount.source,
                          .owner = mount.userIdentifier.value_or(0),

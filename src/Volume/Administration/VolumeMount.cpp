@@ -18,7 +18,7 @@
 #include "Volume/Administration/FuseAvailability.h"
 #include "Volume/Administration/MountDetach.h"
 #include "Volume/Administration/MountPolicy.h"
-#include "Volume/Administration/MountTable.h"
+#include "Volume/Administration/MountRecords.h"
 
 namespace quillbrook {
 namespace {
@@ -27,16 +27,16 @@ using Outcome = std::expected<MountOutcome, VolumeError>;
 
 // Whether a volume is mounted at `folder`, answering or not.
 Result<bool> isVolume(const FilePath& folder) {
-  const auto table = MountTable::read();
+  const auto table = MountRecords::read();
   if (!table) return std::unexpected(table.error());
-  const MountEntry* mount = MountTable::at(*table, folder);
-  return mount != nullptr && MountTable::isVolume(*mount);
+  const MountRecord* mount = MountRecords::at(*table, folder);
+  return mount != nullptr && MountRecords::isVolume(*mount);
 }
 
 std::expected<void, VolumeError> admit(const FilePath& folder, bool force) {
   const FileDescriptor opened(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (!opened.isOpen()) return std::unexpected(VolumeErrors::NotAFolder{folder, ErrorNumber{errno}});
-  const auto table = MountTable::read();
+  const auto table = MountRecords::read();
   if (!table) return systemFailure("read", FilePath("/proc/self/mountinfo"), table.error());
   if (auto allowed = MountPolicy::check(folder, MountSurroundings::current(), *table, force); !allowed) return allowed;
   return FuseAvailability::check();

@@ -29,9 +29,9 @@ namespace {
 // Without a mount over it, in it or around it, and with nobody who writes there.
 std::expected<void, VolumeError> admit(const FilePath& folder) {
   if (const auto cleared = MountDetach::clearStale(folder); !cleared) return std::unexpected(cleared.error());
-  const auto table = MountTable::read();
+  const auto table = MountRecords::read();
   if (!table) return systemFailure("read", FilePath("/proc/self/mountinfo"), table.error());
-  if (const auto* mount = MountTable::at(*table, folder); mount != nullptr && MountTable::isVolume(*mount)) {
+  if (const auto* mount = MountRecords::at(*table, folder); mount != nullptr && MountRecords::isVolume(*mount)) {
     return std::unexpected(VolumeErrors::Served{folder});
   }
   if (auto apart = MountPolicy::check(folder, {}, *table, true); !apart) return apart;

@@ -8,14 +8,14 @@
 
 #include "Volume/Administration/DaemonAddress.h"
 #include "Volume/Administration/FolderPath.h"
-#include "Volume/Administration/MountTable.h"
+#include "Volume/Administration/MountRecords.h"
 
 namespace quillbrook {
 namespace {
 
 constexpr int folderFlags = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
 
-std::expected<FileDescriptor, VolumeError> beneath(const MountEntry& mount) {
+std::expected<FileDescriptor, VolumeError> beneath(const MountRecord& mount) {
   const auto owner = mount.userIdentifier.value_or(0);
   if (owner != 0 && owner != ::getuid()) return std::unexpected(VolumeErrors::ForeignMount{mount.mountPoint, owner});
   const auto address = DaemonAddress::ask(mount.mountPoint);
@@ -34,10 +34,10 @@ std::expected<FileDescriptor, VolumeError> beneath(const MountEntry& mount) {
 std::expected<VolumeSource, VolumeError> VolumeSource::open(const FilePath& folder) {
   const auto resolved = FolderPath::resolve(folder);
   if (!resolved) return std::unexpected(VolumeErrors::NotAFolder{folder, resolved.error()});
-  const auto table = MountTable::read();
+  const auto table = MountRecords::read();
   if (!table) return systemFailure("read", FilePath("/proc/self/mountinfo"), table.error());
-  const MountEntry* mount = MountTable::at(*table, *resolved);
-  if (mount != nullptr && MountTable::isVolume(*mount)) {
+  const MountRecord* mount = MountRecords::at(*table, *resolved);
+  if (mount != nullptr && MountRecords::isVolume(*mount)) {
     auto source = beneath(*mount);
     if (!source) return std::unexpected(std::move(source.error()));
     return VolumeSource{.folder = *resolved, .descriptor = std::move(*source), .isMounted = true};

@@ -21,7 +21,7 @@
 #include "Volume/Administration/ChildProgram.h"
 #include "Volume/Administration/DaemonProgram.h"
 #include "Volume/Administration/FolderPath.h"
-#include "Volume/Administration/MountTable.h"
+#include "Volume/Administration/MountRecords.h"
 #include "Volume/Administration/ParsedNumber.h"
 #include "Volume/Administration/SmallFile.h"
 #include "Volume/Administration/UnitTemplate.h"
@@ -137,7 +137,7 @@ std::expected<FilePath, VolumeError> resolvedFolder(const FilePath& folder) {
 std::expected<void, VolumeError> admit(const FilePath& folder, bool force) {
   const FileDescriptor opened(::open(folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
   if (!opened.isOpen()) return std::unexpected(VolumeErrors::NotAFolder{folder, ErrorNumber{errno}});
-  const auto table = MountTable::read();
+  const auto table = MountRecords::read();
   if (!table) return systemFailure("read", FilePath("/proc/self/mountinfo"), table.error());
   return MountPolicy::check(folder, MountSurroundings::current(), *table, force);
 }

@@ -20,7 +20,7 @@
 #include "Volume/Administration/FolderUsers.h"
 #include "Volume/Administration/FolderWalk.h"
 #include "Volume/Administration/MountDetach.h"
-#include "Volume/Administration/MountTable.h"
+#include "Volume/Administration/MountRecords.h"
 #include "Volume/Administration/VolumeSource.h"
 
 namespace quillbrook {
@@ -77,12 +77,12 @@ std::expected<UnmountOutcome, VolumeError> VolumeUnmount::unmount(
   if (!resolved) return std::unexpected(VolumeErrors::NotAFolder{folder, resolved.error()});
   UnmountOutcome outcome{.folder = *resolved, .compressedFiles = std::nullopt};
 
-  const auto table = MountTable::read();
+  const auto table = MountRecords::read();
   if (!table) {
     return systemFailure("read", FilePath("/proc/self/mountinfo"), table.error());
   }
-  const MountEntry* mount = MountTable::at(*table, outcome.folder);
-  if (mount == nullptr || !MountTable::isVolume(*mount))
+  const MountRecord* mount = MountRecords::at(*table, outcome.folder);
+  if (mount == nullptr || !MountRecords::isVolume(*mount))
     return std::unexpected(VolumeErrors::NotMounted{outcome.folder});
   const std::uint32_t owner = mount->userIdentifier.value_or(0);
   if (::geteuid() != 0 && owner != ::getuid())

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "Volume/Administration/MountTable.h"
+#include "Volume/Administration/MountRecords.h"
 
 #include <algorithm>
 #include <ranges>
@@ -47,8 +47,8 @@ std::optional<std::string_view> option(std::string_view options, std::string_vie
   return std::nullopt;
 }
 
-std::optional<MountEntry> parseLine(std::string_view line) {
-  MountEntry entry;
+std::optional<MountRecord> parseLine(std::string_view line) {
+  MountRecord entry;
   const auto identifier = parsedNumber<std::uint64_t>(nextField(line));
   nextField(line);  // the mount above
   nextField(line);  // device
@@ -70,26 +70,26 @@ std::optional<MountEntry> parseLine(std::string_view line) {
 
 }  // namespace
 
-std::vector<MountEntry> MountTable::parse(std::string_view mountinfo) {
-  std::vector<MountEntry> table;
+std::vector<MountRecord> MountRecords::parse(std::string_view mountinfo) {
+  std::vector<MountRecord> table;
   for (const auto line : std::views::split(mountinfo, '\n')) {
     if (auto entry = parseLine(std::string_view(line.begin(), line.end()))) table.push_back(std::move(*entry));
   }
   return table;
 }
 
-Result<std::vector<MountEntry>> MountTable::read() {
+Result<std::vector<MountRecord>> MountRecords::read() {
   const auto text = SmallFile::read(FilePath("/proc/self/mountinfo"));
   if (!text) return std::unexpected(text.error());
   return parse(*text);
 }
 
-bool MountTable::isVolume(const MountEntry& entry) {
+bool MountRecords::isVolume(const MountRecord& entry) {
   return entry.type == VolumeProtocol::mountType;
 }
 
-const MountEntry* MountTable::at(const std::vector<MountEntry>& table, const FilePath& mountPoint) {
-  const auto found = std::ranges::find(table.rbegin(), table.rend(), mountPoint, &MountEntry::mountPoint);
+const MountRecord* MountRecords::at(const std::vector<MountRecord>& table, const FilePath& mountPoint) {
+  const auto found = std::ranges::find(table.rbegin(), table.rend(), mountPoint, &MountRecord::mountPoint);
   return found == table.rend() ? nullptr : &*found;
 }
 

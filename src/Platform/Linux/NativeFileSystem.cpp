@@ -1,0 +1,272 @@
+// SPDX-License-Identifier: MIT
+#include "Platform/Linux/NativeFileSystem.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <utility>
+
+#include "Platform/Linux/AttributeSpace.h"
+#include "Platform/Linux/BackingFile.h"
+#include "Platform/Linux/ContainerBuilder.h"
+#include "Platform/Linux/ExtendedAttributes.h"
+#include "Platform/Linux/FileFlags.h"
+#include "Platform/Linux/HostFlags.h"
+#include "Platform/Linux/NativeLock.h"
+#include "Platform/Linux/ReplacingRename.h"
+#include "Platform/Linux/StoredState.h"
+#include "Platform/Linux/SystemCall.h"
+#include "Platform/Linux/VolumePath.h"
+
+namespace quillbrook {
+namespace {
+
+constexpr std::uint32_t permissionBits = 07777;
+
+FinalLink finalLink(XattrOptions options) {
+  return options.noFollow ? FinalLink::noFollow : FinalLink::follow;
+}
+
+FileKind kind(std::uint32_t mode) {
+  if (S_ISREG(mode)) return FileKind::regular;
+  if (S_ISDIR(mode)) return FileKind::directory;
+  if (S_ISLNK(mode)) return FileKind::symbolicLink;
+  return FileKind::other;
+}
+
+Timestamp timestamp(const struct statx_timestamp& time) {
+  return {.seconds = time.tv_sec, .nanoseconds = time.tv_nsec};
+}
+
+FileStatus hostStatus(const struct statx& found) {
+  FileStatus status;
+  status.st_dev = makedev(found.stx_dev_major, found.stx_dev_minor);
+  status.st_ino = found.stx_ino;
+  status.st_mode = found.stx_mode & permissionBits;
+  status.kind = kind(found.stx_mode);
+  status.st_nlink = found.stx_nlink;
+  status.st_uid = found.stx_uid;
+  status.st_gid = found.stx_gid;
+  status.st_size = static_cast<std::int64_t>(found.stx_size);
+  status.st_blocks = static_cast<std::int64_t>(found.stx_blocks);
+  status.st_flags = FileFlags::hostFlags(found.stx_attributes);
+  status.st_atimespec = timestamp(found.stx_atime);
+  status.st_mtimespec = timestamp(found.stx_mtime);
+  if ((found.stx_mask & STATX_BTIME) != 0) status.st_birthtimespec = timestamp(found.stx_btime);
+  return status;
+}
+
+class NativeReader : public FileReader {
+ public:
+  explicit NativeReader(std::unique_ptr<const BackingFile> file) : file_(std::move(file)) {}
+
+  Result<std::size_t> read(std::span<std::uint8_t> destination) override {
+    const auto got = file_->read(position_, destination, scratch_);
+    if (got) position_ += *got;
+    return got;
+  }
+
+ private:
+  std::unique_ptr<const BackingFile> file_;
+  std::uint64_t position_ = 0;
+  ContainerReader::Scratch scratch_;
+};
+
+class NativeWriter : public FileWriter {
+ public:
+  explicit NativeWriter(FileDescriptor file) : file_(std::move(file)) {}
+
+  Result<std::size_t> write(std::span<const std::uint8_t> bytes) override {
+    const auto written = ::write(file_.get(), bytes.data(), bytes.size());
+    if (written == -1) return SystemCall::failure();
+    return static_cast<std::size_t>(written);
+  }
+  Result<std::uint64_t> lseek(std::uint64_t position) override {
+    const auto reached = ::lseek(file_.get(), static_cast<off_t>(position), SEEK_SET);
+    if (reached == -1) return SystemCall::failure();
+    return static_cast<std::uint64_t>(reached);
+  }
+  Result<void> fsetxattr(std::string_view name, std::span<const std::uint8_t> value) override {
+    return ExtendedAttributes::set(file_.get(), name, value);
+  }
+  Result<void> close() override {
+    // Not made again when interrupted: the descriptor is free by then.
+    if (file_.isOpen() && ::close(file_.release()) == -1 && errno != EINTR) return SystemCall::failure();
+    return {};
+  }
+
+ private:
+  FileDescriptor file_;
+};
+
+// Opens what `like` tells about its host flags; whatever cannot be told is not carried.
+void carryHostFlags(const FilePath& like, int file) {
+  const auto place = VolumePath::locate(like);
+  if (!place) return;
+  const auto source = SystemCall::openAt(place->folder.get(), place->name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK);
+  if (source) HostFlags::carry(source->get(), file);
+}
+
+}  // namespace
+
+FileSystem& FileSystem::native() {
+  static NativeFileSystem instance;
+  return instance;
+}
+
+Result<FileStatus> NativeFileSystem::lstat(const FilePath& path) {
+  const auto place = VolumePath::locate(path);
+  if (!place) return std::unexpected(place.error());
+  struct statx found{};
+  if (::statx(place->folder.get(), place->name.c_str(), AT_SYMLINK_NOFOLLOW, STATX_BASIC_STATS | STATX_BTIME, &found) ==
+      -1) {
+    return SystemCall::failure();
+  }
+  auto status = hostStatus(found);
+  if (status.kind != FileKind::regular) return status;
+  const auto state = StoredState::readAt(place->procPath().c_str());
+  if (!state) {
+    if (state.error() == ErrorNumber::noEntry) return std::unexpected(state.error());  // gone in between
+    status.st_flags |= UF_COMPRESSED;
+    return status;
+  }
+  if (!*state) return status;
+  status.st_flags |= (*state)->st_flags;
+  if ((*state)->creationTime) status.st_birthtimespec = *(*state)->creationTime;
+  if ((*state)->isSealed()) status.st_size = static_cast<std::int64_t>((*state)->logicalByteCount);
+  if ((*state)->isUnderConstruction()) status.st_size = 0;
+  return status;
+}
+
+Result<void> NativeFileSystem::chown(const FilePath& path, std::uint32_t owner, std::uint32_t group) {
+  const auto inode = openInode(path, FinalLink::follow);
+  if (!inode) return std::unexpected(inode.error());
+  return SystemCall::checked([&] { return ::fchownat(inode->descriptor.get(), "", owner, group, AT_EMPTY_PATH); });
+}
+
+Result<void> NativeFileSystem::chmod(const FilePath& path, std::uint32_t mode) {
+  const auto inode = openInode(path, FinalLink::follow);
+  if (!inode) return std::unexpected(inode.error());
+  return SystemCall::checked([&] { return ::chmod(SystemCall::pathOf(inode->descriptor.get()).c_str(), mode); });
+}
+
+Result<void> NativeFileSystem::chflags(const FilePath& path, std::uint32_t flags) {
+  const auto inode = openInode(path, FinalLink::follow);
+  if (!inode) return std::unexpected(inode.error());
+  return FileFlags::set(inode->descriptor.get(), flags, inode->acceptsCompression);
+}
+
+Result<void> NativeFileSystem::setFileTimes(const FilePath& path, Timestamp access, Timestamp modification) {
+  const auto place = VolumePath::locate(path);
+  if (!place) return std::unexpected(place.error());
+  const std::array<struct timespec, 2> times{
+      timespec{.tv_sec = access.seconds, .tv_nsec = static_cast<long>(access.nanoseconds)},
+      timespec{.tv_sec = modification.seconds, .tv_nsec = static_cast<long>(modification.nanoseconds)}};
+  return SystemCall::checked(
+      [&] { return ::utimensat(place->folder.get(), place->name.c_str(), times.data(), AT_SYMLINK_NOFOLLOW); });
+}
+
+Result<void> NativeFileSystem::setCreationTime(const FilePath& path, Timestamp creation) {
+  const auto inode = openInode(path, FinalLink::noFollow);
+  if (!inode) return std::unexpected(inode.error());
+  return FileFlags::setCreationTime(inode->descriptor.get(), creation);
+}
+
+Result<std::size_t> NativeFileSystem::getxattr(const FilePath& path, std::string_view name,
+                                               std::span<std::uint8_t> value, XattrOptions options) {
+  const auto inode = openInode(path, finalLink(options));
+  if (!inode) return std::unexpected(inode.error());
+  return ExtendedAttributes::get(inode->descriptor.get(), name, value, options.showCompression);
+}
+
+Result<void> NativeFileSystem::setxattr(const FilePath& path, std::string_view name,
+                                        std::span<const std::uint8_t> value, XattrOptions options) {
+  const auto inode = openInode(path, finalLink(options));
+  if (!inode) return std::unexpected(inode.error());
+  return ExtendedAttributes::set(inode->descriptor.get(), name, value);
+}
+
+Result<void> NativeFileSystem::removexattr(const FilePath& path, std::string_view name, XattrOptions options) {
+  const auto inode = openInode(path, finalLink(options));
+  if (!inode) return std::unexpected(inode.error());
+  return ExtendedAttributes::remove(inode->descriptor.get(), name);
+}
+
+Result<std::size_t> NativeFileSystem::listxattr(const FilePath& path, std::span<char> names, XattrOptions options) {
+  const auto inode = openInode(path, finalLink(options));
+  if (!inode) return std::unexpected(inode.error());
+  return ExtendedAttributes::list(inode->descriptor.get(), names, options.showCompression);
+}
+
+Result<void> NativeFileSystem::copyACL(const FilePath& source, const FilePath& destination) {
+  const auto from = openInode(source, FinalLink::follow);
+  if (!from) return std::unexpected(from.error());
+  const auto to = openInode(destination, FinalLink::follow);
+  if (!to) return std::unexpected(to.error());
+  return ExtendedAttributes::copyAccessList(from->descriptor.get(), to->descriptor.get());
+}
+
+Result<std::unique_ptr<FileWriter>> NativeFileSystem::createExclusively(const FilePath& path, std::uint32_t mode,
+                                                                        const FilePath& like) {
+  const auto place = VolumePath::locate(path);
+  if (!place) return std::unexpected(place.error());
+  auto file = SystemCall::openAt(place->folder.get(), place->name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW,
+                                 mode & permissionBits);
+  if (!file) return std::unexpected(file.error());
+  if (const auto status = SystemCall::status(file->get())) AttributeSpace::forget(status->st_dev, status->st_ino);
+  carryHostFlags(like, file->get());
+  return std::make_unique<NativeWriter>(std::move(*file));
+}
+
+Result<std::unique_ptr<FileWriter>> NativeFileSystem::openResourceFork(const FilePath& path) {
+  const auto inode = openInode(path, FinalLink::follow);
+  if (!inode) return std::unexpected(inode.error());
+  const auto state = StoredState::read(inode->descriptor.get());
+  if (!state) return std::unexpected(state.error());
+  // Only a container has room for a fork that is written piece by piece.
+  if (!*state || !(*state)->isUnderConstruction()) return std::unexpected(ErrorNumber::notSupported);
+  return ContainerBuilder::openFork(inode->descriptor.get(), **state);
+}
+
+Result<std::unique_ptr<FileReader>> NativeFileSystem::openForReading(const FilePath& path) {
+  const auto place = VolumePath::locate(path);
+  if (!place) return std::unexpected(place.error());
+  const auto inode = openInode(*place, path, FinalLink::follow);
+  if (!inode) return std::unexpected(inode.error());
+  const auto status = SystemCall::status(inode->descriptor.get());
+  if (!status) return std::unexpected(status.error());
+  if (S_ISDIR(status->st_mode)) return std::unexpected(ErrorNumber{EISDIR});
+  if (!S_ISREG(status->st_mode)) return std::unexpected(ErrorNumber::notSupported);
+  auto file = SystemCall::openAt(AT_FDCWD, SystemCall::pathOf(inode->descriptor.get()).c_str(), O_RDONLY);
+  if (!file) return std::unexpected(file.error());
+  auto opened = BackingFile::open(std::move(*file), place->folder.get());
+  if (!opened) return std::unexpected(opened.error());
+  return std::make_unique<NativeReader>(std::move(*opened));
+}
+
+Result<std::unique_ptr<LockableFile>> NativeFileSystem::openForLocking(const FilePath& path) {
+  const auto place = VolumePath::locate(path);
+  if (!place) return std::unexpected(place.error());
+  return NativeLock::open(*place);
+}
+
+Result<void> NativeFileSystem::rename(const FilePath& work, const FilePath& target, const FileStatus& expected,
+                                      const LockableFile& lock) {
+  const auto workPlace = VolumePath::locate(work);
+  if (!workPlace) return std::unexpected(workPlace.error());
+  const auto targetPlace = VolumePath::locate(target);
+  if (!targetPlace) return std::unexpected(targetPlace.error());
+  return ReplacingRename::replace(*workPlace, *targetPlace, expected, lock);
+}
+
+Result<void> NativeFileSystem::unlink(const FilePath& path) {
+  const auto place = VolumePath::locate(path);
+  if (!place) return std::unexpected(place.error());
+  return SystemCall::checked([&] { return ::unlinkat(place->folder.get(), place->name.c_str(), 0); });
+}
+
+}  // namespace quillbrook

@@ -1,0 +1,98 @@
+// SPDX-License-Identifier: MIT
+#include "Platform/Linux/NativeLock.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+
+#include <cerrno>
+#include <chrono>
+#include <cstdlib>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <utility>
+
+#include "Platform/Linux/SystemCall.h"
+
+namespace quillbrook {
+namespace {
+
+using namespace std::chrono_literals;
+
+// A handle that a program has closed is released a little later.
+constexpr auto patience = 50ms;
+constexpr auto pause = 2ms;
+
+constexpr std::string_view storePrefix = "store.sqlite";
+
+std::string storeFolder() {
+  const char* dataHome = std::getenv("XDG_DATA_HOME");
+  if (dataHome != nullptr && *dataHome == '/') return std::string(dataHome) + "/Quillbrook";
+  const char* home = std::getenv("HOME");
+  return home == nullptr ? std::string() : std::string(home) + "/.local/share/Quillbrook";
+}
+
+bool isOfTheStore(const VolumePath& place) {
+  if (!place.name.starts_with(storePrefix)) return false;
+  struct stat store{};
+  const auto folder = SystemCall::status(place.folder.get());
+  return folder && ::stat(storeFolder().c_str(), &store) == 0 && folder->st_dev == store.st_dev &&
+         folder->st_ino == store.st_ino;
+}
+
+bool isSame(const struct timespec& a, const struct timespec& b) {
+  return a.tv_sec == b.tv_sec && a.tv_nsec == b.tv_nsec;
+}
+
+Result<void> lockExclusively(const FileDescriptor& file) {
+  return SystemCall::checked([&] { return ::flock(file.get(), LOCK_EX | LOCK_NB); });
+}
+
+}  // namespace
+
+Result<std::unique_ptr<LockableFile>> NativeLock::open(const VolumePath& place) {
+  std::unique_ptr<NativeLock> lock(new NativeLock());
+  if (isOfTheStore(place)) return lock;
+  constexpr int flags = O_RDONLY | O_NOFOLLOW | O_NONBLOCK;
+  if (place.isMapped()) {
+    auto throughMount = SystemCall::openAt(place.mountFolder.get(), place.name.c_str(), flags);
+    if (!throughMount) return std::unexpected(throughMount.error());
+    lock->throughMount_ = std::move(*throughMount);
+  }
+  auto backing = SystemCall::openAt(place.folder.get(), place.name.c_str(), flags);
+  if (!backing) return std::unexpected(backing.error());
+  lock->backing_ = std::move(*backing);
+  return lock;
+}
+
+Result<void> NativeLock::flock() {
+  if (!backing_.isOpen()) return std::unexpected(ErrorNumber::wouldBlock);
+  if (throughMount_.isOpen()) {
+    if (const auto locked = lockExclusively(throughMount_); !locked) return locked;
+  }
+  if (const auto locked = lockExclusively(backing_); !locked) return locked;
+  for (const auto end = std::chrono::steady_clock::now() + patience;;) {
+    auto lease = ReadLease::take(backing_.get());
+    if (lease) {
+      lease_.emplace(std::move(*lease));
+      return {};
+    }
+    if (lease.error() != ErrorNumber::wouldBlock) break;
+    if (std::chrono::steady_clock::now() >= end) return std::unexpected(ErrorNumber::wouldBlock);
+    std::this_thread::sleep_for(pause);
+  }
+  const auto status = SystemCall::status(backing_.get());
+  if (!status) return std::unexpected(status.error());
+  statusAtLock_ = *status;
+  return {};
+}
+
+bool NativeLock::isHeld() const {
+  if (lease_) return lease_->isHeld();
+  if (!statusAtLock_) return false;
+  const auto now = SystemCall::status(backing_.get());
+  return now && now->st_size == statusAtLock_->st_size && isSame(now->st_mtim, statusAtLock_->st_mtim) &&
+         isSame(now->st_ctim, statusAtLock_->st_ctim);
+}
+
+}  // namespace quillbrook

@@ -1,0 +1,36 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <sys/stat.h>
+
+#include <memory>
+#include <optional>
+
+#include "Platform/FileSystem.h"
+#include "Platform/Linux/FileDescriptor.h"
+#include "Platform/Linux/ReadLease.h"
+#include "Platform/Linux/VolumePath.h"
+
+namespace quillbrook {
+
+// flock on the backing inode, and through the mount inside a volume, and a read lease on the backing inode where the
+// kernel grants one. Without a lease isHeld() compares what the file looks like instead.
+class NativeLock : public LockableFile {
+ public:
+  // The errors of open. Our own store's files are not opened at all, since closing them would drop the locks that
+  // this process holds on them: flock answers `wouldBlock`.
+  [[nodiscard]] static Result<std::unique_ptr<LockableFile>> open(const VolumePath& place);
+
+  Result<void> flock() override;
+  bool isHeld() const override;
+
+ private:
+  NativeLock() = default;
+
+  FileDescriptor throughMount_;
+  FileDescriptor backing_;  // not open: a file of the store
+  std::optional<struct stat> statusAtLock_;
+  std::optional<ReadLease> lease_;  // goes before its descriptor
+};
+
+}  // namespace quillbrook

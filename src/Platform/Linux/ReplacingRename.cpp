@@ -1,0 +1,148 @@
+// SPDX-License-Identifier: MIT
+#include "Platform/Linux/ReplacingRename.h"
+
+#include <fcntl.h>
+#include <stdio.h>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <optional>
+#include <string>
+
+#include "Platform/Linux/AttributeSpace.h"
+#include "Platform/Linux/DataSync.h"
+#include "Platform/Linux/StoredState.h"
+#include "Platform/Linux/SystemCall.h"
+#include "Platform/Linux/VolumeProtocol.h"
+
+namespace quillbrook::ReplacingRename {
+namespace {
+
+struct InodeNumber {
+  std::uint64_t device = 0;
+  std::uint64_t inode = 0;
+  friend bool operator==(const InodeNumber&, const InodeNumber&) = default;
+};
+
+Result<struct stat> entryStatus(const VolumePath& place) {
+  struct stat found{};
+  if (::fstatat(place.folder.get(), place.name.c_str(), &found, AT_SYMLINK_NOFOLLOW) == -1) {
+    return SystemCall::failure();
+  }
+  return found;
+}
+
+Result<InodeNumber> entryInode(const VolumePath& place) {
+  const auto found = entryStatus(place);
+  if (!found) return std::unexpected(found.error());
+  return InodeNumber{.device = found->st_dev, .inode = found->st_ino};
+}
+
+Result<void> renameWith(const VolumePath& from, const VolumePath& to, unsigned flags) {
+  return SystemCall::checked(
+      [&] { return ::renameat2(from.folder.get(), from.name.c_str(), to.folder.get(), to.name.c_str(), flags); });
+}
+
+Result<void> refuseSurplus(const VolumePath& target) {
+  const auto state = StoredState::readAt(target.procPath().c_str());
+  if (!state) return std::unexpected(state.error());
+  if (!*state || !(*state)->isSealed() || (*state)->redoIdentifier != 0) return {};
+  const auto status = entryStatus(target);
+  if (!status) return std::unexpected(status.error());
+  if (static_cast<std::uint64_t>(status->st_size) > (*state)->rawByteCount()) {
+    return std::unexpected(ErrorNumber::inputOutput);
+  }
+  return {};
+}
+
+Result<void> waitForData(int inode) {
+  const auto file = SystemCall::asOwner(
+      inode, [&] { return SystemCall::openAt(AT_FDCWD, SystemCall::pathOf(inode).c_str(), O_RDONLY); });
+  if (!file) return std::unexpected(file.error());
+  return DataSync::waitForData(file->get());
+}
+
+// The daemon's request speaks of two names in one folder.
+bool areInOneFolder(const VolumePath& a, const VolumePath& b) {
+  const auto first = SystemCall::status(a.folder.get());
+  const auto second = SystemCall::status(b.folder.get());
+  return first && second && first->st_dev == second->st_dev && first->st_ino == second->st_ino;
+}
+
+Result<void> askDaemon(const VolumePath& work, const VolumePath& target, const FileStatus& expected) {
+  if (!work.isMapped() || !areInOneFolder(work, target)) return std::unexpected(ErrorNumber::notSupported);
+  VolumeProtocol::ReplaceRequest request{};
+  if (work.name.size() >= sizeof request.work || target.name.size() >= sizeof request.target) {
+    return std::unexpected(ErrorNumber{ENAMETOOLONG});
+  }
+  request.device = expected.st_dev;
+  request.inode = expected.st_ino;
+  request.logicalSize = expected.st_size;
+  request.modificationSeconds = expected.st_mtimespec.seconds;
+  request.modificationNanoseconds = expected.st_mtimespec.nanoseconds;
+  std::ranges::copy(work.name, request.work);
+  std::ranges::copy(target.name, request.target);
+  const auto folder = SystemCall::openAt(target.mountFolder.get(), ".", O_RDONLY | O_DIRECTORY);
+  if (!folder) return std::unexpected(folder.error());
+  return SystemCall::checked([&] { return ::ioctl(folder->get(), VolumeProtocol::replaceCommand, &request); });
+}
+
+// Undoes an exchange. Should another program have replaced the target in that short time, its file now stands at the
+// work name, and goes back to where that program has put it.
+void exchangeBack(const VolumePath& work, const VolumePath& target, InodeNumber workInode) {
+  if (!renameWith(work, target, RENAME_EXCHANGE)) return;
+  const auto atWork = entryInode(work);
+  if (atWork && *atWork != workInode) {
+    [[maybe_unused]] const auto returned = renameWith(work, target, RENAME_EXCHANGE);
+  }
+}
+
+Result<void> replaceWithoutExchange(const VolumePath& work, const VolumePath& target, InodeNumber locked,
+                                    const LockableFile& lock) {
+  const auto now = entryInode(target);
+  if (!now) return std::unexpected(now.error());
+  if (*now != locked || !lock.isHeld()) return std::unexpected(ErrorNumber::busy);
+  return renameWith(work, target, 0);
+}
+
+Result<void> exchange(const VolumePath& work, const VolumePath& target, InodeNumber locked, const LockableFile& lock) {
+  const auto workInode = entryInode(work);
+  if (!workInode) return std::unexpected(workInode.error());
+  if (!lock.isHeld()) return std::unexpected(ErrorNumber::busy);
+  const auto exchanged = renameWith(work, target, RENAME_EXCHANGE);
+  if (!exchanged && (exchanged.error() == ErrorNumber::invalid || exchanged.error().value == ENOSYS)) {
+    return replaceWithoutExchange(work, target, locked, lock);
+  }
+  if (!exchanged) return exchanged;
+  const auto cameOut = entryInode(work);
+  if (!cameOut || *cameOut != locked || !lock.isHeld()) {
+    exchangeBack(work, target, *workInode);
+    return std::unexpected(ErrorNumber::busy);
+  }
+  const auto removed = SystemCall::checked([&] { return ::unlinkat(work.folder.get(), work.name.c_str(), 0); });
+  if (!removed) exchangeBack(work, target, *workInode);
+  return removed;
+}
+
+}  // namespace
+
+Result<void> replace(const VolumePath& work, const VolumePath& target, const FileStatus& expected,
+                     const LockableFile& lock) {
+  const auto inode = SystemCall::openAt(work.folder.get(), work.name.c_str(), O_PATH | O_NOFOLLOW);
+  if (!inode) return std::unexpected(inode.error());
+  const auto status = SystemCall::status(inode->get());
+  if (!status) return std::unexpected(status.error());
+  if (!S_ISREG(status->st_mode)) return std::unexpected(ErrorNumber::invalid);
+  if (const auto whole = refuseSurplus(target); !whole) return whole;
+  if (const auto onDisk = waitForData(inode->get()); !onDisk) return onDisk;
+
+  const InodeNumber locked{.device = expected.st_dev, .inode = expected.st_ino};
+  const auto replaced = target.isMapped() ? askDaemon(work, target, expected) : exchange(work, target, locked, lock);
+  if (replaced) AttributeSpace::forget(status->st_dev, status->st_ino);
+  return replaced;
+}
+
+}  // namespace quillbrook::ReplacingRename

@@ -1,0 +1,54 @@
+// SPDX-License-Identifier: MIT
+#include "Platform/Linux/SystemCall.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace quillbrook::SystemCall {
+namespace {
+
+constexpr mode_t permissionBits = 07777;
+constexpr mode_t ownerReadWrite = S_IRUSR | S_IWUSR;
+
+}  // namespace
+
+std::string pathOf(int descriptor) {
+  return "/proc/self/fd/" + std::to_string(descriptor);
+}
+
+Result<FileDescriptor> openAt(int folder, const char* path, int flags, mode_t mode) {
+  const int descriptor = retrying([&] { return ::openat(folder, path, flags | O_CLOEXEC, mode); });
+  if (descriptor == -1) return failure();
+  return FileDescriptor(descriptor);
+}
+
+Result<struct stat> status(int descriptor) {
+  struct stat found{};
+  if (::fstat(descriptor, &found) == -1) return failure();
+  return found;
+}
+
+Result<void> writeAll(int descriptor, std::uint64_t offset, std::span<const std::uint8_t> bytes) {
+  while (!bytes.empty()) {
+    const auto written =
+        retrying([&] { return ::pwrite(descriptor, bytes.data(), bytes.size(), static_cast<off_t>(offset)); });
+    if (written == -1) return failure();
+    bytes = bytes.subspan(static_cast<std::size_t>(written));
+    offset += static_cast<std::uint64_t>(written);
+  }
+  return {};
+}
+
+bool letOwnerIn(int inode, mode_t& mode) {
+  const auto found = status(inode);
+  if (!found || !S_ISREG(found->st_mode) || found->st_uid != ::geteuid()) return false;
+  mode = found->st_mode & permissionBits;
+  if ((mode & ownerReadWrite) == ownerReadWrite) return false;
+  return ::chmod(pathOf(inode).c_str(), mode | ownerReadWrite) == 0;
+}
+
+Result<void> restoreMode(int inode, mode_t mode) {
+  return checked([&] { return ::chmod(pathOf(inode).c_str(), mode); });
+}
+
+}  // namespace quillbrook::SystemCall

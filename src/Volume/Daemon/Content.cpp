@@ -1,0 +1,104 @@
+// SPDX-License-Identifier: MIT
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "Platform/Linux/SystemCall.h"
+#include "Volume/Daemon/Handles.h"
+#include "Volume/Expansion/Expansion.h"
+
+namespace quillbrook::Content {
+
+namespace {
+
+Result<FileDescriptor> reopen(int file, int flags) {
+  FileDescriptor result(::open(SystemCall::pathOf(file).c_str(), flags | O_CLOEXEC));
+  if (!result.isOpen()) return SystemCall::failure();
+  return result;
+}
+
+// Turns whatever form into the ordinary one; into an empty file if `truncates`.
+Result<void> makeOrdinary(Volume& volume, int writing, const FileForm& form, bool truncates) {
+  auto file = reopen(writing, O_RDWR);
+  if (!file) return std::unexpected(file.error());
+  const int source = volume.source.descriptor->get();
+  if (truncates) return Expansion::expandToNothing(file->get(), form.state.value_or(ContainerState{}));
+  if (form.isDamaged) return std::unexpected(ErrorNumber::inputOutput);
+  if (form.state->isUnderConstruction()) return std::unexpected(ErrorNumber::busy);
+  if (form.state->redoIdentifier != 0) return Expansion::finish(source, file->get(), *form.state);
+  return Expansion::expand(source, file->get(), *form.state);
+}
+
+// An expansion that a crash interrupted is completed when somebody reads the file. If that cannot be now, the redo
+// copy is read instead.
+void finishInterrupted(Volume& volume, Node& node, const FileForm& form) {
+  if (volume.options.readOnly) return;
+  const auto file = Inodes::open(volume, node, O_RDWR);
+  if (file) static_cast<void>(Expansion::finish(volume.source.descriptor->get(), file->get(), *form.state));
+}
+
+}  // namespace
+
+Result<void> prepareWriting(Volume& volume, Node& node, OpenFile& open, bool truncates, uid_t caller) {
+  FileDescriptor fresh;
+  if (!open.writing.isOpen()) {
+    auto file = Inodes::open(volume, node, O_WRONLY);
+    if (!file) return std::unexpected(file.error());
+    fresh = std::move(*file);
+    // A file with a writing descriptor is ordinary already: nothing but a replacement changes that, and none happens
+    // while one is open.
+    if (const FileForm form = Inodes::formOf(fresh.get()); !form.isOrdinary()) {
+      // Readers' content is another one from here on, whether or not this succeeds.
+      open.reading.reset();
+      const auto done = makeOrdinary(volume, fresh.get(), form, truncates);
+      volume.notifier.attributesChanged(volume.number(node));
+      if (!done) return done;
+    }
+  }
+  const int file = fresh.isOpen() ? fresh.get() : open.writing.get();
+  if (truncates) {
+    if (ftruncate(file, 0) != 0) return SystemCall::failure();
+    dropSetIdentifiers(volume, file, caller);
+  }
+  if (fresh.isOpen()) open.writing = std::move(fresh);
+  return {};
+}
+
+Result<void> prepareReading(Volume& volume, Node& node, OpenFile& open) {
+  if (open.reading) return {};
+  auto file = Inodes::open(volume, node, O_RDONLY);
+  if (!file) return std::unexpected(file.error());
+  if (const FileForm form = Inodes::formOf(file->get()); form.state && form.state->redoIdentifier != 0) {
+    finishInterrupted(volume, node, form);
+  }
+  auto content = BackingFile::open(std::move(*file), volume.source.descriptor->get());
+  if (!content) return std::unexpected(content.error());
+  open.reading = std::make_unique<Reading>(std::move(*content));
+  return {};
+}
+
+Result<void> truncate(Volume& volume, Node& node, off_t byteCount, uid_t caller) {
+  OpenFile own;
+  OpenFile& open = node.open ? *node.open : own;
+  const bool wasWriting = open.writing.isOpen();
+  if (const auto done = prepareWriting(volume, node, open, byteCount == 0, caller); !done) return done;
+  Result<void> done;
+  if (byteCount != 0) {
+    done = SystemCall::checked([&] { return ftruncate(open.writing.get(), byteCount); });
+    if (done) dropSetIdentifiers(volume, open.writing.get(), caller);
+  }
+  if (!wasWriting) open.writing.reset();
+  return done;
+}
+
+void dropSetIdentifiers(const Volume& volume, int file, uid_t caller) {
+  // The host does it by itself for a daemon that may not keep them, and for nobody who may.
+  if (!volume.isPrivileged || caller == 0) return;
+  struct stat status{};
+  if (fstat(file, &status) != 0 || !S_ISREG(status.st_mode)) return;
+  mode_t mode = status.st_mode & 07777U & ~static_cast<mode_t>(S_ISUID);
+  if ((mode & S_IXGRP) != 0) mode &= ~static_cast<mode_t>(S_ISGID);
+  if (mode != (status.st_mode & 07777U)) fchmod(file, mode);
+}
+
+}  // namespace quillbrook::Content

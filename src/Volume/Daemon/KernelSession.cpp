@@ -1,0 +1,155 @@
+// SPDX-License-Identifier: MIT
+#include "Volume/Daemon/KernelSession.h"
+
+#include <fcntl.h>
+#include <linux/capability.h>
+#include <spawn.h>
+#include <sys/ioctl.h>
+#include <sys/mount.h>
+#include <sys/syscall.h>
+#include <sys/uio.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstring>
+
+#include "Platform/Linux/SystemCall.h"
+#include "Volume/Daemon/KernelProtocol.h"
+#include "Volume/Daemon/Volume.h"
+
+namespace quillbrook {
+
+namespace {
+
+// CAP_SYS_ADMIN, which the kernel demands for backing files.
+bool mayRegisterBacking() {
+  __user_cap_header_struct header{.version = _LINUX_CAPABILITY_VERSION_3, .pid = 0};
+  std::array<__user_cap_data_struct, _LINUX_CAPABILITY_U32S_3> data{};
+  return syscall(SYS_capget, &header, data.data()) == 0 && (data[0].effective & (1U << CAP_SYS_ADMIN)) != 0;
+}
+
+// libfuse takes "," as the end of an option.
+std::string escaped(const std::string& text) {
+  std::string result;
+  for (const char byte : text) {
+    if (byte == ',' || byte == '\\') result += '\\';
+    result += byte;
+  }
+  return result;
+}
+
+}  // namespace
+
+KernelSession::~KernelSession() {
+  if (isMounted_) fuse_session_unmount(session_.get());
+}
+
+Result<void> KernelSession::mount(const Options& options, const std::string& sourceName,
+                                  const fuse_lowlevel_ops& operations, void* userData) {
+  std::string list = "default_permissions,subtype=quillbrook,max_read=1048576,fsname=" + escaped(sourceName);
+  for (const std::string& option : options.mountOptions) list += "," + option;
+  const std::array<const char*, 3> texts{"quillbrook-volume", "-o", list.c_str()};
+  fuse_args arguments = FUSE_ARGS_INIT(0, nullptr);
+  for (const char* text : texts) {
+    if (fuse_opt_add_arg(&arguments, text) != 0) return std::unexpected(ErrorNumber{ENOMEM});
+  }
+  session_.reset(fuse_session_new(&arguments, &operations, sizeof operations, userData));
+  fuse_opt_free_args(&arguments);
+  if (!session_) return std::unexpected(ErrorNumber::invalid);
+
+  isPrivileged_ = mayRegisterBacking();
+  mountPoint_ = options.deviceDescriptor ? "/dev/fd/" + std::to_string(*options.deviceDescriptor)
+                                         : std::string(options.mountPoint.bytes());
+  if (fuse_session_mount(session_.get(), mountPoint_.c_str()) != 0) {
+    return std::unexpected(ErrorNumber{errno == 0 ? EIO : errno});
+  }
+  isMounted_ = true;
+  if (options.deviceDescriptor) mountPoint_ = options.mountPoint.bytes();
+  const fuse_custom_io io{.writev = send, .read = receive, .splice_receive = nullptr, .splice_send = nullptr};
+  if (fuse_session_custom_io(session_.get(), &io, fuse_session_fd(session_.get())) != 0) {
+    return std::unexpected(ErrorNumber{ENOMEM});
+  }
+  return {};
+}
+
+Result<void> KernelSession::serve() {
+  fuse_loop_config* config = fuse_loop_cfg_create();
+  if (config == nullptr) return std::unexpected(ErrorNumber{ENOMEM});
+  fuse_loop_cfg_set_clone_fd(config, 1);
+  fuse_loop_cfg_set_max_threads(config, 16);
+  const int result = fuse_session_loop_mt(session_.get(), config);
+  fuse_loop_cfg_destroy(config);
+  if (result < 0) return std::unexpected(ErrorNumber{-result});
+  return {};
+}
+
+void KernelSession::detach() {
+  if (geteuid() == 0) {
+    if (umount2(mountPoint_.c_str(), MNT_DETACH | UMOUNT_NOFOLLOW) == 0) return;
+  } else {
+    std::array<std::string, 5> words{"fusermount3", "-uzq", "--", mountPoint_, {}};
+    std::array<char*, 5> arguments{words[0].data(), words[1].data(), words[2].data(), words[3].data(), nullptr};
+    pid_t child = -1;
+    int status = -1;
+    if (posix_spawnp(&child, "fusermount3", nullptr, nullptr, arguments.data(), environ) == 0 &&
+        SystemCall::retrying([&] { return waitpid(child, &status, 0); }) == child && status == 0) {
+      return;
+    }
+  }
+  // It cannot be taken out of sight: end without it. Whoever still uses it gets errors, as after a crash.
+  fuse_session_exit(session_.get());
+}
+
+Result<std::int32_t> KernelSession::registerBacking(int file) const {
+  KernelProtocol::BackingMap map{.descriptor = file, .flags = 0, .padding = 0};
+  const int identifier = ioctl(fuse_session_fd(session_.get()), KernelProtocol::backingOpen, &map);
+  if (identifier <= 0) return SystemCall::failure();
+  return identifier;
+}
+
+void KernelSession::unregisterBacking(std::int32_t identifier) const {
+  auto number = static_cast<std::uint32_t>(identifier);
+  ioctl(fuse_session_fd(session_.get()), KernelProtocol::backingClose, &number);
+}
+
+ssize_t KernelSession::receive(int device, void* buffer, std::size_t byteCount, void* userData) {
+  KernelSession& self = static_cast<Volume*>(userData)->kernel;
+  const ssize_t got = ::read(device, buffer, byteCount);
+  if (self.isInitialized_.load(std::memory_order_relaxed) || got < 0) return got;
+  fuse_in_header header{};
+  fuse_init_in init{};
+  if (static_cast<std::size_t>(got) < sizeof header + sizeof init) return got;
+  std::memcpy(&header, buffer, sizeof header);
+  if (header.opcode != FUSE_INIT) return got;
+  std::memcpy(&init, static_cast<const char*>(buffer) + sizeof header, sizeof init);
+  self.initRequest_ = header.unique;
+  self.offeredFlags_ = init.flags;
+  self.offeredFlags2_ = (init.flags & KernelProtocol::initExtended) != 0 ? init.flags2 : 0;
+  return got;
+}
+
+ssize_t KernelSession::send(int device, iovec* parts, int count, void* userData) {
+  KernelSession& self = static_cast<Volume*>(userData)->kernel;
+  if (self.isInitialized_.load(std::memory_order_relaxed)) return ::writev(device, parts, count);
+  fuse_out_header header{};
+  KernelProtocol::InitReply reply{};
+  if (count != 2 || parts[0].iov_len != sizeof header || parts[1].iov_len != sizeof reply) {
+    return ::writev(device, parts, count);
+  }
+  std::memcpy(&header, parts[0].iov_base, sizeof header);
+  if (header.unique != self.initRequest_ || header.error != 0) return ::writev(device, parts, count);
+  std::memcpy(&reply, parts[1].iov_base, sizeof reply);
+  reply.flags |= self.offeredFlags_ & KernelProtocol::handleKillprivV2;
+  if (self.isPrivileged_ && (self.offeredFlags2_ & KernelProtocol::passthroughSecondWord) != 0) {
+    reply.flags |= KernelProtocol::initExtended;
+    reply.flags2 |= KernelProtocol::passthroughSecondWord;
+    reply.maxStackDepth = 1;
+    self.hasPassthrough_ = true;
+  }
+  self.isInitialized_ = true;
+  std::array<iovec, 2> completed{parts[0], iovec{.iov_base = &reply, .iov_len = sizeof reply}};
+  return ::writev(device, completed.data(), static_cast<int>(completed.size()));
+}
+
+}  // namespace quillbrook

@@ -1,0 +1,61 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <fuse_lowlevel.h>
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string>
+
+#include "Platform/ErrorNumber.h"
+#include "Volume/Daemon/Options.h"
+
+namespace quillbrook {
+
+// The connection to the kernel: libfuse's session, completed by what the kernel offers and this libfuse cannot ask for.
+class KernelSession {
+ public:
+  KernelSession() = default;
+  ~KernelSession();
+  KernelSession(const KernelSession&) = delete;
+  KernelSession& operator=(const KernelSession&) = delete;
+
+  // Makes the session and mounts it. `userData` goes to the operations. The failure has been printed by libfuse.
+  [[nodiscard]] Result<void> mount(const Options& options, const std::string& sourceName,
+                                   const fuse_lowlevel_ops& operations, void* userData);
+  // Answers requests on several threads until the mount is gone or the session is told to end.
+  [[nodiscard]] Result<void> serve();
+  // Takes the mount out of sight; it ends with its last handle. Any thread.
+  void detach();
+
+  [[nodiscard]] fuse_session* session() const { return session_.get(); }
+
+  // Whether the kernel may be given files of the host to read and write without the daemon. Known once it is mounted.
+  [[nodiscard]] bool hasPassthrough() const { return hasPassthrough_; }
+  // The kernel's number for an open file of the host, to be given back by unregister.
+  [[nodiscard]] Result<std::int32_t> registerBacking(int file) const;
+  void unregisterBacking(std::int32_t identifier) const;
+
+ private:
+  struct Destroy {
+    void operator()(fuse_session* session) const { fuse_session_destroy(session); }
+  };
+
+  static ssize_t receive(int device, void* buffer, std::size_t byteCount, void* userData);
+  static ssize_t send(int device, iovec* parts, int count, void* userData);
+
+  std::unique_ptr<fuse_session, Destroy> session_;
+  std::string mountPoint_;
+  bool isMounted_ = false;
+  bool isPrivileged_ = false;
+  // The exchange of INIT, seen by the session's I/O functions before anything else.
+  std::uint64_t initRequest_ = 0;
+  std::uint32_t offeredFlags_ = 0;
+  std::uint32_t offeredFlags2_ = 0;
+  std::atomic<bool> isInitialized_ = false;
+  std::atomic<bool> hasPassthrough_ = false;
+};
+
+}  // namespace quillbrook

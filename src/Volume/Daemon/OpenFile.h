@@ -1,0 +1,67 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <sys/stat.h>
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include "Platform/Linux/BackingFile.h"
+#include "Platform/Linux/FileDescriptor.h"
+#include "Volume/Daemon/ThreadSafety.h"
+
+namespace quillbrook {
+
+// Enough to tell whether pages that the kernel cached earlier still show the content.
+struct ContentVersion {
+  ino_t inode = 0;
+  std::int64_t seconds = 0;
+  std::int64_t nanoseconds = 0;
+  std::uint64_t byteCount = 0;  // logical
+  friend bool operator==(const ContentVersion&, const ContentVersion&) = default;
+};
+
+// How the kernel serves a handle. It refuses to have `cached` and `passthrough` handles of one file at the same time;
+// `direct` ones go with either.
+enum class HandleMode : std::uint8_t { cached, passthrough, direct };
+
+// One open handle, as the kernel holds it.
+struct Handle {
+  bool isWriter = false;
+  bool isAppending = false;
+  HandleMode mode = HandleMode::cached;
+};
+
+// What readers of one file share: its content, and scratch space for decoding.
+class Reading {
+ public:
+  explicit Reading(std::unique_ptr<const BackingFile> file) : file_(std::move(file)) {}
+
+  [[nodiscard]] const BackingFile& file() const { return *file_; }
+  [[nodiscard]] Result<std::size_t> read(std::uint64_t offset, std::span<std::uint8_t> destination);
+
+ private:
+  std::unique_ptr<const BackingFile> file_;
+  Mutex mutex_;
+  std::vector<ContainerReader::Scratch> idle_ GUARDED_BY(mutex_);
+};
+
+// One file while handles are open on it.
+struct OpenFile {
+  std::unique_ptr<Reading> reading;  // made when a reader comes; gone when the form changes, until it is needed again
+  FileDescriptor writing;            // O_WRONLY, made when the first writer comes
+  std::uint64_t writerCount = 0;
+  std::uint64_t cachedCount = 0;
+  std::uint64_t passthroughCount = 0;
+  std::uint64_t directCount = 0;
+  std::int32_t backingIdentifier = 0;  // of the kernel, while passthroughCount is not 0
+
+  [[nodiscard]] std::uint64_t handleCount() const { return cachedCount + passthroughCount + directCount; }
+  // Whether descriptor() has one to give.
+  [[nodiscard]] bool hasDescriptor() const { return writing.isOpen() || reading; }
+  // Any descriptor of the inode itself.
+  [[nodiscard]] int descriptor() const { return writing.isOpen() ? writing.get() : reading->file().descriptor(); }
+};
+
+}  // namespace quillbrook

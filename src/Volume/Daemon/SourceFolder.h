@@ -1,0 +1,28 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <sys/stat.h>
+
+#include <expected>
+#include <memory>
+#include <string>
+
+#include "Platform/Linux/FileDescriptor.h"
+#include "Volume/Daemon/Options.h"
+
+namespace quillbrook {
+
+// The folder that a volume shows, opened before the mount hides it, and locked for as long as this lives.
+struct SourceFolder {
+  std::shared_ptr<const FileDescriptor> descriptor;  // open for reading, so that others can open it through /proc
+  FileDescriptor lock;                               // none on a read-only host
+  struct stat status{};
+  std::string path;  // canonical, for the mount table
+  bool isInPlace = false;
+
+  // Opens and locks it. Refuses a folder inside a volume, one that holds a volume, and one that another daemon serves.
+  // The failure is in words.
+  [[nodiscard]] static std::expected<SourceFolder, std::string> open(const Options& options);
+};
+
+}  // namespace quillbrook

@@ -1,0 +1,108 @@
+// SPDX-License-Identifier: MIT
+#include <fcntl.h>
+#include <sys/uio.h>
+#include <unistd.h>
+
+#include <functional>
+
+#include "Platform/Linux/SystemCall.h"
+#include "Volume/Daemon/Handles.h"
+#include "Volume/Daemon/Operations.h"
+#include "Volume/Daemon/Reply.h"
+
+namespace quillbrook::Operations {
+
+namespace {
+
+const ErrorNumber badDescriptor{EBADF};
+
+// Of content that goes at once: what was written before a failure counts.
+Result<std::size_t> writeAll(int file, const char* bytes, std::size_t size, off_t offset, int flags) {
+  std::size_t done = 0;
+  while (done < size) {
+    const iovec part{.iov_base = const_cast<char*>(bytes) + done, .iov_len = size - done};
+    const ssize_t count =
+        SystemCall::retrying([&] { return pwritev2(file, &part, 1, offset + static_cast<off_t>(done), flags); });
+    if (count < 0 && done == 0) return SystemCall::failure();
+    if (count <= 0) break;
+    done += static_cast<std::size_t>(count);
+  }
+  return done;
+}
+
+}  // namespace
+
+void write(fuse_req_t request, fuse_ino_t number, const char* bytes, std::size_t size, off_t offset,
+           fuse_file_info* file) {
+  Reply::answer(request, [&](Volume& volume) -> Result<Reply::Written> {
+    Node& node = volume.node(number);
+    const SharedLock lock(node.lock);
+    if (!node.open || !node.open->writing.isOpen()) return std::unexpected(badDescriptor);
+    const int writing = node.open->writing.get();
+    // Pages of a map go where they belong, whichever handle the kernel sends them by.
+    const bool isFromMap = file->writepage != 0;
+    const int flags = Handles::handle(file->fh).isAppending && !isFromMap ? RWF_APPEND : 0;
+    const auto count = writeAll(writing, bytes, size, offset, flags);
+    if (!count) return std::unexpected(count.error());
+    if (!isFromMap) Content::dropSetIdentifiers(volume, writing, fuse_req_ctx(request)->uid);
+    return Reply::Written{*count};
+  });
+}
+
+void fallocate(fuse_req_t request, fuse_ino_t number, int mode, off_t offset, off_t length, fuse_file_info*) {
+  Reply::answer(request, [&](Volume& volume) -> Result<void> {
+    Node& node = volume.node(number);
+    const SharedLock lock(node.lock);
+    if (!node.open || !node.open->writing.isOpen()) return std::unexpected(badDescriptor);
+    const int writing = node.open->writing.get();
+    const auto done = SystemCall::checked([&] { return ::fallocate(writing, mode, offset, length); });
+    if (done) Content::dropSetIdentifiers(volume, writing, fuse_req_ctx(request)->uid);
+    return done;
+  });
+}
+
+namespace {
+
+// With both locks shared.
+Result<Reply::Written> copyBetween(const OpenFile* from, off_t fromOffset, const OpenFile* to, off_t toOffset,
+                                   std::size_t length) {
+  if (from == nullptr || to == nullptr || !to->writing.isOpen()) return std::unexpected(badDescriptor);
+  // "Across devices" makes the kernel copy through its pages, which show what a compressed file holds.
+  if (!from->reading || from->reading->file().isContainer()) return std::unexpected(ErrorNumber{EXDEV});
+  const ssize_t count =
+      copy_file_range(from->reading->file().contentDescriptor(), &fromOffset, to->writing.get(), &toOffset, length, 0);
+  if (count < 0) return SystemCall::failure();
+  return Reply::Written{static_cast<std::size_t>(count)};
+}
+
+// Two files, the one at the lower address first.
+Result<Reply::Written> copyLocked(Node& from, off_t fromOffset, Node& to, off_t toOffset,
+                                  std::size_t length) NO_THREAD_SAFETY_ANALYSIS {
+  if (&from == &to) {
+    const SharedLock lock(from.lock);
+    return copyBetween(from.open.get(), fromOffset, to.open.get(), toOffset, length);
+  }
+  const bool isFromFirst = std::less<>()(&from, &to);
+  const SharedLock first(isFromFirst ? from.lock : to.lock);
+  const SharedLock second(isFromFirst ? to.lock : from.lock);
+  return copyBetween(from.open.get(), fromOffset, to.open.get(), toOffset, length);
+}
+
+}  // namespace
+
+void copyFileRange(fuse_req_t request, fuse_ino_t from, off_t fromOffset, fuse_file_info*, fuse_ino_t to,
+                   off_t toOffset, fuse_file_info*, std::size_t length, int) {
+  Reply::answer(request, [&](Volume& volume) -> Result<Reply::Written> {
+    Node& target = volume.node(to);
+    const auto done = copyLocked(volume.node(from), fromOffset, target, toOffset, length);
+    if (done) {
+      const SharedLock lock(target.lock);
+      if (target.open && target.open->writing.isOpen()) {
+        Content::dropSetIdentifiers(volume, target.open->writing.get(), fuse_req_ctx(request)->uid);
+      }
+    }
+    return done;
+  });
+}
+
+}  // namespace quillbrook::Operations
