@@ -6,7 +6,7 @@
 #include <spawn.h>
 #include <sys/eventfd.h>
 #include <sys/mman.h>
-#include <sys/pidfd.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -73,7 +73,7 @@ Result<ChildProgram> ChildProgram::start(const std::vector<std::string>& argumen
                                     pointers.data(), environ);
   if (reason != 0) return std::unexpected(ErrorNumber{reason});
   // Cannot be another process: this one has not waited for it yet.
-  FileDescriptor descriptor(::pidfd_open(process, 0));
+  FileDescriptor descriptor = openProcess(process);
   return ChildProgram(process, std::move(descriptor), std::move(output));
 }
 
@@ -119,6 +119,11 @@ void StopDescriptor::Notify::operator()() const {
   const std::uint64_t one = 1;
   // Fails only if the counter is full: readable as well.
   [[maybe_unused]] const ssize_t written = ::write(event, &one, sizeof one);
+}
+
+// By its number: the header of glibc 2.36 does not give the function its C name.
+FileDescriptor openProcess(pid_t process) {
+  return FileDescriptor(static_cast<int>(::syscall(SYS_pidfd_open, process, 0)));
 }
 
 StopDescriptor::StopDescriptor(std::stop_token stop)

@@ -43,6 +43,10 @@ class ChildProgram {
   FileDescriptor output_;
 };
 
+// A process as something that poll(2) can wait for: readable once it has ended. Not open if there is none of that
+// number.
+[[nodiscard]] FileDescriptor openProcess(pid_t process);
+
 // A stop token as something that poll(2) can wait for.
 class StopDescriptor {
  public:

@@ -10,11 +10,10 @@
 #include <utility>
 #include <variant>
 
-#include "Platform/Linux/FileDescriptor.h"
 #include "Platform/Linux/StoredState.h"
 #include "Platform/Linux/SystemCall.h"
 #include "Volume/Administration/AppendedFile.h"
-#include "Volume/Administration/OwnedOpen.h"
+#include "Volume/Administration/OwnedFile.h"
 #include "Volume/Administration/StoredFile.h"
 #include "Volume/Expansion/Expansion.h"
 #include "Volume/Expansion/RedoRecord.h"
@@ -61,7 +60,7 @@ class Restoration {
       : source_(source), privateFolder_(privateFolder), file_(file) {}
 
   Answer run(std::stop_token stop) const {
-    const auto examined = openOwnedFile(file_.folder, file_.name, O_RDONLY);
+    const auto examined = OwnedFile::open(file_.folder, file_.name, O_RDONLY);
     if (!examined) return failed("It could not be opened", examined.error());
     const auto found = examineStoredFile(source_, examined->get(), file_.name, std::move(stop));
     if (!found && found.error() == ErrorNumber::cancelled)
@@ -133,8 +132,8 @@ class Restoration {
   }
 
   // The very inode that was examined, locked against every other operation of ours.
-  Result<FileDescriptor> openForRewriting(int examined) const {
-    auto file = openOwnedFile(file_.folder, file_.name, O_RDWR);
+  Result<OwnedFile> openForRewriting(int examined) const {
+    auto file = OwnedFile::open(file_.folder, file_.name, O_RDWR);
     if (!file) return file;
     if (!isSameInode(examined, file->get())) return std::unexpected(ErrorNumber::busy);
     if (::flock(file->get(), LOCK_EX | LOCK_NB) != 0) return SystemCall::failure();

@@ -2,7 +2,6 @@
 #include "Volume/Administration/VolumeUnmount.h"
 
 #include <poll.h>
-#include <sys/pidfd.h>
 #include <unistd.h>
 
 #include <array>
@@ -51,7 +50,7 @@ void count(UnmountOutcome& outcome, const std::stop_token& stop) {
 FileDescriptor daemonOf(const FilePath& mountPoint) {
   const auto address = DaemonAddress::ask(mountPoint);
   if (!address) return {};
-  FileDescriptor process(::pidfd_open(address->process, 0));
+  FileDescriptor process = openProcess(address->process);
   // Had the number gone to another process in between, the volume would not answer with it any more.
   if (DaemonAddress::ask(mountPoint) != address) return {};
   return process;

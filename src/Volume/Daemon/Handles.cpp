@@ -64,9 +64,11 @@ bool hasSetIdentifiers(int file) {
 }
 
 HandleMode chooseMode(Volume& volume, OpenFile& open, int flags) {
-  // Asks for nothing to be cached, and so goes with every other mode: whoever only wants to hold or lock the file
-  // this way does not keep it from being replaced.
-  if (!wantsWriting(flags) && (flags & O_DIRECT) != 0) return HandleMode::direct;
+  // Goes with every other mode, so it does not keep the file from being replaced: for those who only want to lock the
+  // file, which the file layer says by O_NONBLOCK.
+  if (volume.kernel.hasPassthrough() && !wantsWriting(flags) && (flags & (O_DIRECT | O_NONBLOCK)) != 0) {
+    return HandleMode::direct;
+  }
   if (open.passthroughCount != 0) return HandleMode::passthrough;
   if (!volume.kernel.hasPassthrough() || open.cachedCount != 0 || !isOrdinary(open)) return HandleMode::cached;
   // Past the daemon nobody would take set-id bits away.

@@ -48,6 +48,8 @@ KernelSession::~KernelSession() {
 Result<void> KernelSession::mount(const Options& options, const std::string& sourceName,
                                   const fuse_lowlevel_ops& operations, void* userData) {
   std::string list = "default_permissions,subtype=quillbrook,max_read=1048576,fsname=" + escaped(sourceName);
+  // libfuse leaves set-id bits and devices out of every mount; in one made by root they stay as they were.
+  if (geteuid() == 0) list += ",suid,dev";
   for (const std::string& option : options.mountOptions) list += "," + option;
   const std::array<const char*, 3> texts{"quillbrook-volume", "-o", list.c_str()};
   fuse_args arguments = FUSE_ARGS_INIT(0, nullptr);
@@ -147,9 +149,11 @@ ssize_t KernelSession::send(int device, iovec* parts, int count, void* userData)
     reply.maxStackDepth = 1;
     self.hasPassthrough_ = true;
   }
-  self.isInitialized_ = true;
   std::array<iovec, 2> completed{parts[0], iovec{.iov_base = &reply, .iov_len = sizeof reply}};
-  return ::writev(device, completed.data(), static_cast<int>(completed.size()));
+  const ssize_t sent = ::writev(device, completed.data(), static_cast<int>(completed.size()));
+  self.isInitialized_ = true;
+  if (sent > 0) self.whenReady();
+  return sent;
 }
 
 }  // namespace quillbrook

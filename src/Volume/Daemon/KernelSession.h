@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <span>
 #include <string>
@@ -18,6 +19,9 @@ namespace quillbrook {
 class KernelSession {
  public:
   KernelSession() = default;
+  // Called once, when the kernel has been told what the volume can do: the mount stands.
+  std::function<void()> whenReady = [] {};
+
   ~KernelSession();
   KernelSession(const KernelSession&) = delete;
   KernelSession& operator=(const KernelSession&) = delete;

@@ -12,6 +12,7 @@ namespace {
 void negotiate(void* userData, fuse_conn_info* connection) {
   Volume& volume = *static_cast<Volume*>(userData);
   constexpr unsigned byteCount = 1U << 20U;
+  connection->max_read = byteCount;  // as the mount was asked for
   connection->max_write = byteCount;
   connection->max_readahead = byteCount;
   connection->max_background = 64;
@@ -28,7 +29,6 @@ void negotiate(void* userData, fuse_conn_info* connection) {
   // In place nothing changes but through the mount, so pages stay until the volume itself says otherwise.
   want(FUSE_CAP_AUTO_INVAL_DATA, !volume.source.isInPlace);
   want(FUSE_CAP_EXPLICIT_INVAL_DATA, volume.source.isInPlace);
-  volume.whenReady();
 }
 
 // There is nothing to flush; the kernel asks no second time.

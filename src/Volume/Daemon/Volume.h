@@ -4,7 +4,6 @@
 #include <fuse_lowlevel.h>
 #include <sys/stat.h>
 
-#include <functional>
 #include <optional>
 
 #include "Container/ContainerState.h"
@@ -30,8 +29,6 @@ struct Volume {
   NodeTable nodes;
   KernelSession kernel;
   Notifier notifier;
-  // Called once, when the kernel has begun to talk to the volume.
-  std::function<void()> whenReady = [] {};
 
   // Seconds for which the kernel may keep names and attributes. In place nobody else changes what is under the mount.
   [[nodiscard]] double timeout() const { return source.isInPlace ? 86'400.0 : 1.0; }

@@ -99,7 +99,7 @@ int serve(const Options& options, FileDescriptor ready) {
   if (chdir("/") != 0) return 1;
 
   Volume volume(options, std::move(*source), descriptorCapacity());
-  volume.whenReady = [&ready] { announce(ready); };
+  volume.kernel.whenReady = [&ready] { announce(ready); };
   if (const auto mounted = volume.kernel.mount(options, name, Operations::table(), &volume); !mounted) {
     complain("cannot mount " + options.mountPoint.displayText() + ": " + mounted.error().text());
     return 1;

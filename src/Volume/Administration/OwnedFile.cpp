@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "Volume/Administration/OwnedOpen.h"
+#include "Volume/Administration/OwnedFile.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -7,12 +7,13 @@
 
 #include <cerrno>
 #include <string>
+#include <utility>
 
 #include "Platform/Linux/SystemCall.h"
 
 namespace quillbrook {
 
-Result<FileDescriptor> openOwnedFile(int folder, const char* name, int flags) {
+Result<OwnedFile> OwnedFile::open(int folder, const char* name, int flags) {
   const FileDescriptor place(::openat(folder, name, O_PATH | O_NOFOLLOW | O_CLOEXEC));
   struct stat status{};
   if (!place.isOpen() || ::fstat(place.get(), &status) != 0) return SystemCall::failure();
@@ -20,15 +21,25 @@ Result<FileDescriptor> openOwnedFile(int folder, const char* name, int flags) {
   // By the descriptor: the name may belong to another file by now.
   const std::string path = SystemCall::pathOf(place.get());
   FileDescriptor file(::open(path.c_str(), flags | O_NONBLOCK | O_CLOEXEC));
-  if (file.isOpen()) return file;
+  if (file.isOpen()) return OwnedFile(std::move(file), std::nullopt);
   if (errno != EACCES || status.st_uid != ::geteuid()) return SystemCall::failure();
   const mode_t mode = status.st_mode & 07777;
   if (::chmod(path.c_str(), mode | S_IRUSR | S_IWUSR) != 0) return SystemCall::failure();
   file = FileDescriptor(::open(path.c_str(), flags | O_NONBLOCK | O_CLOEXEC));
+  if (file.isOpen()) return OwnedFile(std::move(file), mode);
   const ErrorNumber reason{errno};
-  if (::chmod(path.c_str(), mode) != 0) return SystemCall::failure();
-  if (!file.isOpen()) return std::unexpected(reason);
-  return file;
+  ::chmod(path.c_str(), mode);
+  return std::unexpected(reason);
+}
+
+OwnedFile::OwnedFile(FileDescriptor file, std::optional<mode_t> mode) : file_(std::move(file)), mode_(mode) {}
+
+OwnedFile::OwnedFile(OwnedFile&& other) noexcept
+    : file_(std::move(other.file_)), mode_(std::exchange(other.mode_, std::nullopt)) {}
+
+OwnedFile::~OwnedFile() {
+  // The owner may always; if the host refuses, the owner can reach the file, and nobody else more than before.
+  if (mode_) ::fchmod(file_.get(), *mode_);
 }
 
 }  // namespace quillbrook
