@@ -16,7 +16,7 @@ kill "${background[0]}"; wait "${background[0]}" 2>/dev/null; background=()
 while pgrep -f "$ctl .*$v" >/dev/null; do sleep 0.1; done
 done_count=$(grep -c '"outcome":"done"' "$work/engine.log")
 [[ $done_count -gt 20 ]] || fail "the engine swapped only $done_count files: nothing was tested"
-unknown=$(grep '"outcome":"failed"' "$work/engine.log" | grep -v -e fileNotFound -e 'lstat: errno=2' -e 'errno=2"' -e 'rename: errno=16' | head -3)
+unknown=$(grep '"outcome":"failed"' "$work/engine.log" | grep -v -e fileNotFound -e 'errno=2 ' -e 'rename: errno=16 ' | head -3)
 [[ -z $unknown ]] || fail "the engine failed in a way that contention does not explain: $unknown"
 echo "$done_count swaps"
 must "$bin/contention" --verify "$v" "$v.copies"

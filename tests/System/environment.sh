@@ -31,7 +31,7 @@ daemon_of() { "$ctl" volume list --json | python3 -c '
 import json, sys
 for line in sys.stdin:
     v = json.loads(line)
-    if v.get("mountPoint") == sys.argv[1]: print(v["pid"])' "$1"; }
+    if v.get("mountPoint") == sys.argv[1]: print(v["daemon"])' "$1"; }
 checksums() { (cd "$1" && find . -path ./.quillbrook-volume -prune -o -type f ! -name '*.slimtmp' -print0 | LC_ALL=C sort -z | xargs -0 -r sha256sum); }
 same_checksums() { diff <(checksums "$1") <(checksums "$2") >"$work/difference" || { head -5 "$work/difference" >&2; fail "${3:-contents differ}"; }; }
 used() { du -s --block-size=1 "$1" | cut -f1; }

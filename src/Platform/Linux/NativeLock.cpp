@@ -13,6 +13,7 @@
 #include <utility>
 
 #include "Platform/Linux/SystemCall.h"
+#include "Platform/Linux/VolumeProtocol.h"
 
 namespace quillbrook {
 namespace {
@@ -55,7 +56,9 @@ Result<std::unique_ptr<LockableFile>> NativeLock::open(const VolumePath& place) 
   if (isOfTheStore(place)) return lock;
   constexpr int flags = O_RDONLY | O_NOFOLLOW | O_NONBLOCK;
   if (place.isMapped()) {
-    auto throughMount = SystemCall::openAt(place.mountFolder.get(), place.name.c_str(), flags);
+    auto throughMount =
+        SystemCall::openAt(place.mountFolder.get(), place.name.c_str(), flags | VolumeProtocol::lockOpenFlags);
+    if (!throughMount && throughMount.error() == ErrorNumber::wouldBlock) return lock;  // flock says so
     if (!throughMount) return std::unexpected(throughMount.error());
     lock->throughMount_ = std::move(*throughMount);
   }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <fcntl.h>
 #include <linux/ioctl.h>
 
 #include <cstdint>
@@ -26,6 +27,10 @@ inline constexpr std::string_view privateFolder = ".quillbrook-volume";
 inline constexpr std::string_view redoFolder = "redo";
 // The daemon holds an exclusive flock on privateFolder/lock for as long as it serves the source.
 inline constexpr std::string_view lockFile = "lock";
+
+// A file opened for reading with all of these is opened for the sake of its lock: nothing is read through it. Answers
+// EWOULDBLOCK while the kernel serves the file past the daemon, since it cannot be replaced then.
+inline constexpr int lockOpenFlags = O_NONBLOCK | O_SYNC;
 
 // ioctl on an open folder of the mount: put `work` in the place of `target`, both names in that folder. Answers EBUSY
 // if a handle is open for writing on the target or the target is not the file described here, else as renameat2.

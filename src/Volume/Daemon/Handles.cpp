@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "Platform/Linux/SystemCall.h"
+#include "Platform/Linux/VolumeProtocol.h"
 
 namespace quillbrook::Handles {
 
@@ -63,14 +64,19 @@ bool hasSetIdentifiers(int file) {
   return fstat(file, &status) != 0 || (status.st_mode & (S_ISUID | S_ISGID)) != 0;
 }
 
-HandleMode chooseMode(Volume& volume, OpenFile& open, int flags) {
-  // Goes with every other mode, so it does not keep the file from being replaced: for those who only want to lock the
-  // file, which the file layer says by O_NONBLOCK.
-  if (volume.kernel.hasPassthrough() && !wantsWriting(flags) && (flags & (O_DIRECT | O_NONBLOCK)) != 0) {
-    return HandleMode::direct;
+Result<HandleMode> chooseMode(Volume& volume, OpenFile& open, int flags) {
+  const bool isLock = (flags & VolumeProtocol::lockOpenFlags) == VolumeProtocol::lockOpenFlags && !wantsWriting(flags);
+  if (open.passthroughCount != 0) {
+    // The kernel takes no other mode then, and such a file cannot be replaced: those handles would stay with the old
+    // inode.
+    if (isLock) return std::unexpected(ErrorNumber::wouldBlock);
+    return HandleMode::passthrough;
   }
-  if (open.passthroughCount != 0) return HandleMode::passthrough;
-  if (!volume.kernel.hasPassthrough() || open.cachedCount != 0 || !isOrdinary(open)) return HandleMode::cached;
+  // Does not keep the file from being replaced, and the kernel lets it stand beside cached handles.
+  if (isLock && volume.kernel.hasPassthrough()) return HandleMode::direct;
+  if (!volume.kernel.hasPassthrough() || open.cachedCount != 0 || open.directCount != 0 || !isOrdinary(open)) {
+    return HandleMode::cached;
+  }
   // Past the daemon nobody would take set-id bits away.
   if (wantsWriting(flags) && hasSetIdentifiers(open.descriptor())) return HandleMode::cached;
   const auto identifier = volume.kernel.registerBacking(open.descriptor());
@@ -80,9 +86,10 @@ HandleMode chooseMode(Volume& volume, OpenFile& open, int flags) {
 }
 
 // Counts the handle in and tells the kernel how to serve it.
-Reply::Opened finishOpen(Volume& volume, Node& node, OpenFile& open, int flags) REQUIRES(node.lock) {
-  const Handle handle{
-      .isWriter = wantsWriting(flags), .isAppending = (flags & O_APPEND) != 0, .mode = chooseMode(volume, open, flags)};
+Result<Reply::Opened> finishOpen(Volume& volume, Node& node, OpenFile& open, int flags) REQUIRES(node.lock) {
+  const auto mode = chooseMode(volume, open, flags);
+  if (!mode) return std::unexpected(mode.error());
+  const Handle handle{.isWriter = wantsWriting(flags), .isAppending = (flags & O_APPEND) != 0, .mode = *mode};
   KernelProtocol::OpenReply reply{.handle = number(handle), .openFlags = 0, .backingIdentifier = 0};
   if (!handle.isWriter) reply.openFlags |= FOPEN_NOFLUSH;
   switch (handle.mode) {
@@ -102,7 +109,7 @@ Reply::Opened finishOpen(Volume& volume, Node& node, OpenFile& open, int flags) 
   }
   ++countOf(open, handle.mode);
   if (handle.isWriter) ++open.writerCount;
-  return {.node = node, .handle = handle, .reply = reply};
+  return Reply::Opened{.node = node, .handle = handle, .reply = reply};
 }
 
 }  // namespace

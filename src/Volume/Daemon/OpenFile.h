@@ -22,8 +22,8 @@ struct ContentVersion {
   friend bool operator==(const ContentVersion&, const ContentVersion&) = default;
 };
 
-// How the kernel serves a handle. It refuses to have `cached` and `passthrough` handles of one file at the same time;
-// `direct` ones go with either.
+// How the kernel serves a handle. While a file has `passthrough` handles the kernel refuses every other mode; `direct`
+// ones, for those who only lock the file, go with `cached` ones.
 enum class HandleMode : std::uint8_t { cached, passthrough, direct };
 
 // One open handle, as the kernel holds it.
