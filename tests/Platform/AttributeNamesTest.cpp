@@ -81,7 +81,9 @@ TEST_F(Attributes, ReadOnlyFilesGetAndLoseThem) {
   auto& files = FileSystem::native();
   const auto file = ordinary("a", "x");
   ASSERT_EQ(chown(folder.c_str(), 65'534, 65'534), geteuid() == 0 ? 0 : -1);
-  if (geteuid() == 0) ASSERT_EQ(chown(file.c_str(), 65'534, 65'534), 0);
+  if (geteuid() == 0) {
+    ASSERT_EQ(chown(file.c_str(), 65'534, 65'534), 0);
+  }
   ASSERT_EQ(chmod(file.c_str(), 04444), 0);
   // Without the privileges of root, which needs no permission bits.
   const auto outcome = inOtherProcess([&] {

@@ -25,7 +25,9 @@ TEST_F(ContainerBuilding, BecomesTheFileItStandsFor) {
                               : valueOf(CompressionType::lzfseRsrc, text, {}));
     const auto fork = attribute(file, resourceFork, shown);
     EXPECT_EQ(fork.has_value(), !isInline);
-    if (fork) EXPECT_EQ(*fork, forkOf(text));
+    if (fork) {
+      EXPECT_EQ(*fork, forkOf(text));
+    }
     EXPECT_EQ(raw(file).size(), StoredState::readAt(file.c_str()).value()->rawByteCount());
   }
 }
@@ -94,7 +96,9 @@ TEST_F(ContainerBuilding, SealingKeepsWhatWasSet) {
   const bool isRoot = geteuid() == 0;
   // Revision 2 of a file capability: cap_net_bind_service, permitted and effective.
   const Bytes capability{1, 0, 0, 2, 0, 4, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0};
-  if (isRoot) ASSERT_TRUE(files.setxattr(work, "security.capability", capability, {}));
+  if (isRoot) {
+    ASSERT_TRUE(files.setxattr(work, "security.capability", capability, {}));
+  }
   ASSERT_TRUE(files.setxattr(work, decmpfs, valueOf(CompressionType::lzfseRsrc, prose(70'000), {}), {}));
   ASSERT_TRUE(files.setxattr(work, resourceFork, forkOf(prose(70'000)), {}));
   const Timestamp access{.seconds = 1'000'000, .nanoseconds = 1};
@@ -111,7 +115,9 @@ TEST_F(ContainerBuilding, SealingKeepsWhatWasSet) {
   EXPECT_EQ(found.st_birthtimespec, creation);
   EXPECT_EQ(found.st_mode, 06511U);
   EXPECT_EQ(found.st_flags, UF_COMPRESSED | UF_NODUMP);
-  if (isRoot) EXPECT_EQ(attribute(work, "security.capability"), capability);
+  if (isRoot) {
+    EXPECT_EQ(attribute(work, "security.capability"), capability);
+  }
   EXPECT_EQ(content(work), prose(70'000));
 }
 

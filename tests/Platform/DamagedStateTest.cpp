@@ -47,7 +47,9 @@ TEST_F(DamagedState, HiddenByPermissionsIsNotAbsent) {
   const auto file = compressed("f", prose(3000));
   const auto plain = ordinary("plain", "0123456789");
   ASSERT_EQ(chmod(folder.c_str(), 0755), 0);
-  for (const auto& each : {file, plain}) ASSERT_EQ(chmod(each.c_str(), 0600), 0);
+  for (const auto& each : {file, plain}) {
+    ASSERT_EQ(chmod(each.c_str(), 0600), 0);
+  }
   EXPECT_EQ(inOtherProcess([&] {
               if (setuid(65'534) != 0) return 9;
               if (status(file).st_flags != UF_COMPRESSED) return 1;

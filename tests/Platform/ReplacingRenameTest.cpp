@@ -45,7 +45,9 @@ TEST_F(ReplacingRename, LeavesBothAsTheyWere) {
     EXPECT_EQ(files.rename(work, target, expected, **lock).error(), c.expected) << c.name;
     EXPECT_EQ(raw(work), "work") << c.name;
     EXPECT_EQ(std::filesystem::exists(target.bytes()), c.left != nullptr) << c.name;
-    if (c.left != nullptr) EXPECT_EQ(raw(target), c.left) << c.name;
+    if (c.left != nullptr) {
+      EXPECT_EQ(raw(target), c.left) << c.name;
+    }
   }
 }
 
