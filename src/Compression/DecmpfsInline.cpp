@@ -39,8 +39,15 @@ std::expected<ByteBuffer, DecodeError> storedBytes(std::span<const std::uint8_t>
 std::expected<ByteBuffer, EncodeError> encodeLZFSE(std::span<const std::uint8_t> bytes) {
   const auto stream = LZFSE::encode(bytes);
   if (!stream) return std::unexpected(stream.error());
-  ByteBuffer value = beginning(CompressionType::lzfseAttr, bytes.size(), stream->size());
-  value.insert(value.end(), stream->begin(), stream->end());
+  auto value = valueOfStream(*stream, bytes.size());
+  if (!value) return std::unexpected(value.error());
+  return std::move(*value);
+}
+
+std::expected<ByteBuffer, DecmpfsInlineError> valueOfStream(std::span<const std::uint8_t> stream,
+                                                            std::size_t fileByteCount) {
+  ByteBuffer value = beginning(CompressionType::lzfseAttr, fileByteCount, stream.size());
+  value.insert(value.end(), stream.begin(), stream.end());
   if (const auto error = excess(value)) return std::unexpected(*error);
   return value;
 }

@@ -25,6 +25,10 @@ using DecodeError = std::variant<DecmpfsHeaderError, DecmpfsInlineError, LZFSEEr
 // A value of type `lzfseAttr`.
 [[nodiscard]] std::expected<ByteBuffer, EncodeError> encodeLZFSE(std::span<const std::uint8_t> bytes);
 
+// The same from the stream of a file of `fileByteCount` bytes.
+[[nodiscard]] std::expected<ByteBuffer, DecmpfsInlineError> valueOfStream(std::span<const std::uint8_t> stream,
+                                                                          std::size_t fileByteCount);
+
 // A value of type `uncompressedAttrV2`: the bytes as they stand behind a marker byte. The format's counterpart to the
 // decoder; it is no fallback for data that do not shrink.
 [[nodiscard]] std::expected<ByteBuffer, DecmpfsInlineError> encodeUncompressedV2(std::span<const std::uint8_t> bytes);

@@ -33,6 +33,15 @@ std::expected<ByteBuffer, Error> encode(std::span<const std::uint8_t> bytes) {
   return fork;
 }
 
+ByteBuffer forkOfOneChunk(std::span<const std::uint8_t> chunk) {
+  constexpr std::size_t tableLength = tableByteCount(1);
+  ByteBuffer fork(tableLength + chunk.size());
+  LittleEndian::store(fork.data(), static_cast<std::uint32_t>(tableLength));
+  LittleEndian::store(fork.data() + sizeof(std::uint32_t), static_cast<std::uint32_t>(fork.size()));
+  std::ranges::copy(chunk, fork.begin() + tableLength);
+  return fork;
+}
+
 std::expected<ByteBuffer, Error> decode(std::span<const std::uint8_t> fork, std::size_t fileByteCount) {
   const std::size_t tableLength = tableByteCount(fileByteCount);
   if (fork.size() < tableLength) return std::unexpected(ForkTruncated{});

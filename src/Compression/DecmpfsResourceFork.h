@@ -38,6 +38,9 @@ using Error = std::variant<ResourceForkError, LZFSEError>;
 // The fork of a file held in memory. Nothing is checked: the caller verifies the whole.
 [[nodiscard]] std::expected<ByteBuffer, Error> encode(std::span<const std::uint8_t> bytes);
 
+// The same for a file of one block, from its chunk.
+[[nodiscard]] ByteBuffer forkOfOneChunk(std::span<const std::uint8_t> chunk);
+
 // The `fileByteCount` bytes of the file. Bytes of the fork behind the last entry are ignored.
 [[nodiscard]] std::expected<ByteBuffer, Error> decode(std::span<const std::uint8_t> fork, std::size_t fileByteCount);
 

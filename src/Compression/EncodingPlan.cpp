@@ -11,33 +11,28 @@
 namespace quillbrook::FileCompressor {
 namespace {
 
-// The plan for the attribute; nothing if the value would be too long for one.
-std::expected<std::optional<EncodingPlan>, EngineError> inlinePlan(std::span<const std::uint8_t> bytes,
-                                                                   const FilePath& url) {
-  auto value = DecmpfsInline::encodeLZFSE(bytes);
-  if (!value) {
-    if (std::holds_alternative<DecmpfsInlineError>(value.error())) return std::nullopt;
-    return std::unexpected(passedThrough(value.error()));
-  }
-  // The stream is held against the file; the header does not count.
-  if (value->size() - DecmpfsHeader::byteCount >= bytes.size()) {
-    return std::unexpected(FileCompressionError(CompressionDidNotReduceSize{url}));
-  }
-  return EncodingPlan{CompressionType::lzfseAttr, std::move(*value), std::nullopt};
+EncodingPlan forkPlan(std::size_t fileByteCount, ByteBuffer fork) {
+  const auto header = DecmpfsHeader::encode(CompressionType::lzfseRsrc, fileByteCount);
+  return {CompressionType::lzfseRsrc, ByteBuffer(header.begin(), header.end()), std::move(fork)};
 }
 
 }  // namespace
 
 std::expected<EncodingPlan, EngineError> makeEncodingPlan(std::span<const std::uint8_t> bytes, const FilePath& url) {
-  if (bytes.size() <= maximumInlineFileByteCount) {
-    auto plan = inlinePlan(bytes, url);
-    if (!plan) return std::unexpected(plan.error());
-    if (*plan) return std::move(**plan);
+  static_assert(maximumInlineFileByteCount <= DecmpfsResourceFork::blockByteCount);
+  if (bytes.size() > maximumInlineFileByteCount) {
+    auto fork = DecmpfsResourceFork::encode(bytes);
+    if (!fork) return std::unexpected(passedThrough(fork.error()));
+    return forkPlan(bytes.size(), std::move(*fork));
   }
-  auto fork = DecmpfsResourceFork::encode(bytes);
-  if (!fork) return std::unexpected(passedThrough(fork.error()));
-  const auto header = DecmpfsHeader::encode(CompressionType::lzfseRsrc, bytes.size());
-  return EncodingPlan{CompressionType::lzfseRsrc, ByteBuffer(header.begin(), header.end()), std::move(*fork)};
+  const auto stream = LZFSE::encode(bytes);
+  if (!stream) return std::unexpected(stream.error());
+  auto value = DecmpfsInline::valueOfStream(*stream, bytes.size());
+  // Too long for an attribute. The file is one block, and its chunk is at hand.
+  if (!value) return forkPlan(bytes.size(), DecmpfsResourceFork::forkOfOneChunk(*stream));
+  // The stream is held against the file; the header does not count.
+  if (stream->size() >= bytes.size()) return std::unexpected(FileCompressionError(CompressionDidNotReduceSize{url}));
+  return EncodingPlan{CompressionType::lzfseAttr, std::move(*value), std::nullopt};
 }
 
 }  // namespace quillbrook::FileCompressor

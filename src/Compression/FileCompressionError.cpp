@@ -33,17 +33,13 @@ std::string_view caseName(const FileCompressionError& error) {
 
 std::string describe(const FileCompressionError& error) {
   std::string text(caseName(error));
-  text += "(" + url(error).displayText();
+  text += "(" + std::visit([](const auto& e) { return e.url.displayText(); }, error);
   if (const auto* linked = std::get_if<HardLinked>(&error)) text += ", nlink: " + std::to_string(linked->nlink);
   if (const auto* large = std::get_if<FileTooLargeForFormat>(&error)) {
     text += ", sizeBytes: " + std::to_string(large->sizeBytes);
   }
   if (const auto* failure = std::get_if<IOError>(&error)) text += ", " + failure->detail;
   return text + ")";
-}
-
-const FilePath& url(const FileCompressionError& error) {
-  return std::visit([](const auto& e) -> const FilePath& { return e.url; }, error);
 }
 
 }  // namespace quillbrook

@@ -96,7 +96,5 @@ using FileCompressionError =
 [[nodiscard]] std::string_view caseName(const FileCompressionError& error);
 // The case with its payload, as "hardLinked(/a/b, nlink: 2)" or "ioError(/a/b, lstat: errno=5)".
 [[nodiscard]] std::string describe(const FileCompressionError& error);
-// The location that the error is about.
-[[nodiscard]] const FilePath& url(const FileCompressionError& error);
 
 }  // namespace quillbrook

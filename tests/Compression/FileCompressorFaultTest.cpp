@@ -70,7 +70,10 @@ bool isStreaming(Route route) {
 
 // Two blocks where blocks are what is worked on; otherwise the smallest that needs a fork.
 Bytes content(Route route) {
-  return isStreaming(route) ? TestData::text(70'000) : TestData::noise(4'000);
+  if (!isStreaming(route)) return TestData::noise(4'000);
+  Bytes result(65'536, 'x');
+  result.insert(result.end(), 300, 'y');
+  return result;
 }
 
 std::string run(Route route, FileSystem& fileSystem) {

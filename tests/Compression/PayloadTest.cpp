@@ -193,6 +193,9 @@ TEST(EncodingPlanTest, SettlesAttributeOrForkByBothLimits) {
     const auto head = DecmpfsHeader::parse(plan->decmpfsXattr);
     EXPECT_EQ(head, (DecmpfsHeader{plan->algorithm, c.content.size()}));
     EXPECT_EQ(plan->decmpfsXattr.size() == 16, plan->resourceFork.has_value());
+    if (plan->resourceFork) {
+      EXPECT_EQ(*plan->resourceFork, *DecmpfsResourceFork::encode(c.content));
+    }
   }
 }
 
