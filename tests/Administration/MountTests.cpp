@@ -10,52 +10,51 @@
 #include "Volume/Administration/DaemonAddress.h"
 #include "Volume/Administration/FolderPath.h"
 #include "Volume/Administration/MountPolicy.h"
-#include "Volume/Administration/MountRecords.h"
+#include "Volume/Administration/MountedVolumes.h"
 
 namespace quillbrook {
 namespace {
 
 using namespace std::string_literals;
 
-TEST(MountTableTests, ParsesWhatTheKernelWrites) {
+TEST(MountedVolumesTests, TakesVolumesFromWhatTheKernelWrites) {
+  const auto volume = [](const char* mountPoint, const char* source, std::uint32_t owner, bool isReadOnly) {
+    return MountedVolume{FilePath(mountPoint), FilePath(source), owner, isReadOnly, true};
+  };
   struct Case {
     std::string line;
-    std::vector<MountRecord> expected;
+    std::vector<MountedVolume> expected;
   };
   const std::vector<Case> cases{
-      {"36 35 98:0 /mnt1 /mnt2 rw,noatime master:1 - ext3 /dev/root rw,errors=continue",
-       {{36, FilePath("/mnt2"), "ext3", FilePath("/dev/root"), false, std::nullopt}}},
-      {"7 1 0:5 / /v rw - fuse.quillbrook /v rw,user_id=1000,group_id=1000",
-       {{7, FilePath("/v"), "fuse.quillbrook", FilePath("/v"), false, 1000}}},
+      {"36 35 98:0 /mnt1 /mnt2 rw,noatime master:1 - ext3 /dev/root rw,errors=continue", {}},
+      {"7 1 0:5 / /v rw - fuse.quillbrook /v rw,user_id=1000,group_id=1000", {volume("/v", "/v", 1000, false)}},
+      {"7 1 0:5 / /v rw - fuse.quillbrooks /v rw", {}},
       // Several optional fields; read-only by the mount alone, and by the file system alone.
       {"7 1 0:5 / /v ro,nosuid shared:1 master:2 propagate_from:3 unbindable - fuse.quillbrook /v rw,user_id=0",
-       {{7, FilePath("/v"), "fuse.quillbrook", FilePath("/v"), true, 0}}},
-      {"7 1 0:5 / /v rw - ext4 /dev/a ro", {{7, FilePath("/v"), "ext4", FilePath("/dev/a"), true, std::nullopt}}},
+       {volume("/v", "/v", 0, true)}},
+      {"7 1 0:5 / /v rw - fuse.quillbrook /w ro", {volume("/v", "/w", 0, true)}},
       // Blank, tab, line feed, backslash and bytes that are no UTF-8.
-      {"7 1 0:5 / /a\\040b\\011c\\012d\\134e\xFF\xC3 rw - ext4 \\043dev rw",
-       {{7, FilePath("/a b\tc\nd\\e\xFF\xC3"), "ext4", FilePath("#dev"), false, std::nullopt}}},
-      // An escaped backslash before digits is one character, not two; what is no escape stands as it is.
-      {"7 1 0:5 / /\\134040\\8\\04 rw - ext4 d rw",
-       {{7, FilePath("/\\040\\8\\04"), "ext4", FilePath("d"), false, std::nullopt}}},
-      // An option that only begins like "ro" or "user_id".
-      {"7 1 0:5 / /v rw,rootcontext=x - fuse d rw,user_idx=3,user_id=4x",
-       {{7, FilePath("/v"), "fuse", FilePath("d"), false, std::nullopt}}},
+      {"7 1 0:5 / /a\\040b\\011c\\012d\\134e\xFF\xC3 rw - fuse.quillbrook \\043s rw",
+       {volume("/a b\tc\nd\\e\xFF\xC3", "#s", 0, false)}},
+      // An escaped backslash before digits is one character; what is no escape stands as it is.
+      {"7 1 0:5 / /\\134040\\8\\04 rw - fuse.quillbrook s rw", {volume("/\\040\\8\\04", "s", 0, false)}},
+      // Options that only begin like "ro" and "user_id".
+      {"7 1 0:5 / /v rw,rootcontext=x - fuse.quillbrook s rw,user_idx=3,user_id=4x", {volume("/v", "s", 0, false)}},
       {"", {}},
-      {"x 1 0:5 / /v rw - ext4 d rw", {}},
+      {"x 1 0:5 / /v rw - fuse.quillbrook s rw", {}},
       {"7 1 0:5 / /v rw shared:1", {}},
-      {"7 1 0:5 / /v rw - ext4", {}},
   };
-  for (const Case& c : cases) EXPECT_EQ(MountRecords::parse(c.line + "\n"), c.expected) << c.line;
+  for (const Case& c : cases) EXPECT_EQ(MountedVolumes::parse(c.line + "\n"), c.expected) << c.line;
 }
 
-TEST(MountTableTests, FindsTheTopmostMountAtAPlace) {
-  const auto table = MountRecords::parse(
-      "7 1 0:5 / /v rw - ext4 a rw\n8 7 0:6 / /v rw - fuse.quillbrook /v rw\n9 1 0:7 / /v/w rw - tmpfs b rw\n");
-  ASSERT_EQ(table.size(), 3U);
-  EXPECT_EQ(MountRecords::at(table, FilePath("/v")), &table[1]);
-  EXPECT_EQ(MountRecords::at(table, FilePath("/v/")), nullptr);
-  EXPECT_TRUE(MountRecords::isVolume(table[1]));
-  EXPECT_FALSE(MountRecords::isVolume(table[2]));
+TEST(MountedVolumesTests, FindsTheVolumeThatAProgramMeets) {
+  const auto volumes = MountedVolumes::parse(
+      "7 1 0:5 / /v rw - ext4 a rw\n8 7 0:6 / /v rw - fuse.quillbrook /v rw\n"
+      "9 1 0:7 / /w rw - fuse.quillbrook /w rw\n10 1 0:8 / /w rw - tmpfs b rw\n");
+  ASSERT_EQ(volumes.size(), 2U);
+  EXPECT_EQ(MountedVolumes::at(volumes, FilePath("/v")), volumes.data());
+  EXPECT_EQ(MountedVolumes::at(volumes, FilePath("/v/")), nullptr);
+  EXPECT_EQ(MountedVolumes::at(volumes, FilePath("/w")), nullptr);
 }
 
 TEST(DaemonAddressTests, TakesNothingButAProcessAndItsDescriptor) {
@@ -80,8 +79,8 @@ TEST(FolderPathTests, ComparesWholeNames) {
 
 // What check() refuses, in a word.
 std::string refusal(const std::string& folder, const MountSurroundings& surroundings,
-                    const std::vector<MountRecord>& table, bool force) {
-  const auto allowed = MountPolicy::check(FilePath(folder), surroundings, table, force);
+                    const std::vector<MountedVolume>& volumes, bool force) {
+  const auto allowed = MountPolicy::check(FilePath(folder), surroundings, volumes, force);
   if (allowed) return "";
   if (const auto* nested = std::get_if<VolumeErrors::Nested>(&allowed.error())) {
     return nested->isInside ? "inside " + nested->volume.bytes() : "holds " + nested->volume.bytes();
@@ -146,7 +145,7 @@ TEST(MountPolicyTests, RefusesWhatTheSystemOrTheVolumeItselfNeeds) {
 }
 
 TEST(MountPolicyTests, RefusesNestedVolumesWhateverIsInsistedOn) {
-  const auto table = MountRecords::parse(
+  const auto volumes = MountedVolumes::parse(
       "1 0 0:1 / /srv/a/b rw - fuse.quillbrook /srv/a/b rw\n"
       "2 0 0:2 / /mnt/shown rw - fuse.quillbrook /srv/source rw\n"
       "3 0 0:3 / /srv/usb rw - vfat /dev/sdb1 rw\n");
@@ -158,7 +157,7 @@ TEST(MountPolicyTests, RefusesNestedVolumesWhateverIsInsistedOn) {
                         Case{"/srv/a/b/c", "inside /srv/a/b"}, Case{"/srv/a", "holds /srv/a/b"},
                         Case{"/srv/source", "served(folder: /srv/source)"}, Case{"/srv/source/x", "inside /srv/source"},
                         Case{"/mnt", "holds /mnt/shown"}, Case{"/mnt/shown/x", "inside /mnt/shown"}}) {
-    EXPECT_EQ(refusal(c.folder, {}, table, true), c.refusal) << c.folder;
+    EXPECT_EQ(refusal(c.folder, {}, volumes, true), c.refusal) << c.folder;
   }
 }
 
