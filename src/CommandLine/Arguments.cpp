@@ -105,7 +105,7 @@ class Grammar {
 
   CLI::App* addPathVerb(CLI::App& parent, const std::string& verb, const std::string& description, Make make) {
     CLI::App* app = parent.add_subcommand(verb, description);
-    app->add_option("PATH", values_.names, "Files and folders")->type_name("...");
+    app->add_option("PATH", values_.names, "Files and folders")->type_name("");
     addJson(*app);
     verbs_.push_back({app, Operands::paths, make});
     return app;
@@ -113,7 +113,7 @@ class Grammar {
 
   CLI::App* addFolderVerb(CLI::App& parent, const std::string& verb, const std::string& description, Make make) {
     CLI::App* app = parent.add_subcommand(verb, description);
-    app->add_option("DIR", values_.names, "The volume's folder")->type_name("");
+    app->add_option("DIR", values_.names, "The volume's folder")->type_name("")->expected(1);
     verbs_.push_back({app, Operands::folder, make});
     return app;
   }

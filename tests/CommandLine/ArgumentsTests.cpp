@@ -28,6 +28,7 @@ TEST(Arguments, NamesArriveAsTheyAre) {
       {{"compress", "[a,b]", "[]", "++", "\x01[x"}, {"[a,b]", "[]", "++", "\x01[x"}},
       {{"compress", "inspect", "volume", "compress"}, {"inspect", "volume", "compress"}},
       {{"compress", "--", "--help", "--", "-x", "[a]"}, {"--help", "--", "-x", "[a]"}},
+      {{"compress", "--jobs", "1", "--", "--jobs"}, {"--jobs"}},
       {{"compress", "a", "--json", "b", "--", "--json"}, {"a", "b", "--json"}},
       {{"compress", "\xff\n", "", "-", "/"}, {"\xff\n", "", "-", "/"}},
   };
@@ -56,7 +57,8 @@ TEST(Arguments, WrongUsageSaysWhatIsWrongAndWhereToLook) {
       {{"inspect", "--jobs", "2", "a"}, "--jobs"},
       {{"volume"}, "'volume' needs a verb"},
       {{"volume", "mount"}, "exactly one folder"},
-      {{"volume", "mount", "a", "b"}, "exactly one folder"},
+      {{"volume", "mount", "a", "unexpected"}, "unexpected"},
+      {{"volume", "mount", "a", "--", "b"}, "exactly one folder"},
       {{"volume", "unmount", "--force", "a"}, "quillbrookctl volume unmount --help"},
       {{"volume", "list", "a"}, "a"},
       {{"volume", "list", "--", "a"}, "no name is expected"},
@@ -116,6 +118,9 @@ TEST(Arguments, OptionsReachTheirCommands) {
           .value());
   EXPECT_TRUE(full.options.readOnly && full.options.allowOther && full.options.foreground && full.options.force);
   EXPECT_EQ(full.folder, FilePath("d"));
+  for (const Words& words : {Words{"volume", "unmount", "[v]"}, Words{"volume", "unmount", "--", "[v]"}}) {
+    EXPECT_EQ(std::get<VolumeUnmountCommand>(Arguments::parse(words).value()).folder, FilePath("[v]"));
+  }
 }
 
 }  // namespace
