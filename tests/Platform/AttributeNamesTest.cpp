@@ -27,8 +27,8 @@ TEST(AttributeNames, BothWays) {
     EXPECT_EQ(AttributeNames::hostName(c.platform), c.host);
     EXPECT_EQ(AttributeNames::platformName(c.host), c.platform);
   }
-  for (const auto* host :
-       {"user.quillbrook.state", "user.quillbrook.other", "system.posix_acl_access", "system.posix_acl_default"}) {
+  for (const auto* host : {"user.quillbrook.state", "user.quillbrook.other", "system.posix_acl_access",
+                           "system.posix_acl_default", "trusted.SGI_ACL_FILE"}) {
     EXPECT_FALSE(AttributeNames::platformName(host)) << host;
   }
   // "user.comment" would be "comment" here, so no host attribute has that name.

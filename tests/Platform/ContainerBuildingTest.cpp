@@ -128,9 +128,9 @@ TEST_F(ContainerBuilding, RefusesToLoseAnAttribute) {
   createWork(work, work);
   ASSERT_TRUE(files.setxattr(work, decmpfs, valueOf(CompressionType::lzfseAttr, "abc", lzfse("abc")), {}));
   Result<void> outcome;
-  for (int i = 0; i < 100'000 && outcome; ++i)
+  for (int i = 0; i < 200 && outcome; ++i)
     outcome = files.setxattr(work, "a" + std::to_string(i), Bytes(1000, 'x'), {});
-  if (outcome) GTEST_SKIP() << "this file system has room for any number of attributes";
+  if (outcome) GTEST_SKIP() << "this file system has room for 200 of them";
   EXPECT_EQ(files.chflags(work, UF_COMPRESSED).error(), ErrorNumber::noSpace);
   // Its inode number may come again; what is remembered of it must not.
   ASSERT_TRUE(files.unlink(work));

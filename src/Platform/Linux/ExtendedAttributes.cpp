@@ -87,7 +87,7 @@ bool isAccessListName(std::string_view name) {
 
 // Why a name without a host name cannot be set or removed.
 ErrorNumber refusal(std::string_view name) {
-  if (isAccessListName(name)) return ErrorNumber::notSupported;
+  if (AttributeNames::isAccessList(name)) return ErrorNumber::notSupported;
   return AttributeNames::isOurs("user." + std::string(name)) ? ErrorNumber::notPermitted : ErrorNumber::invalid;
 }
 
