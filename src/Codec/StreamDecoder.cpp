@@ -38,7 +38,9 @@ DecodeOutcome decodeLzvn(std::span<const std::uint8_t> source, DecodeTarget& tar
   target.next = blockTarget.next;
   switch (outcome) {
     case DecodeOutcome::complete:
-      return blockTarget.room() == 0 && share == rawBytes ? DecodeOutcome::complete : DecodeOutcome::malformed;
+      if (blockTarget.room() != 0 || share < rawBytes) return DecodeOutcome::malformed;
+      // The end opcode may come before the payload's end, so also before the end of a source that is cut short.
+      return present < payloadBytes ? DecodeOutcome::inputEnded : DecodeOutcome::complete;
     case DecodeOutcome::inputEnded:
       // A payload that is there as a whole has an end opcode.
       return present < payloadBytes ? DecodeOutcome::inputEnded : DecodeOutcome::malformed;
