@@ -77,7 +77,7 @@ TEST(ContainerDamage, CutShortAtEveryLength) {
   for (std::size_t count = 0; count < built.data.size(); ++count) {
     const MemorySource source(Bytes(built.data.begin(), built.data.begin() + static_cast<std::ptrdiff_t>(count)));
     const auto read = contentOf(source, built.state);
-    if (read) EXPECT_EQ(*read, content) << count;
+    EXPECT_EQ(read.value_or(content), content) << count;
     // Only the trailer may be missing for the content to be proved whole.
     EXPECT_EQ(read.has_value(), count >= built.data.size() - ContainerState::byteCount) << count;
     EXPECT_EQ(ContainerCheck::check(source, count, built.state),

@@ -152,12 +152,12 @@ TEST(ContainerReader, TouchesOnlyTheSpansOfTheBlock) {
   ASSERT_TRUE(reader);
   ContainerReader::Scratch scratch;
   Bytes piece(4096);
-  for (const std::uint64_t block : {50, 3, 31}) {
+  for (const auto block : {50U, 3U, 31U}) {
     source.fetched = 0;
-    ASSERT_TRUE((*reader)->read(block * 65'536 + 100, piece, scratch));
+    ASSERT_TRUE((*reader)->read(std::uint64_t{block} * 65'536 + 100, piece, scratch));
     EXPECT_LE(source.fetched, 2 * 65'536U);
     source.fetched = 0;
-    ASSERT_TRUE((*reader)->read(block * 65'536 + 9000, piece, scratch));
+    ASSERT_TRUE((*reader)->read(std::uint64_t{block} * 65'536 + 9000, piece, scratch));
     EXPECT_EQ(source.fetched, 0U) << "the last block is remembered";
   }
 }

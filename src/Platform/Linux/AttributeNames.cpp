@@ -11,7 +11,8 @@ using namespace std::string_view_literals;
 
 constexpr auto userPrefix = "user."sv;
 constexpr auto ourPrefix = "user.quillbrook."sv;
-constexpr auto accessListPrefix = "system.posix_acl_"sv;
+// The second is how xfs keeps the first, and shows it to root as well.
+constexpr std::array accessListPrefixes{"system.posix_acl_"sv, "trusted.SGI_ACL_"sv};
 constexpr std::array namespaces{userPrefix, "system."sv, "security."sv, "trusted."sv};
 
 bool beginsWithNamespace(std::string_view name) {
@@ -19,6 +20,10 @@ bool beginsWithNamespace(std::string_view name) {
 }
 
 }  // namespace
+
+bool isAccessList(std::string_view name) {
+  return std::ranges::any_of(accessListPrefixes, [name](std::string_view prefix) { return name.starts_with(prefix); });
+}
 
 bool isOurs(std::string_view hostName) {
   return hostName.starts_with(ourPrefix);
@@ -32,12 +37,12 @@ std::optional<std::string> hostName(std::string_view platformName) {
   } else if (!beginsWithNamespace(platformName)) {
     name.insert(0, userPrefix);
   }
-  if (platformName.empty() || isOurs(name) || name.starts_with(accessListPrefix)) return std::nullopt;
+  if (platformName.empty() || isOurs(name) || isAccessList(name)) return std::nullopt;
   return name;
 }
 
 std::optional<std::string_view> platformName(std::string_view hostName) {
-  if (isOurs(hostName) || hostName.starts_with(accessListPrefix)) return std::nullopt;
+  if (isOurs(hostName) || isAccessList(hostName)) return std::nullopt;
   if (!hostName.starts_with(userPrefix)) return hostName;
   const auto rest = hostName.substr(userPrefix.size());
   return beginsWithNamespace(rest) ? hostName : rest;

@@ -87,17 +87,23 @@ bool isAccessListName(std::string_view name) {
 
 // Why a name without a host name cannot be set or removed.
 ErrorNumber refusal(std::string_view name) {
-  if (isAccessListName(name)) return ErrorNumber::notSupported;
+  if (AttributeNames::isAccessList(name)) return ErrorNumber::notSupported;
   return AttributeNames::isOurs("user." + std::string(name)) ? ErrorNumber::notPermitted : ErrorNumber::invalid;
 }
 
 // ext4 keeps attributes in the inode itself while they fit there, and moves one into it when it is set, never when
-// another goes. So when the work file's marker goes, the state comes in, and the file needs no block for attributes.
+// another goes. So when the work file's marker goes, the state is set once more and comes in, and the file needs no
+// block for attributes. A value that does not change is not set at all: it is another creation time for a moment.
 void settleState(int inode) {
   const auto state = StoredState::read(inode);
   if (!state || !*state) return;
-  // Where it fails, the state stays as it is where it is.
-  [[maybe_unused]] const auto written = SystemCall::asOwner(inode, [&] { return StoredState::write(inode, **state); });
+  auto other = **state;
+  other.creationTime = Timestamp{.seconds = other.creationTime ? other.creationTime->seconds ^ 1 : 0, .nanoseconds = 0};
+  // Where the first fails, the state stays as it is where it is; the second needs no more room than the first.
+  [[maybe_unused]] const auto written = SystemCall::asOwner(inode, [&] {
+    const auto moved = StoredState::write(inode, other);
+    return moved ? StoredState::write(inode, **state) : moved;
+  });
 }
 
 Result<std::vector<char>> hostNames(const std::string& path) {

@@ -90,13 +90,15 @@ Result<void> askDaemon(const VolumePath& work, const VolumePath& target, const F
   return SystemCall::checked([&] { return ::ioctl(folder->get(), VolumeProtocol::replaceCommand, &request); });
 }
 
-// Undoes an exchange. Should another program have replaced the target in that short time, its file now stands at the
-// work name, and goes back to where that program has put it.
-void exchangeBack(const VolumePath& work, const VolumePath& target, InodeNumber workInode) {
-  if (!renameWith(work, target, RENAME_EXCHANGE)) return;
-  const auto atWork = entryInode(work);
-  if (atWork && *atWork != workInode) {
-    [[maybe_unused]] const auto returned = renameWith(work, target, RENAME_EXCHANGE);
+// Undoes an exchange that put `placed` at the target. What comes out there is `placed` again, unless another program
+// has replaced the target in that short time: then its newer file has come out, and goes back in its turn.
+void exchangeBack(const VolumePath& work, const VolumePath& target, InodeNumber placed) {
+  for (;;) {
+    const auto held = entryInode(work);
+    if (!held || !renameWith(work, target, RENAME_EXCHANGE)) return;
+    const auto cameOut = entryInode(work);
+    if (!cameOut || *cameOut == placed) return;
+    placed = *held;
   }
 }
 

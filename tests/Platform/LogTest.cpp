@@ -1,0 +1,27 @@
+// SPDX-License-Identifier: MIT
+#include <gtest/gtest.h>
+
+#include "Platform/Log.h"
+
+namespace quillbrook::test {
+namespace {
+
+TEST(Log, KeepsMessagesWithPrivateArgumentsMasked) {
+  constexpr Log log("compression");
+  log.write(LogLevel::standard, "chown failed for %{private}s: errno=%d", {"/home/someone/secret", std::int64_t{13}});
+  log.write(LogLevel::fault, "%{public}s %{private}d %{public}d 100%%", {"word", std::int64_t{1}, std::int64_t{-2}});
+  const auto entries = Log::entries();
+  ASSERT_GE(entries.size(), 2U);
+  const auto& first = entries[entries.size() - 2];
+  EXPECT_EQ(first.message, "chown failed for <private>: errno=13");
+  EXPECT_EQ(first.category, "compression");
+  EXPECT_EQ(first.level, LogLevel::standard);
+  EXPECT_EQ(entries.back().message, "word <private> -2 100%");
+  for (int i = 0; i < 10'005; ++i) log.write(LogLevel::debug, "%d", {std::int64_t{i}});
+  EXPECT_EQ(Log::entries().size(), 10'000U);
+  EXPECT_EQ(Log::entries().front().message, "5");
+  EXPECT_EQ(Log::entries().back().message, "10004");
+}
+
+}  // namespace
+}  // namespace quillbrook::test
