@@ -15,3 +15,7 @@ if(QUILLBROOK_SANITIZE)
   add_compile_options(-fsanitize=${QUILLBROOK_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
   add_link_options(-fsanitize=${QUILLBROOK_SANITIZE})
 endif()
+if(QUILLBROOK_FUZZ)
+  # Coverage of the libraries too: without it libFuzzer is blind to all but the target's own file.
+  add_compile_options(-fsanitize=fuzzer-no-link)
+endif()

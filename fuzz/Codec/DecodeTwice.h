@@ -13,7 +13,7 @@
 // the address sanitizer sees the first byte too far. `decode` takes a destination and a source and returns a count.
 template <typename Decode>
 void decodeTwice(std::span<const std::uint8_t> input, Decode decode) {
-  constexpr std::size_t roomy = 1 << 18;
+  constexpr std::size_t roomy = 1 << 14;
   const std::vector<std::uint8_t> source(input.begin(), input.end());
   std::vector<std::uint8_t> large(roomy);
   const std::size_t count = decode(std::span(large), std::span(source));

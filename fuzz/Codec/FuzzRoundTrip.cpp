@@ -13,7 +13,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   using namespace quillbrook;
   if (size == 0) return 0;
   std::vector<std::uint8_t> content;
-  for (unsigned i = 0; i <= data[0] && content.size() < 200'000; ++i) {
+  for (unsigned i = 0; i <= data[0] && content.size() < 100'000; ++i) {
     content.insert(content.end(), data + 1, data + size);
     if (!content.empty()) content.back() = static_cast<std::uint8_t>(content.back() + i);
   }

@@ -19,8 +19,8 @@ std::size_t compression_encode_scratch_buffer_size(compression_algorithm algorit
 // it does not fit into `destination`, if memory is short or if the algorithm is unknown; the content of `destination`
 // is unspecified then.
 //
-// `source.size() + 64` bytes always suffice, whatever the content. The two buffers must not overlap. `scratch` may be
-// empty or too small: the function then allocates what it needs for the time of the call. Without state; any thread.
+// `source.size() + 64` bytes suffice for any content of up to 16 GiB. The two buffers must not overlap. `scratch` may
+// be empty or too small: the function then allocates what it needs for the time of the call. Without state; any thread.
 std::size_t compression_encode_buffer(std::span<std::uint8_t> destination, std::span<const std::uint8_t> source,
                                       std::span<std::uint8_t> scratch, compression_algorithm algorithm) noexcept;
 

@@ -23,16 +23,17 @@ class BlockWriter {
 
   // False if the block does not fit.
   bool write(const Block& block) {
-    // What storing the block takes: its bytes, and a header unless the block before is stored too and can be extended.
-    // Each new header is earned by a block that would have extended a stored one and saved more than that, so stored
-    // blocks never add more than three headers to a stream: one at first, one by the rule for the first block.
+    // A compressed form must be shorter than what storing the block adds to the stream: its bytes, less a header if a
+    // stored block in front could be extended, since the next one to be stored would need a new header. The first block
+    // is compared with a stored one as it stands. So compressed blocks save at least 1 byte each, and 9 where they end
+    // a stored run; only the first may cost up to 7. Whatever the content, all headers together then add no more than
+    // 7, 8 for the first stored run and the end marker: far below the 64 bytes that callers leave.
     const std::size_t raw = block.raw().size();
-    const bool first = size_ == 0;
-    const std::size_t stored = storedAt_ != none ? raw - std::min(raw, storedHeaderBytes)
-                               : first           ? raw + storedHeaderBytes
-                                                 : raw;
+    std::size_t stored = raw;
+    if (size_ == 0) stored += storedHeaderBytes;
+    if (storedAt_ != none) stored -= std::min(raw, storedHeaderBytes);
     const std::span<std::uint8_t> room = destination_.subspan(size_);
-    const std::size_t limit = std::min(room.size(), stored - std::min<std::size_t>(stored, 1));
+    const std::size_t limit = std::min(room.size(), stored == 0 ? 0 : stored - 1);
     std::size_t written = LzfseEncoder::encode(room.first(limit), block, sourceEnd_, memory_);
     written = writeLzvnIfShorter(block, room.first(written == 0 ? limit : written - 1), written);
     if (written == 0) return writeStored(block.raw());

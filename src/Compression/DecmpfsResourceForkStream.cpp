@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include <algorithm>
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -45,7 +46,7 @@ class BlockEncoder {
       return std::unexpected(LZFSEError(DecodeFailed{.expectedBytes = static_cast<std::int64_t>(block.size()),
                                                      .gotBytes = static_cast<std::int64_t>(count)}));
     }
-    if (!std::ranges::equal(decoded, block)) {
+    if (std::memcmp(decoded.data(), block.data(), block.size()) != 0) {
       return std::unexpected(FileCompressionError(RoundtripVerificationFailed{source}));
     }
     return chunk;

