@@ -1,0 +1,72 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <sys/types.h>
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "Platform/FilePath.h"
+
+namespace quillbrook {
+
+// A folder of its own for each test, gone at the end.
+class TemporaryFolder {
+ public:
+  TemporaryFolder();
+  ~TemporaryFolder();
+  TemporaryFolder(const TemporaryFolder&) = delete;
+  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
+  [[nodiscard]] const std::string& path() const { return path_; }
+
+ private:
+  std::string path_;
+};
+
+// A volume mounted in place over a folder by the daemon program, in the foreground, watched to its end.
+class MountedFolder {
+ public:
+  // Why there can be no mount here; nothing if there can.
+  static std::optional<std::string> obstacle();
+
+  explicit MountedFolder(std::string source, std::vector<std::string> arguments = {});
+  // Ends the daemon as stop() does, if that has not been done.
+  ~MountedFolder();
+  MountedFolder(const MountedFolder&) = delete;
+  MountedFolder& operator=(const MountedFolder&) = delete;
+
+  // Asks the daemon to end, and waits. Its exit code, and a failed expectation if it said anything.
+  int stop();
+  // Ends it as a crash does, and clears the dead mount away.
+  void kill();
+
+  [[nodiscard]] bool isMounted() const { return isMounted_; }
+  [[nodiscard]] std::string at(const std::string& name) const { return source_ + "/" + name; }
+  [[nodiscard]] const std::string& source() const { return source_; }
+  // The same file beneath the mount.
+  [[nodiscard]] std::string backing(const std::string& name) const;
+  // Of the daemon.
+  [[nodiscard]] std::vector<std::string> openFiles() const;
+
+ private:
+  std::string source_;
+  std::string log_;
+  pid_t daemon_ = -1;
+  bool isMounted_ = false;
+};
+
+namespace Content {
+
+// Text that compresses, the same for the same seed.
+[[nodiscard]] std::string text(std::size_t byteCount, unsigned seed = 1);
+void write(const std::string& path, const std::string& bytes);
+[[nodiscard]] std::string read(const std::string& path);
+// By the engine; fails the test if it does not succeed.
+void compress(const std::string& path);
+[[nodiscard]] bool isCompressed(const std::string& path);
+
+}  // namespace Content
+
+}  // namespace quillbrook

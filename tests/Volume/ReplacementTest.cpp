@@ -1,0 +1,215 @@
+// SPDX-License-Identifier: MIT
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/ioctl.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <cstring>
+#include <functional>
+#include <thread>
+
+#include "Compression/FileCompressor.h"
+#include "MountedFolder.h"
+#include "Platform/Linux/FileDescriptor.h"
+#include "Platform/Linux/VolumeProtocol.h"
+
+namespace quillbrook {
+namespace {
+
+using VolumeProtocol::ReplaceRequest;
+
+class ReplacementTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    if (const auto obstacle = MountedFolder::obstacle()) GTEST_SKIP() << *obstacle;
+    mounted_.emplace(source_.path());
+    ASSERT_TRUE(mounted_->isMounted());
+  }
+
+  // What replaces "f" by "work", as both stand now.
+  ReplaceRequest request() {
+    ReplaceRequest result{};
+    struct stat backing{};
+    struct stat shown{};
+    EXPECT_EQ(stat(mounted_->backing("f").c_str(), &backing), 0);
+    EXPECT_EQ(stat(mounted_->at("f").c_str(), &shown), 0);
+    result.device = backing.st_dev;
+    result.inode = backing.st_ino;
+    result.logicalSize = shown.st_size;
+    result.modificationSeconds = backing.st_mtim.tv_sec;
+    result.modificationNanoseconds = static_cast<std::uint32_t>(backing.st_mtim.tv_nsec);
+    std::strcpy(result.work, "work");
+    std::strcpy(result.target, "f");
+    return result;
+  }
+  // 0 or the error's number.
+  int send(const ReplaceRequest& request) {
+    const FileDescriptor folder(open(mounted_->source().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    return ioctl(folder.get(), VolumeProtocol::replaceCommand, &request) == 0 ? 0 : errno;
+  }
+
+  const TemporaryFolder source_;
+  std::optional<MountedFolder> mounted_;
+};
+
+TEST_F(ReplacementTest, RefusesWhatIsNotTheExpectedFileOrInUse) {
+  const std::string bytes = Content::text(50'000);
+  Content::write(mounted_->at("f"), bytes);
+  Content::write(mounted_->backing("work"), bytes);
+  struct Case {
+    const char* name;
+    std::function<void(ReplaceRequest&)> spoil;
+    int expected;
+  };
+  const std::vector<Case> cases{
+      {"inode", [](auto& r) { ++r.inode; }, EBUSY},
+      {"device", [](auto& r) { ++r.device; }, EBUSY},
+      {"size", [](auto& r) { ++r.logicalSize; }, EBUSY},
+      {"time", [](auto& r) { r.modificationNanoseconds ^= 1U; }, EBUSY},
+      {"itself", [](auto& r) { std::strcpy(r.work, "f"); }, EBUSY},
+      {"no work file", [](auto& r) { std::strcpy(r.work, "none"); }, ENOENT},
+      {"path", [](auto& r) { std::strcpy(r.work, "./work"); }, EINVAL},
+      {"dots", [](auto& r) { std::strcpy(r.target, ".."); }, EINVAL},
+      {"hidden", [](auto& r) { std::strcpy(r.work, ".quillbrook-volume"); }, EINVAL},
+      {"unended name", [](auto& r) { std::ranges::fill(r.work, 'w'); }, EINVAL},
+  };
+  for (const Case& one : cases) {
+    ReplaceRequest spoiled = request();
+    one.spoil(spoiled);
+    EXPECT_EQ(send(spoiled), one.expected) << one.name;
+  }
+  {
+    const FileDescriptor writer(open(mounted_->at("f").c_str(), O_WRONLY | O_CLOEXEC));
+    EXPECT_EQ(send(request()), EBUSY) << "open for writing";
+  }
+  {
+    FileDescriptor writer(open(mounted_->at("f").c_str(), O_RDWR | O_CLOEXEC));
+    void* map = mmap(nullptr, 4096, PROT_READ | PROT_WRITE, MAP_SHARED, writer.get(), 0);
+    writer.reset();
+    EXPECT_EQ(send(request()), EBUSY) << "mapped for writing, and closed";
+    munmap(map, 4096);
+  }
+  ASSERT_EQ(link(mounted_->at("f").c_str(), mounted_->at("g").c_str()), 0);
+  EXPECT_EQ(send(request()), EBUSY) << "two names";
+  EXPECT_EQ(Content::read(mounted_->at("f")), bytes);
+  EXPECT_EQ(access(mounted_->backing("work").c_str(), F_OK), 0);
+}
+
+TEST_F(ReplacementTest, ReadersGoOnAndTheOldInodeIsFreeAtOnce) {
+  const std::string bytes = Content::text(500'000);
+  const std::string path = mounted_->at("f");
+  Content::write(path, bytes);
+  Content::compress(path);
+  // A compressed file is read by way of the daemon, so its readers can be moved.
+  const FileDescriptor reader(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  char byte = 0;
+  ASSERT_EQ(pread(reader.get(), &byte, 1, 0), 1);
+  struct stat before{};
+  ASSERT_EQ(fstat(reader.get(), &before), 0);
+  const auto result = FileCompressor::decompress(FilePath(path));
+  ASSERT_TRUE(result) << describe(result.error());
+  std::string seen(bytes.size(), '\0');
+  EXPECT_EQ(pread(reader.get(), seen.data(), seen.size(), 0), static_cast<ssize_t>(seen.size()));
+  EXPECT_EQ(seen, bytes);
+  struct stat after{};
+  ASSERT_EQ(fstat(reader.get(), &after), 0);
+  EXPECT_EQ(after.st_ino, before.st_ino);
+  for (const std::string& target : mounted_->openFiles()) {
+    EXPECT_EQ(target.find("(deleted)"), std::string::npos) << target;
+  }
+  Content::compress(path);
+  EXPECT_EQ(pread(reader.get(), seen.data(), seen.size(), 0), static_cast<ssize_t>(seen.size()));
+  EXPECT_EQ(seen, bytes);
+}
+
+// A number that a replacement has freed may come back with a new file: no two files may show the same.
+TEST_F(ReplacementTest, NumbersStayAndAreUnique) {
+  for (int round = 0; round < 40; ++round) {
+    const std::string path = mounted_->at("f" + std::to_string(round));
+    Content::write(path, Content::text(20'000));
+    struct stat before{};
+    ASSERT_EQ(stat(path.c_str(), &before), 0);
+    Content::compress(path);
+    struct stat after{};
+    ASSERT_EQ(stat(path.c_str(), &after), 0);
+    ASSERT_EQ(after.st_ino, before.st_ino);
+  }
+  std::vector<ino_t> numbers;
+  for (int round = 0; round < 40; ++round) {
+    struct stat status{};
+    ASSERT_EQ(stat(mounted_->at("f" + std::to_string(round)).c_str(), &status), 0);
+    numbers.push_back(status.st_ino);
+  }
+  std::ranges::sort(numbers);
+  EXPECT_EQ(std::ranges::adjacent_find(numbers), numbers.end());
+}
+
+// Writers of every kind against compress and decompress loops: every byte for which a call returned must be there.
+TEST_F(ReplacementTest, NothingWrittenIsLostWhileFilesAreSwapped) {
+  constexpr int rounds = 60;
+  const std::string base = Content::text(40'000);
+  for (const char* name : {"append", "map", "rename0", "count"}) Content::write(mounted_->at(name), base);
+  std::atomic<bool> isOver = false;
+  std::atomic<std::size_t> appended = 0;
+  std::atomic<std::size_t> counted = 0;
+  std::vector<std::jthread> workers;
+  workers.emplace_back([&] {  // opens, appends, closes
+    for (; !isOver; ++appended) {
+      const FileDescriptor file(open(mounted_->at("append").c_str(), O_WRONLY | O_APPEND | O_CLOEXEC));
+      EXPECT_EQ(write(file.get(), "0123456789", 10), 10);
+      std::this_thread::yield();
+    }
+  });
+  std::string mapped = base;
+  workers.emplace_back([&] {  // maps, changes, unmaps
+    for (std::size_t at = 0; !isOver; at = (at + 4099) % base.size()) {
+      const FileDescriptor file(open(mounted_->at("map").c_str(), O_RDWR | O_CLOEXEC));
+      void* map = mmap(nullptr, base.size(), PROT_READ | PROT_WRITE, MAP_SHARED, file.get(), 0);
+      ASSERT_NE(map, MAP_FAILED);
+      mapped[at] = static_cast<char*>(map)[at] = 'M';
+      munmap(map, base.size());
+    }
+  });
+  std::atomic<int> renames = 0;
+  workers.emplace_back([&] {  // renames, and replaces by what was written anew
+    for (; !isOver; ++renames) {
+      const std::string to = mounted_->at("rename" + std::to_string(renames + 1));
+      EXPECT_EQ(rename(mounted_->at("rename" + std::to_string(renames)).c_str(), to.c_str()), 0);
+    }
+  });
+  workers.emplace_back([&] {  // truncates and writes anew, a number that must be the last one
+    for (; !isOver; ++counted) Content::write(mounted_->at("count"), base + std::to_string(counted + 1));
+  });
+  workers.emplace_back([&] {  // reads all the while
+    while (!isOver) {
+      const std::string seen = Content::read(mounted_->at("append"));
+      EXPECT_EQ(seen.substr(0, base.size()), base);
+    }
+  });
+  int swaps = 0;
+  for (int round = 0; round < rounds; ++round) {
+    for (const std::string name :
+         {std::string("append"), std::string("map"), "rename" + std::to_string(renames), std::string("count")}) {
+      swaps += FileCompressor::compress(FilePath(mounted_->at(name))) ? 1 : 0;
+      swaps += FileCompressor::decompress(FilePath(mounted_->at(name))) ? 1 : 0;
+    }
+  }
+  isOver = true;
+  workers.clear();
+  std::string expected = base;
+  for (std::size_t count = 0; count < appended; ++count) expected += "0123456789";
+  EXPECT_TRUE(Content::read(mounted_->at("append")) == expected);
+  EXPECT_TRUE(Content::read(mounted_->at("map")) == mapped);
+  EXPECT_TRUE(Content::read(mounted_->at("rename" + std::to_string(renames))) == base);
+  EXPECT_EQ(Content::read(mounted_->at("count")).substr(base.size()), std::to_string(counted));
+  RecordProperty("swaps", swaps);
+  EXPECT_GT(appended, 0U);
+}
+
+}  // namespace
+}  // namespace quillbrook
