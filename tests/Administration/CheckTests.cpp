@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <map>
+#include <set>
 #include <string>
 
 #include "OrdinaryUser.h"
@@ -153,6 +154,34 @@ TEST(FolderWalkTests, ComesBackFromGreatDepth) {
                          ErrorNumber reason) { ADD_FAILURE() << unread.displayText() << ": " << reason.text(); }};
   EXPECT_TRUE(FolderWalk::walk(root.get(), tree.folder(), visitor));
   EXPECT_EQ(files, 2 * depth);
+}
+
+// A folder moved away from under the walk hides nothing silently.
+TEST(FolderWalkTests, TellsWhatItCouldNotComeBackTo) {
+  const SourceTree tree;
+  constexpr int depth = 80;
+  std::vector<std::string> levels{""};
+  for (int i = 0; i < depth; ++i) levels.push_back(levels.back() + "m/");
+  for (const std::string& level : levels) {
+    tree.makeFolder(level + "z");
+    tree.write(level + "z/file", "x");
+  }
+  tree.write(levels.back() + "deepest", "x");
+  tree.makeFolder("elsewhere");
+  std::set<std::string> seen;
+  const std::size_t prefix = tree.folder().bytes().size() + 1;
+  const FileDescriptor root(::open(tree.folder().c_str(), O_RDONLY | O_DIRECTORY));
+  const FolderWalk::Visitor visitor{
+      .onFile =
+          [&](const WalkedFile& file) {
+            seen.insert(file.path.bytes().substr(prefix));
+            if (std::string_view(file.name) != "deepest") return;
+            ASSERT_EQ(::rename(tree.path("m/m/m").c_str(), tree.path("elsewhere/m").c_str()), 0);
+          },
+      .onUnreadable = [&](const FilePath& path,
+                          ErrorNumber) { seen.insert((path.bytes() + "/z/file").substr(prefix)); }};
+  EXPECT_TRUE(FolderWalk::walk(root.get(), tree.folder(), visitor));
+  for (const std::string& level : levels) EXPECT_TRUE(seen.contains(level + "z/file")) << level.size() / 2;
 }
 
 TEST(FolderWalkTests, TellsWhatItCannotReadAndStaysInside) {

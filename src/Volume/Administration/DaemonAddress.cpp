@@ -4,6 +4,7 @@
 #include <sys/xattr.h>
 
 #include <array>
+#include <cerrno>
 #include <cstddef>
 #include <string>
 
@@ -34,6 +35,11 @@ Result<DaemonAddress> DaemonAddress::ask(const FilePath& mountPoint) {
   const auto address = parse(std::string_view(value.data(), static_cast<std::size_t>(length)));
   if (!address) return std::unexpected(ErrorNumber::invalid);
   return *address;
+}
+
+// The second is what a request gets that was under way at that moment.
+bool DaemonAddress::hasDied(ErrorNumber reason) {
+  return reason.value == ENOTCONN || reason.value == ECONNABORTED;
 }
 
 }  // namespace quillbrook

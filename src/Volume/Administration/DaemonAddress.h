@@ -20,8 +20,11 @@ struct DaemonAddress {
   // Nothing for what has not that shape.
   [[nodiscard]] static std::optional<DaemonAddress> parse(std::string_view attribute);
 
-  // Asks the volume that is mounted there. ENOTCONN: its daemon has died.
+  // Asks the volume that is mounted there.
   [[nodiscard]] static Result<DaemonAddress> ask(const FilePath& mountPoint);
+
+  // Whether ask() failed because nobody serves the mount any more.
+  [[nodiscard]] static bool hasDied(ErrorNumber reason);
 };
 
 }  // namespace quillbrook

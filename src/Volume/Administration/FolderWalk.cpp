@@ -76,11 +76,10 @@ class Walk {
         status.st_ino == level.inode) {
       return;
     }
-    // Somebody moved the folder below away: what was not visited yet cannot be reached from here.
-    if (!level.folders.empty()) visitor_.onUnreadable(level.path, ErrorNumber{ESTALE});
-    level.folders.clear();
-    // Its own descriptor leads further up only if it is still where it was.
-    if (!level.folder.isOpen()) levels_.clear();
+    // Somebody moved the folder below away: what is left further up cannot be reached from here.
+    for (; !levels_.empty(); levels_.pop_back()) {
+      if (!levels_.back().folders.empty()) visitor_.onUnreadable(levels_.back().path, ErrorNumber{ESTALE});
+    }
   }
 
   void list(Level& level, bool isRoot) {

@@ -57,7 +57,7 @@ std::expected<bool, VolumeError> MountDetach::clearStale(const FilePath& folder)
     if (!volumes) return MountedVolumes::failure(volumes.error());
     if (MountedVolumes::at(*volumes, folder) == nullptr) return cleared;
     const auto address = DaemonAddress::ask(folder);
-    if (address || address.error().value != ENOTCONN) return cleared;
+    if (address || !DaemonAddress::hasDied(address.error())) return cleared;
     if (const auto detached = detachIn(folder, Manner::lazily); !detached) return std::unexpected(detached.error());
     cleared = true;
   }

@@ -41,7 +41,7 @@ class Check {
       return std::unexpected(VolumeErrors::Stopped{});
     }
     // A daemon at work makes and removes copies all the time.
-    if (!source_.isMounted) reportOrphans();
+    if (!source_.isServed) reportOrphans();
     return result_;
   }
 
@@ -59,7 +59,7 @@ class Check {
 
   void visit(const WalkedFile& file) {
     if (file.status.st_nlink > 1 && !linked_.insert(file.status.st_ino).second) return;
-    // Beneath a mount a file may be swapped or turned back while it is examined. What was found counts only if the
+    // Beneath a daemon a file may be swapped or turned back while it is examined. What was found counts only if the
     // inode was not changed in between; a file that never rests is not judged.
     constexpr int attempts = 10;
     for (int i = 0; i < attempts; ++i) {
@@ -72,7 +72,7 @@ class Check {
       }
       const auto found = examineStoredFile(source_.descriptor.get(), opened.get(), file.name, stop_);
       if (!found && found.error() == ErrorNumber::cancelled) return;
-      if (source_.isMounted && (::fstat(opened.get(), &after) != 0 || !isSameMoment(before.st_ctim, after.st_ctim))) {
+      if (source_.isServed && (::fstat(opened.get(), &after) != 0 || !isSameMoment(before.st_ctim, after.st_ctim))) {
         continue;
       }
       ++result_.files;
@@ -87,7 +87,7 @@ class Check {
   void judge(const WalkedFile&, const StoredFiles::Ordinary&) {}
 
   void judge(const WalkedFile& file, const StoredFiles::WorkFile&) {
-    if (!source_.isMounted) report(file.path, Kind::workFile, {});
+    if (!source_.isServed) report(file.path, Kind::workFile, {});
   }
 
   void judge(const WalkedFile& file, const StoredFiles::Redone& stored) {

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "Volume/Administration/VolumeList.h"
 
-#include <cerrno>
-
 #include "Volume/Administration/DaemonAddress.h"
 #include "Volume/Administration/MountedVolumes.h"
 
@@ -23,7 +21,7 @@ Result<std::vector<VolumeListing>> VolumeList::read() {
                          .condition = VolumeListing::Condition::alive};
     if (const auto address = DaemonAddress::ask(mount.mountPoint)) {
       volume.daemon = address->process;
-    } else if (address.error().value == ENOTCONN) {
+    } else if (DaemonAddress::hasDied(address.error())) {
       volume.condition = VolumeListing::Condition::stale;
     } else {
       volume.condition = VolumeListing::Condition::closed;

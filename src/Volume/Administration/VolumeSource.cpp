@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 
 #include "Volume/Administration/DaemonAddress.h"
@@ -41,11 +42,12 @@ std::expected<VolumeSource, VolumeError> VolumeSource::open(const FilePath& fold
   if (mount != nullptr) {
     auto source = beneath(*mount);
     if (!source) return std::unexpected(std::move(source.error()));
-    return VolumeSource{.folder = *resolved, .descriptor = std::move(*source), .isMounted = true};
+    return VolumeSource{.folder = *resolved, .descriptor = std::move(*source), .isServed = true};
   }
   FileDescriptor source(::open(resolved->c_str(), folderFlags));
   if (!source.isOpen()) return std::unexpected(VolumeErrors::NotAFolder{*resolved, ErrorNumber{errno}});
-  return VolumeSource{.folder = *resolved, .descriptor = std::move(source), .isMounted = false};
+  const bool isServed = std::ranges::find(*volumes, *resolved, &MountedVolume::source) != volumes->end();
+  return VolumeSource{.folder = *resolved, .descriptor = std::move(source), .isServed = isServed};
 }
 
 }  // namespace quillbrook

@@ -13,7 +13,7 @@ namespace quillbrook {
 struct VolumeSource {
   FilePath folder;  // resolved, as the person knows it
   FileDescriptor descriptor;
-  bool isMounted = false;
+  bool isServed = false;  // a daemon is at work in it, whose volume is mounted here or elsewhere
 
   // Beneath the mount if a volume is mounted at `folder`, else the folder itself. NotAFolder; ForeignMount for a
   // volume of neither the caller nor root, whose word is not taken; SystemFailure if its daemon has died.
