@@ -40,7 +40,7 @@ void KindTotals::add(const FilePath& path, std::int64_t bytesBefore, std::int64_
 std::vector<KindTotals::Row> KindTotals::rows(std::size_t limit) const {
   std::vector<Row> rows;
   for (const auto& [kind, row] : kinds_) rows.push_back(row);
-  std::ranges::stable_sort(rows, std::ranges::greater{}, &Row::saved);
+  std::ranges::sort(rows, {}, [](const Row& row) { return std::pair(-row.saved(), std::string_view(row.kind)); });
   Row others = rest_;
   for (std::size_t i = limit; i < rows.size(); ++i) addTo(others, rows[i]);
   rows.resize(std::min(limit, rows.size()));

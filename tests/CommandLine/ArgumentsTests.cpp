@@ -57,7 +57,7 @@ TEST(Arguments, WrongUsageSaysWhatIsWrongAndWhereToLook) {
       {{"inspect", "--jobs", "2", "a"}, "--jobs"},
       {{"volume"}, "'volume' needs a verb"},
       {{"volume", "mount"}, "exactly one folder"},
-      {{"volume", "mount", "a", "unexpected"}, "unexpected"},
+      {{"volume", "mount", "a", "b"}, "DIR"},
       {{"volume", "mount", "a", "--", "b"}, "exactly one folder"},
       {{"volume", "unmount", "--force", "a"}, "quillbrookctl volume unmount --help"},
       {{"volume", "list", "a"}, "a"},
