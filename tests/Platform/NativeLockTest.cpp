@@ -2,6 +2,7 @@
 #include <sys/file.h>
 #include <sys/mman.h>
 
+#include <stdexcept>
 #include <thread>
 
 #include "NativeFixture.h"
@@ -51,7 +52,7 @@ class NativeLock : public NativeFixture {
  protected:
   static std::unique_ptr<LockableFile> opened(const FilePath& file) {
     auto lock = FileSystem::native().openForLocking(file);
-    EXPECT_TRUE(lock);
+    if (!lock) throw std::runtime_error("open: " + lock.error().text());
     return std::move(*lock);
   }
 };

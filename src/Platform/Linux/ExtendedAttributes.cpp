@@ -81,10 +81,6 @@ Result<std::size_t> getPayload(int inode, std::string_view name, const Container
   return byteCount;
 }
 
-bool isAccessListName(std::string_view name) {
-  return name.starts_with("system.posix_acl_");
-}
-
 // Why a name without a host name cannot be set or removed.
 ErrorNumber refusal(std::string_view name) {
   if (AttributeNames::isAccessList(name)) return ErrorNumber::notSupported;
