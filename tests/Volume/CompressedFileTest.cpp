@@ -247,10 +247,7 @@ TEST_P(CompressedFileTest, DamageIsAnErrorAndNeverWrongBytes) {
 
 // With the kernel's passthrough for ordinary files, and without.
 INSTANTIATE_TEST_SUITE_P(Owners, CompressedFileTest,
-                         testing::Values(MountedFolder::Owner::caller, MountedFolder::Owner::nobody),
-                         [](const auto& info) {
-                           return info.param == MountedFolder::Owner::nobody ? "nobody" : "caller";
-                         });
+                         testing::Values(MountedFolder::Owner::caller, MountedFolder::Owner::nobody), ownerName);
 
 }  // namespace
 }  // namespace quillbrook

@@ -262,9 +262,7 @@ TEST_P(ModelTest, TheMountHoldsWhatWasDoneToIt) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Owners, ModelTest, testing::Values(MountedFolder::Owner::caller, MountedFolder::Owner::nobody),
-                         [](const auto& info) {
-                           return info.param == MountedFolder::Owner::nobody ? "nobody" : "caller";
-                         });
+                         ownerName);
 
 }  // namespace
 }  // namespace quillbrook

@@ -158,6 +158,10 @@ std::vector<MountedFolder::OpenFile> MountedFolder::openFiles() const {
   return files;
 }
 
+std::string ownerName(const testing::TestParamInfo<MountedFolder::Owner>& owner) {
+  return owner.param == MountedFolder::Owner::nobody ? "nobody" : "caller";
+}
+
 namespace Content {
 
 std::string text(std::size_t byteCount, unsigned seed) {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <gtest/gtest.h>
 #include <sys/types.h>
 
 #include <cstdint>
@@ -68,6 +69,9 @@ class MountedFolder {
   pid_t daemon_ = -1;
   bool isMounted_ = false;
 };
+
+// For the names of tests that run for several owners.
+[[nodiscard]] std::string ownerName(const testing::TestParamInfo<MountedFolder::Owner>& owner);
 
 namespace Content {
 

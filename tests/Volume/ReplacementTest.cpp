@@ -213,10 +213,7 @@ TEST_P(ReplacementTest, NothingWrittenIsLostWhileFilesAreSwapped) {
 
 // With the kernel's passthrough for ordinary files, and without.
 INSTANTIATE_TEST_SUITE_P(Owners, ReplacementTest,
-                         testing::Values(MountedFolder::Owner::caller, MountedFolder::Owner::nobody),
-                         [](const auto& info) {
-                           return info.param == MountedFolder::Owner::nobody ? "nobody" : "caller";
-                         });
+                         testing::Values(MountedFolder::Owner::caller, MountedFolder::Owner::nobody), ownerName);
 
 }  // namespace
 }  // namespace quillbrook

@@ -130,7 +130,6 @@ Result<void> replace(Volume& volume, Node& folder, int descriptor, Node& target,
                                           .nanoseconds = workStatus.st_mtim.tv_nsec,
                                           .byteCount = *byteCount};
   }
-  volume.notifier.attributesChanged(volume.number(target));
   volume.notifier.nameChanged(volume.number(folder), request.work);
   return {};
 }
@@ -160,8 +159,13 @@ Result<void> perform(Volume& volume, Node& folder, const VolumeProtocol::Replace
   const HeldNode work(volume, workEntry->node);
   if (&target.get() == &work.get()) return std::unexpected(ErrorNumber::busy);
 
-  const ReplacementLocks locks(target.get(), work.get(), folder);
-  return replace(volume, folder, descriptor, target.get(), work.get(), request);
+  const auto done = [&] {
+    const ReplacementLocks locks(target.get(), work.get(), folder);
+    return replace(volume, folder, descriptor, target.get(), work.get(), request);
+  }();
+  // Before the answer, so that whoever asked for it sees the new block count.
+  if (done) volume.notifier.forgetAttributes(volume.number(target.get()));
+  return done;
 }
 
 }  // namespace quillbrook::Replacement
