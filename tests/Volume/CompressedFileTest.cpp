@@ -19,11 +19,11 @@ namespace {
 
 constexpr std::size_t byteCount = 300'000;
 
-class CompressedFileTest : public testing::Test {
+class CompressedFileTest : public testing::TestWithParam<MountedFolder::Owner> {
  protected:
   void SetUp() override {
-    if (const auto obstacle = MountedFolder::obstacle()) GTEST_SKIP() << *obstacle;
-    mounted_.emplace(source_.path());
+    if (const auto obstacle = MountedFolder::obstacle(GetParam())) GTEST_SKIP() << *obstacle;
+    mounted_.emplace(source_.path(), std::vector<std::string>(), GetParam());
     ASSERT_TRUE(mounted_->isMounted());
   }
   // A compressed file with these bytes.
@@ -45,7 +45,7 @@ struct stat statusOf(const std::string& path) {
   return status;
 }
 
-TEST_F(CompressedFileTest, LooksLikeTheFileThatItIs) {
+TEST_P(CompressedFileTest, LooksLikeTheFileThatItIs) {
   const std::string bytes = Content::text(byteCount);
   const std::string path = mounted_->at("f");
   Content::write(path, bytes);
@@ -72,7 +72,7 @@ TEST_F(CompressedFileTest, LooksLikeTheFileThatItIs) {
   EXPECT_TRUE(Content::isCompressed(path));
 }
 
-TEST_F(CompressedFileTest, ReadsAnywhere) {
+TEST_P(CompressedFileTest, ReadsAnywhere) {
   const std::string bytes = Content::text(byteCount);
   const std::string path = make("f", bytes);
   const FileDescriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
@@ -94,7 +94,7 @@ TEST_F(CompressedFileTest, ReadsAnywhere) {
 }
 
 // Every way to change content makes the file an ordinary one with exactly that change.
-TEST_F(CompressedFileTest, ChangesAsAnOrdinaryFile) {
+TEST_P(CompressedFileTest, ChangesAsAnOrdinaryFile) {
   const std::string bytes = Content::text(byteCount);
   struct Case {
     const char* name;
@@ -158,7 +158,7 @@ TEST_F(CompressedFileTest, ChangesAsAnOrdinaryFile) {
   }
 }
 
-TEST_F(CompressedFileTest, StaysCompressedWhileOnlyItsNamesAndAttributesChange) {
+TEST_P(CompressedFileTest, StaysCompressedWhileOnlyItsNamesAndAttributesChange) {
   const std::string bytes = Content::text(byteCount);
   const std::string path = make("f", bytes);
   const std::string other = mounted_->at("g");
@@ -176,7 +176,7 @@ TEST_F(CompressedFileTest, StaysCompressedWhileOnlyItsNamesAndAttributesChange) 
   EXPECT_EQ(Content::read(other), "short");
 }
 
-TEST_F(CompressedFileTest, OpeningForWritingAloneKeepsContentAndTimes) {
+TEST_P(CompressedFileTest, OpeningForWritingAloneKeepsContentAndTimes) {
   const std::string path = make("f", Content::text(byteCount));
   ASSERT_EQ(chmod(path.c_str(), 04755), 0);
   const struct stat before = statusOf(path);
@@ -190,7 +190,7 @@ TEST_F(CompressedFileTest, OpeningForWritingAloneKeepsContentAndTimes) {
   EXPECT_EQ(after.st_mode, before.st_mode);
 }
 
-TEST_F(CompressedFileTest, RunsOfZerosComeBackAsHoles) {
+TEST_P(CompressedFileTest, RunsOfZerosComeBackAsHoles) {
   std::string bytes = Content::text(100'000);
   bytes.resize(2'000'000, '\0');
   const std::string path = make("f", bytes);
@@ -201,7 +201,7 @@ TEST_F(CompressedFileTest, RunsOfZerosComeBackAsHoles) {
   EXPECT_LT(statusOf(mounted_->backing("f")).st_blocks * 512, 200'000);
 }
 
-TEST_F(CompressedFileTest, DamageIsAnErrorAndNeverWrongBytes) {
+TEST_P(CompressedFileTest, DamageIsAnErrorAndNeverWrongBytes) {
   const std::string bytes = Content::text(byteCount);
   struct Case {
     const char* name;
@@ -226,7 +226,7 @@ TEST_F(CompressedFileTest, DamageIsAnErrorAndNeverWrongBytes) {
     const std::string path = make("f", bytes);
     mounted_->stop();
     one.damage(path);
-    mounted_.emplace(source_.path());
+    mounted_.emplace(source_.path(), std::vector<std::string>(), GetParam());
     const FileDescriptor writer(open(path.c_str(), O_RDWR | O_CLOEXEC));
     EXPECT_FALSE(writer.isOpen()) << one.name;
     EXPECT_EQ(errno, EIO) << one.name;
@@ -244,6 +244,10 @@ TEST_F(CompressedFileTest, DamageIsAnErrorAndNeverWrongBytes) {
     EXPECT_EQ(unlink(mounted_->at("g").c_str()), 0) << one.name;
   }
 }
+
+// With the kernel's passthrough for ordinary files, and without.
+INSTANTIATE_TEST_SUITE_P(Owners, CompressedFileTest,
+                         testing::Values(MountedFolder::Owner::caller, MountedFolder::Owner::nobody), ownerName);
 
 }  // namespace
 }  // namespace quillbrook

@@ -30,8 +30,9 @@ using Random = std::mt19937_64;
 // A mounted volume and what it ought to hold. Every step is done to both and compared.
 class Model {
  public:
-  Model(std::string source, unsigned long seed) : source_(std::move(source)), random_(seed) {
-    mounted_.emplace(source_);
+  Model(std::string source, MountedFolder::Owner owner, unsigned long seed)
+      : source_(std::move(source)), owner_(owner), random_(seed) {
+    mount();
     EXPECT_TRUE(mounted_->isMounted());
   }
 
@@ -75,7 +76,7 @@ class Model {
   void remount() {
     handles_.clear();
     EXPECT_EQ(mounted_->stop(), 0);
-    mounted_.emplace(source_);
+    mount();
   }
   [[nodiscard]] std::size_t swaps() const { return swaps_; }
   void end() {
@@ -92,6 +93,7 @@ class Model {
     File file;
   };
 
+  void mount() { mounted_.emplace(source_, std::vector<std::string>(), owner_); }
   std::size_t below(std::size_t limit) { return random_() % limit; }
   // Half of them near the edges of blocks.
   std::size_t place(std::size_t limit) {
@@ -214,12 +216,13 @@ class Model {
   }
   long regularFiles() {
     const auto files = mounted_->openFiles();
-    return std::ranges::count_if(files, [&](const std::string& target) {
-      return target.starts_with(source_ + "/") && !std::filesystem::is_directory(target);
+    return std::ranges::count_if(files, [&](const MountedFolder::OpenFile& file) {
+      return !file.isPathOnly && file.target.starts_with(source_ + "/") && !std::filesystem::is_directory(file.target);
     });
   }
 
   std::string source_;
+  MountedFolder::Owner owner_;
   Random random_;
   std::optional<MountedFolder> mounted_;
   std::map<std::string, File> names_;
@@ -233,13 +236,15 @@ unsigned long numberFrom(const char* variable, unsigned long otherwise) {
   return text == nullptr ? otherwise : std::strtoul(text, nullptr, 10);
 }
 
-TEST(ModelTest, TheMountHoldsWhatWasDoneToIt) {
-  if (const auto obstacle = MountedFolder::obstacle()) GTEST_SKIP() << *obstacle;
+class ModelTest : public testing::TestWithParam<MountedFolder::Owner> {};
+
+TEST_P(ModelTest, TheMountHoldsWhatWasDoneToIt) {
+  if (const auto obstacle = MountedFolder::obstacle(GetParam())) GTEST_SKIP() << *obstacle;
   const TemporaryFolder source;
   const unsigned long seed = numberFrom("QUILLBROOK_MODEL_SEED", std::random_device()());
   const std::chrono::seconds duration(numberFrom("QUILLBROOK_MODEL_SECONDS", 3));
   std::cout << "QUILLBROOK_MODEL_SEED=" << seed << std::endl;
-  Model model(source.path(), seed);
+  Model model(source.path(), GetParam(), seed);
   std::string last;
   int step = 0;
   for (const auto end = std::chrono::steady_clock::now() + duration; std::chrono::steady_clock::now() < end; ++step) {
@@ -255,6 +260,9 @@ TEST(ModelTest, TheMountHoldsWhatWasDoneToIt) {
   model.end();
   EXPECT_GT(model.swaps(), 0U);
 }
+
+INSTANTIATE_TEST_SUITE_P(Owners, ModelTest, testing::Values(MountedFolder::Owner::caller, MountedFolder::Owner::nobody),
+                         ownerName);
 
 }  // namespace
 }  // namespace quillbrook

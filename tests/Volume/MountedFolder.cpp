@@ -2,9 +2,9 @@
 #include "MountedFolder.h"
 
 #include <fcntl.h>
+#include <grp.h>
 #include <gtest/gtest.h>
 #include <poll.h>
-#include <spawn.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -35,43 +35,71 @@ TemporaryFolder::~TemporaryFolder() {
   std::filesystem::remove_all(path_, ignored);
 }
 
-std::optional<std::string> MountedFolder::obstacle() {
+namespace {
+
+constexpr uid_t nobody = 65534;
+
+}  // namespace
+
+std::optional<std::string> MountedFolder::obstacle(Owner owner) {
   if (access("/dev/fuse", R_OK | W_OK) != 0) return "/dev/fuse cannot be opened";
+  if (owner == Owner::nobody && geteuid() != 0) return "only root can hand a mount to another user";
   if (geteuid() != 0 && std::system("command -v fusermount3 >/dev/null") != 0) return "fusermount3 is missing";
   return std::nullopt;
 }
 
-MountedFolder::MountedFolder(std::string source, std::vector<std::string> arguments)
-    : source_(std::move(source)), log_(source_ + ".log") {
+MountedFolder::MountedFolder(std::string source, std::vector<std::string> arguments, Owner owner)
+    : source_(std::move(source)), owner_(owner), log_(source_ + ".log") {
+  const FileDescriptor mounts(open("/proc/self/mounts", O_RDONLY | O_CLOEXEC));
   std::vector<std::string> words{VOLUME_PROGRAM, "-f"};
   words.insert(words.end(), arguments.begin(), arguments.end());
+  FileDescriptor folder;
+  FileDescriptor device;
+  if (owner_ == Owner::nobody) {
+    // Opened before the mount hides it.
+    EXPECT_EQ(chown(source_.c_str(), nobody, nobody), 0);
+    folder = FileDescriptor(open(source_.c_str(), O_RDONLY | O_DIRECTORY));
+    device = FileDescriptor(open("/dev/fuse", O_RDWR));
+    const std::string options = "fd=" + std::to_string(device.get()) +
+                                ",rootmode=40000,user_id=65534,group_id=65534,default_permissions,allow_other";
+    EXPECT_EQ(mount(source_.c_str(), source_.c_str(), "fuse.quillbrook", MS_NOSUID | MS_NODEV, options.c_str()), 0);
+    words.insert(words.end(), {"--fd", std::to_string(device.get()), "/proc/self/fd/" + std::to_string(folder.get())});
+  }
   words.push_back(source_);
   std::vector<char*> pointers;
   for (std::string& word : words) pointers.push_back(word.data());
   pointers.push_back(nullptr);
+  daemon_ = fork();
+  if (daemon_ == 0) {
+    dup2(open(log_.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600), STDERR_FILENO);
+    if (owner_ == Owner::nobody && (setgroups(0, nullptr) != 0 || setgid(nobody) != 0 || setuid(nobody) != 0)) _exit(3);
+    execv(VOLUME_PROGRAM, pointers.data());
+    _exit(4);
+  }
+  if (!waitForMount(mounts.get())) return;
+  isMounted_ = true;
+  if (owner_ == Owner::nobody) {
+    EXPECT_EQ(setegid(nobody), 0);
+    EXPECT_EQ(seteuid(nobody), 0);
+  }
+}
 
-  const FileDescriptor mounts(open("/proc/self/mounts", O_RDONLY | O_CLOEXEC));
-  posix_spawn_file_actions_t actions;
-  posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, log_.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
-  EXPECT_EQ(posix_spawn(&daemon_, VOLUME_PROGRAM, &actions, nullptr, pointers.data(), environ), 0);
-  posix_spawn_file_actions_destroy(&actions);
-  // The mount table says when it changes; the daemon may also end without.
+// The mount table says when it changes; the daemon may also end without.
+bool MountedFolder::waitForMount(int mounts) {
   while (true) {
-    std::ifstream table("/proc/self/mounts");
-    std::stringstream text;
-    text << table.rdbuf();
-    if (text.str().find(" " + source_ + " " + std::string(VolumeProtocol::mountType)) != std::string::npos) break;
+    if (Content::read("/proc/self/mounts").find(" " + source_ + " " + std::string(VolumeProtocol::mountType)) !=
+        std::string::npos) {
+      return true;
+    }
     int status = 0;
     if (waitpid(daemon_, &status, WNOHANG) == daemon_) {
       daemon_ = -1;
-      return;
+      return false;
     }
-    pollfd change{.fd = mounts.get(), .events = POLLPRI, .revents = 0};
+    pollfd change{.fd = mounts, .events = POLLPRI, .revents = 0};
     constexpr int milliseconds = 100;
     poll(&change, 1, milliseconds);
   }
-  isMounted_ = true;
 }
 
 MountedFolder::~MountedFolder() {
@@ -81,7 +109,14 @@ MountedFolder::~MountedFolder() {
   unlink(log_.c_str());
 }
 
+void MountedFolder::becomeCaller() const {
+  if (owner_ != Owner::nobody) return;
+  EXPECT_EQ(seteuid(0), 0);
+  EXPECT_EQ(setegid(0), 0);
+}
+
 int MountedFolder::stop() {
+  becomeCaller();
   ::kill(daemon_, SIGTERM);
   int status = -1;
   waitpid(daemon_, &status, 0);
@@ -92,6 +127,7 @@ int MountedFolder::stop() {
 }
 
 void MountedFolder::kill() {
+  becomeCaller();
   ::kill(daemon_, SIGKILL);
   waitpid(daemon_, nullptr, 0);
   umount2(source_.c_str(), MNT_DETACH);
@@ -107,13 +143,23 @@ std::string MountedFolder::backing(const std::string& name) const {
   return std::string(folder.data()) + "/" + name;
 }
 
-std::vector<std::string> MountedFolder::openFiles() const {
-  std::vector<std::string> targets;
-  for (const auto& entry : std::filesystem::directory_iterator("/proc/" + std::to_string(daemon_) + "/fd")) {
+std::vector<MountedFolder::OpenFile> MountedFolder::openFiles() const {
+  std::vector<OpenFile> files;
+  const std::string process = "/proc/" + std::to_string(daemon_);
+  for (const auto& entry : std::filesystem::directory_iterator(process + "/fd")) {
     std::error_code gone;
-    targets.push_back(std::filesystem::read_symlink(entry.path(), gone));
+    std::string label;
+    unsigned flags = 0;
+    std::ifstream info(process + "/fdinfo/" + entry.path().filename().string());
+    while (info >> label && label != "flags:") continue;
+    info >> std::oct >> flags;
+    files.push_back({.target = std::filesystem::read_symlink(entry.path(), gone), .isPathOnly = (flags & O_PATH) != 0});
   }
-  return targets;
+  return files;
+}
+
+std::string ownerName(const testing::TestParamInfo<MountedFolder::Owner>& owner) {
+  return owner.param == MountedFolder::Owner::nobody ? "nobody" : "caller";
 }
 
 namespace Content {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <gtest/gtest.h>
 #include <sys/types.h>
 
 #include <cstdint>
@@ -28,10 +29,14 @@ class TemporaryFolder {
 // A volume mounted in place over a folder by the daemon program, in the foreground, watched to its end.
 class MountedFolder {
  public:
-  // Why there can be no mount here; nothing if there can.
-  static std::optional<std::string> obstacle();
+  // Whose daemon it is. `nobody`: mounted by the test, which must be root, and served by an unprivileged daemon that
+  // gets the descriptor; the test goes on as that user until the daemon has ended.
+  enum class Owner : std::uint8_t { caller, nobody };
 
-  explicit MountedFolder(std::string source, std::vector<std::string> arguments = {});
+  // Why there can be no mount here; nothing if there can.
+  static std::optional<std::string> obstacle(Owner owner = Owner::caller);
+
+  explicit MountedFolder(std::string source, std::vector<std::string> arguments = {}, Owner owner = Owner::caller);
   // Ends the daemon as stop() does, if that has not been done.
   ~MountedFolder();
   MountedFolder(const MountedFolder&) = delete;
@@ -47,15 +52,26 @@ class MountedFolder {
   [[nodiscard]] const std::string& source() const { return source_; }
   // The same file beneath the mount.
   [[nodiscard]] std::string backing(const std::string& name) const;
-  // Of the daemon.
-  [[nodiscard]] std::vector<std::string> openFiles() const;
+  // Of the daemon: what its descriptors lead to.
+  struct OpenFile {
+    std::string target;
+    bool isPathOnly = false;  // O_PATH
+  };
+  [[nodiscard]] std::vector<OpenFile> openFiles() const;
 
  private:
+  bool waitForMount(int mounts);
+  void becomeCaller() const;
+
   std::string source_;
+  Owner owner_;
   std::string log_;
   pid_t daemon_ = -1;
   bool isMounted_ = false;
 };
+
+// For the names of tests that run for several owners.
+[[nodiscard]] std::string ownerName(const testing::TestParamInfo<MountedFolder::Owner>& owner);
 
 namespace Content {
 

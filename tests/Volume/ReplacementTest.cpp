@@ -23,11 +23,11 @@ namespace {
 
 using VolumeProtocol::ReplaceRequest;
 
-class ReplacementTest : public testing::Test {
+class ReplacementTest : public testing::TestWithParam<MountedFolder::Owner> {
  protected:
   void SetUp() override {
-    if (const auto obstacle = MountedFolder::obstacle()) GTEST_SKIP() << *obstacle;
-    mounted_.emplace(source_.path());
+    if (const auto obstacle = MountedFolder::obstacle(GetParam())) GTEST_SKIP() << *obstacle;
+    mounted_.emplace(source_.path(), std::vector<std::string>(), GetParam());
     ASSERT_TRUE(mounted_->isMounted());
   }
 
@@ -57,7 +57,7 @@ class ReplacementTest : public testing::Test {
   std::optional<MountedFolder> mounted_;
 };
 
-TEST_F(ReplacementTest, RefusesWhatIsNotTheExpectedFileOrInUse) {
+TEST_P(ReplacementTest, RefusesWhatIsNotTheExpectedFileOrInUse) {
   const std::string bytes = Content::text(50'000);
   Content::write(mounted_->at("f"), bytes);
   Content::write(mounted_->backing("work"), bytes);
@@ -100,7 +100,7 @@ TEST_F(ReplacementTest, RefusesWhatIsNotTheExpectedFileOrInUse) {
   EXPECT_EQ(access(mounted_->backing("work").c_str(), F_OK), 0);
 }
 
-TEST_F(ReplacementTest, ReadersGoOnAndTheOldInodeIsFreeAtOnce) {
+TEST_P(ReplacementTest, ReadersGoOnAndTheOldInodeIsFreeAtOnce) {
   const std::string bytes = Content::text(500'000);
   const std::string path = mounted_->at("f");
   Content::write(path, bytes);
@@ -119,8 +119,8 @@ TEST_F(ReplacementTest, ReadersGoOnAndTheOldInodeIsFreeAtOnce) {
   struct stat after{};
   ASSERT_EQ(fstat(reader.get(), &after), 0);
   EXPECT_EQ(after.st_ino, before.st_ino);
-  for (const std::string& target : mounted_->openFiles()) {
-    EXPECT_EQ(target.find("(deleted)"), std::string::npos) << target;
+  for (const auto& file : mounted_->openFiles()) {
+    EXPECT_EQ(file.target.find("(deleted)"), std::string::npos) << file.target;
   }
   Content::compress(path);
   EXPECT_EQ(pread(reader.get(), seen.data(), seen.size(), 0), static_cast<ssize_t>(seen.size()));
@@ -128,7 +128,7 @@ TEST_F(ReplacementTest, ReadersGoOnAndTheOldInodeIsFreeAtOnce) {
 }
 
 // A number that a replacement has freed may come back with a new file: no two files may show the same.
-TEST_F(ReplacementTest, NumbersStayAndAreUnique) {
+TEST_P(ReplacementTest, NumbersStayAndAreUnique) {
   for (int round = 0; round < 40; ++round) {
     const std::string path = mounted_->at("f" + std::to_string(round));
     Content::write(path, Content::text(20'000));
@@ -150,7 +150,7 @@ TEST_F(ReplacementTest, NumbersStayAndAreUnique) {
 }
 
 // Writers of every kind against compress and decompress loops: every byte for which a call returned must be there.
-TEST_F(ReplacementTest, NothingWrittenIsLostWhileFilesAreSwapped) {
+TEST_P(ReplacementTest, NothingWrittenIsLostWhileFilesAreSwapped) {
   constexpr int rounds = 60;
   const std::string base = Content::text(40'000);
   for (const char* name : {"append", "map", "rename0", "count"}) Content::write(mounted_->at(name), base);
@@ -193,7 +193,7 @@ TEST_F(ReplacementTest, NothingWrittenIsLostWhileFilesAreSwapped) {
   });
   int swaps = 0;
   for (int round = 0; round < rounds; ++round) {
-    for (const std::string name :
+    for (const std::string& name :
          {std::string("append"), std::string("map"), "rename" + std::to_string(renames), std::string("count")}) {
       swaps += FileCompressor::compress(FilePath(mounted_->at(name))) ? 1 : 0;
       swaps += FileCompressor::decompress(FilePath(mounted_->at(name))) ? 1 : 0;
@@ -210,6 +210,10 @@ TEST_F(ReplacementTest, NothingWrittenIsLostWhileFilesAreSwapped) {
   RecordProperty("swaps", swaps);
   EXPECT_GT(appended, 0U);
 }
+
+// With the kernel's passthrough for ordinary files, and without.
+INSTANTIATE_TEST_SUITE_P(Owners, ReplacementTest,
+                         testing::Values(MountedFolder::Owner::caller, MountedFolder::Owner::nobody), ownerName);
 
 }  // namespace
 }  // namespace quillbrook

@@ -50,7 +50,7 @@ Result<void> setOthers(int file, const struct stat& wanted, int set) {
 void getattr(fuse_req_t request, fuse_ino_t number, fuse_file_info*) {
   Reply::answer(request, [&](Volume& volume) -> Result<Reply::Attributes> {
     Node& node = volume.node(number);
-    const SharedLock lock(node.lock);
+    const InodeLock lock(node);
     const auto status = Inodes::attributes(volume, node);
     if (!status) return std::unexpected(status.error());
     return Reply::Attributes{*status};
@@ -65,7 +65,7 @@ void setattr(fuse_req_t request, fuse_ino_t number, struct stat* wanted, int set
       const auto done = Content::truncate(volume, node, wanted->st_size, fuse_req_ctx(request)->uid);
       if (!done) return std::unexpected(done.error());
     }
-    const SharedLock lock(node.lock);
+    const InodeLock lock(node);
     const auto file = Inodes::descriptor(volume, node);
     if (!file) return std::unexpected(file.error());
     if (const auto done = setOthers((*file)->get(), *wanted, set); !done) return std::unexpected(done.error());

@@ -29,12 +29,17 @@ Result<void> makeOrdinary(Volume& volume, int writing, const FileForm& form, boo
   return Expansion::expand(source, file->get(), *form.state);
 }
 
-// An expansion that a crash interrupted is completed when somebody reads the file. If that cannot be now, the redo
-// copy is read instead.
-void finishInterrupted(Volume& volume, Node& node, const FileForm& form) {
-  if (volume.options.readOnly) return;
+Result<std::unique_ptr<const BackingFile>> openContent(Volume& volume, Node& node) {
+  auto file = Inodes::open(volume, node, O_RDONLY);
+  if (!file) return std::unexpected(file.error());
+  return BackingFile::open(std::move(*file), volume.source.descriptor->get());
+}
+
+// An expansion that a crash interrupted is completed when somebody reads the file; whether that could be done.
+bool finishInterrupted(Volume& volume, Node& node, const ContainerState& state) {
+  if (volume.options.readOnly) return false;
   const auto file = Inodes::open(volume, node, O_RDWR);
-  if (file) static_cast<void>(Expansion::finish(volume.source.descriptor->get(), file->get(), *form.state));
+  return file && Expansion::finish(volume.source.descriptor->get(), file->get(), state);
 }
 
 }  // namespace
@@ -66,13 +71,14 @@ Result<void> prepareWriting(Volume& volume, Node& node, OpenFile& open, bool tru
 
 Result<void> prepareReading(Volume& volume, Node& node, OpenFile& open) {
   if (open.reading) return {};
-  auto file = Inodes::open(volume, node, O_RDONLY);
-  if (!file) return std::unexpected(file.error());
-  if (const FileForm form = Inodes::formOf(file->get()); form.state && form.state->redoIdentifier != 0) {
-    finishInterrupted(volume, node, form);
-  }
-  auto content = BackingFile::open(std::move(*file), volume.source.descriptor->get());
+  auto content = openContent(volume, node);
   if (!content) return std::unexpected(content.error());
+  // If it cannot be completed now, the redo copy is read.
+  if (const auto state = (*content)->state();
+      state && state->redoIdentifier != 0 && finishInterrupted(volume, node, *state)) {
+    content = openContent(volume, node);
+    if (!content) return std::unexpected(content.error());
+  }
   open.reading = std::make_unique<Reading>(std::move(*content));
   return {};
 }

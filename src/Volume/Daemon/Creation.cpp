@@ -83,7 +83,7 @@ void link(fuse_req_t request, fuse_ino_t number, fuse_ino_t parent, const char* 
     if (Names::isHidden(volume, folder, name)) return std::unexpected(ErrorNumber::notPermitted);
     const auto descriptor = Inodes::descriptor(volume, folder);
     if (!descriptor) return std::unexpected(descriptor.error());
-    const SharedLock fileLock(node.lock);
+    const InodeLock fileLock(node);
     const auto file = Inodes::descriptor(volume, node);
     if (!file) return std::unexpected(file.error());
     const ExclusiveLock folderLock(folder.lock);

@@ -20,7 +20,7 @@ namespace {
 // Calls `operation(path)` with a path that leads to the node's inode, and to nothing else.
 template <typename Operation>
 auto withPath(Volume& volume, Node& node, Operation operation) -> decltype(operation(std::string())) {
-  const SharedLock lock(node.lock);
+  const InodeLock lock(node);
   const auto file = Inodes::descriptor(volume, node);
   if (!file) return std::unexpected(file.error());
   return operation(SystemCall::pathOf((*file)->get()));

@@ -42,21 +42,21 @@ ContentVersion versionOf(const struct stat& status, std::uint64_t byteCount) {
           .byteCount = byteCount};
 }
 
+bool isOrdinary(const OpenFile& open) {
+  if (open.writing.isOpen()) return true;
+  const BackingFile& content = open.reading->file();
+  return !content.isContainer() && content.contentDescriptor() == content.descriptor() &&
+         !(content.state() && content.state()->isUnderConstruction());
+}
+
 // The file as cached pages of it would show it now.
 std::optional<ContentVersion> versionOf(const OpenFile& open) {
   struct stat status{};
   if (fstat(open.descriptor(), &status) != 0) return std::nullopt;
-  if (open.writing.isOpen()) return versionOf(status, static_cast<std::uint64_t>(status.st_size));
+  if (isOrdinary(open)) return versionOf(status, static_cast<std::uint64_t>(status.st_size));
   const auto byteCount = open.reading->file().byteCount();
   if (!byteCount) return std::nullopt;
   return versionOf(status, *byteCount);
-}
-
-bool isOrdinary(const OpenFile& open) {
-  return open.writing.isOpen() ||
-         (!open.reading->file().isContainer() &&
-          open.reading->file().contentDescriptor() == open.reading->file().descriptor() &&
-          !(open.reading->file().state() && open.reading->file().state()->isUnderConstruction()));
 }
 
 bool hasSetIdentifiers(int file) {

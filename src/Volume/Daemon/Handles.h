@@ -33,14 +33,15 @@ namespace Content {
 [[nodiscard]] Result<void> prepareReading(Volume& volume, Node& node, OpenFile& open) REQUIRES(node.lock);
 [[nodiscard]] Result<void> truncate(Volume& volume, Node& node, off_t byteCount, uid_t caller) REQUIRES(node.lock);
 
-// Calls `operation(OpenFile&)` with the node's lock shared and its content ready for readers.
+// Calls `operation(OpenFile&)` with the node's lock shared and its content ready: for readers, or, where that will do,
+// for writers.
 template <typename Operation>
-auto sharing(Volume& volume, Node& node, Operation operation) -> decltype(operation(*node.open)) {
+auto sharing(Volume& volume, Node& node, bool acceptsWriter, Operation operation) -> decltype(operation(*node.open)) {
   while (true) {
     {
       const SharedLock lock(node.lock);
       if (!node.open) return std::unexpected(ErrorNumber{EBADF});
-      if (node.open->reading) return operation(*node.open);
+      if (node.open->reading || (acceptsWriter && node.open->writing.isOpen())) return operation(*node.open);
     }
     const ExclusiveLock lock(node.lock);
     if (!node.open) return std::unexpected(ErrorNumber{EBADF});

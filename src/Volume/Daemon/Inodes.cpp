@@ -90,6 +90,8 @@ Result<struct stat> attributes(Volume& volume, Node& node) {
   if (!file) return std::unexpected(file.error());
   struct stat status{};
   if (fstat((*file)->get(), &status) != 0) return SystemCall::failure();
+  // The volume's own folder is not to be seen, so it does not count; some hosts count none.
+  if (&node == &volume.nodes.root() && status.st_nlink > 2) --status.st_nlink;
   const bool mayBeContainer = S_ISREG(status.st_mode);
   return shown(node, status, mayBeContainer ? formOf((*file)->get()) : FileForm{});
 }

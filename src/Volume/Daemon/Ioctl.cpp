@@ -26,7 +26,7 @@ Result<std::array<char, argumentMaximum>> passOn(Volume& volume, Node& node, uns
   if (inputSize > argument.size()) return std::unexpected(ErrorNumber::invalid);
   if (inputSize != 0) std::memcpy(argument.data(), input, inputSize);
   if (!S_ISREG(node.kind) && !S_ISDIR(node.kind)) return std::unexpected(ErrorNumber{ENOTTY});
-  const SharedLock lock(node.lock);
+  const InodeLock lock(node);
   const auto file = Inodes::open(volume, node, O_RDONLY | O_NONBLOCK);
   if (!file) return std::unexpected(file.error());
   if (::ioctl(file->get(), command, argument.data()) < 0) return SystemCall::failure();

@@ -78,7 +78,8 @@ Result<void> KernelSession::mount(const Options& options, const std::string& sou
 Result<void> KernelSession::serve() {
   fuse_loop_config* config = fuse_loop_cfg_create();
   if (config == nullptr) return std::unexpected(ErrorNumber{ENOMEM});
-  fuse_loop_cfg_set_clone_fd(config, 1);
+  // A descriptor for each thread, if the device can be opened again: it may have been handed over.
+  fuse_loop_cfg_set_clone_fd(config, access("/dev/fuse", R_OK | W_OK) == 0 ? 1 : 0);
   fuse_loop_cfg_set_max_threads(config, 16);
   const int result = fuse_session_loop_mt(session_.get(), config);
   fuse_loop_cfg_destroy(config);
@@ -118,7 +119,7 @@ void KernelSession::unregisterBacking(std::int32_t identifier) const {
 ssize_t KernelSession::receive(int device, void* buffer, std::size_t byteCount, void* userData) {
   KernelSession& self = static_cast<Volume*>(userData)->kernel;
   const ssize_t got = ::read(device, buffer, byteCount);
-  if (self.isInitialized_.load(std::memory_order_relaxed) || got < 0) return got;
+  if (self.isInitialized_.load(std::memory_order_acquire) || got < 0) return got;
   fuse_in_header header{};
   fuse_init_in init{};
   if (static_cast<std::size_t>(got) < sizeof header + sizeof init) return got;
@@ -133,7 +134,7 @@ ssize_t KernelSession::receive(int device, void* buffer, std::size_t byteCount, 
 
 ssize_t KernelSession::send(int device, iovec* parts, int count, void* userData) {
   KernelSession& self = static_cast<Volume*>(userData)->kernel;
-  if (self.isInitialized_.load(std::memory_order_relaxed)) return ::writev(device, parts, count);
+  if (self.isInitialized_.load(std::memory_order_acquire)) return ::writev(device, parts, count);
   fuse_out_header header{};
   KernelProtocol::InitReply reply{};
   if (count != 2 || parts[0].iov_len != sizeof header || parts[1].iov_len != sizeof reply) {
@@ -150,8 +151,9 @@ ssize_t KernelSession::send(int device, iovec* parts, int count, void* userData)
     self.hasPassthrough_ = true;
   }
   std::array<iovec, 2> completed{parts[0], iovec{.iov_base = &reply, .iov_len = sizeof reply}};
-  const ssize_t sent = ::writev(device, completed.data(), static_cast<int>(completed.size()));
+  // Before the answer: the next request may come to another thread at once.
   self.isInitialized_ = true;
+  const ssize_t sent = ::writev(device, completed.data(), static_cast<int>(completed.size()));
   if (sent > 0) self.whenReady();
   return sent;
 }

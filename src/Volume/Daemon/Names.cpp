@@ -17,11 +17,11 @@ namespace quillbrook {
 
 namespace Names {
 
-Doomed doomed(Volume& volume, const Node& folder, int descriptor, const char* name) {
+Doomed doomed(Volume& volume, int descriptor, const char* name) {
   struct stat status{};
   if (fstatat(descriptor, name, &status, AT_SYMLINK_NOFOLLOW) != 0) return {};
   Doomed result{.node = volume.nodes.find({.device = status.st_dev, .inode = status.st_ino}), .pin = nullptr};
-  if (!result.node || !volume.nodes.hasOnlyLink(*result.node, folder, name)) return result;
+  if (!result.node) return result;
   FileDescriptor file(openat(descriptor, name, O_PATH | O_NOFOLLOW | O_CLOEXEC));
   if (file.isOpen()) result.pin = std::make_shared<const FileDescriptor>(std::move(file));
   return result;
@@ -59,7 +59,7 @@ Result<void> removeName(Volume& volume, fuse_ino_t parent, const char* name, int
   const auto descriptor = Inodes::descriptor(volume, folder);
   if (!descriptor) return std::unexpected(descriptor.error());
   const ExclusiveLock lock(folder.lock);
-  auto doomed = Names::doomed(volume, folder, (*descriptor)->get(), name);
+  auto doomed = Names::doomed(volume, (*descriptor)->get(), name);
   if (unlinkat((*descriptor)->get(), name, flags) != 0) return SystemCall::failure();
   if (doomed.node) volume.nodes.unlinked(*doomed.node, folder, name, std::move(doomed.pin));
   return {};
@@ -97,7 +97,7 @@ void rename(fuse_req_t request, fuse_ino_t parent, const char* name, fuse_ino_t 
 
     const FolderLocks locks(from, to);
     const auto moved = nodeAt(volume, fromDescriptor, name);
-    auto replaced = Names::doomed(volume, to, toDescriptor, newName);
+    auto replaced = Names::doomed(volume, toDescriptor, newName);
     if (renameat2(fromDescriptor, name, toDescriptor, newName, flags) != 0) return SystemCall::failure();
     if (moved == replaced.node && moved) return {};  // two names of one file: both stay
     if (replaced.node) {

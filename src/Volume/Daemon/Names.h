@@ -21,13 +21,13 @@ namespace Names {
 [[nodiscard]] Result<Reply::Entry> find(Volume& volume, Node& folder, int descriptor, const char* name)
     REQUIRES_SHARED(folder.lock);
 
-// What replacing or removing `name` does to the nodes: the one that it stands for, with a descriptor of its inode if
-// this is its last known name.
+// What removing or replacing `name` does to the nodes: the one that it stands for, with a descriptor of its inode in
+// case that this is its last name.
 struct Doomed {
   std::shared_ptr<Node> node;
   SharedDescriptor pin;
 };
-[[nodiscard]] Doomed doomed(Volume& volume, const Node& folder, int descriptor, const char* name);
+[[nodiscard]] Doomed doomed(Volume& volume, int descriptor, const char* name);
 
 }  // namespace Names
 }  // namespace quillbrook

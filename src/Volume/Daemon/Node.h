@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <sys/stat.h>
 #include <sys/types.h>
 
 #include <cstdint>
@@ -76,6 +77,23 @@ struct Node : std::enable_shared_from_this<Node> {
   std::uint64_t childCount = 0;  // links of other nodes whose parent this is
   std::vector<Link> links;
   SharedDescriptor pinned;  // what has lost its last known name
+};
+
+// Shares the lock of what has content: a regular file. The inode of anything else is the same as long as the node
+// lives, and a folder's lock must not be held while its path is resolved.
+class InodeLock {
+ public:
+  explicit InodeLock(Node& node) NO_THREAD_SAFETY_ANALYSIS : node_(node) {
+    if (S_ISREG(node_.kind)) node_.lock.lockShared();
+  }
+  ~InodeLock() NO_THREAD_SAFETY_ANALYSIS {
+    if (S_ISREG(node_.kind)) node_.lock.unlockShared();
+  }
+  InodeLock(const InodeLock&) = delete;
+  InodeLock& operator=(const InodeLock&) = delete;
+
+ private:
+  Node& node_;
 };
 
 }  // namespace quillbrook

@@ -70,11 +70,6 @@ NodeTable::Whereabouts NodeTable::whereabouts(const Node& node) {
   return {.key = node.key, .pinned = node.pinned, .links = node.links, .isCurrent = node.isCurrent};
 }
 
-bool NodeTable::hasOnlyLink(const Node& node, const Node& parent, std::string_view name) {
-  const MutexLock lock(mutex_);
-  return node.links.size() == 1 && linkTo(parent, name)(node.links.front());
-}
-
 void NodeTable::unlinked(Node& node, const Node& parent, std::string_view name, SharedDescriptor pin) {
   const MutexLock lock(mutex_);
   auto formerParent = removeLink(node, parent, name);

@@ -43,7 +43,6 @@ class NodeTable {
   [[nodiscard]] Whereabouts whereabouts(const Node& node);
 
   // What follows a change of names in the folders, whose locks the caller holds.
-  [[nodiscard]] bool hasOnlyLink(const Node& node, const Node& parent, std::string_view name);
   // `pin` keeps the inode reachable if this was its last known name.
   void unlinked(Node& node, const Node& parent, std::string_view name, SharedDescriptor pin);
   void renamed(Node& node, const Node& parent, std::string_view name, Node& newParent, std::string_view newName);

@@ -10,6 +10,11 @@ Notifier::Notifier(KernelSession& kernel)
 
 Notifier::~Notifier() = default;
 
+void Notifier::forgetAttributes(fuse_ino_t node) {
+  // What the kernel does not know any more needs no telling, so the answer does not matter.
+  fuse_lowlevel_notify_inval_inode(kernel_.session(), node, -1, 0);
+}
+
 void Notifier::attributesChanged(fuse_ino_t node) {
   post(Attributes{.node = node});
 }
@@ -32,9 +37,8 @@ void Notifier::run(std::stop_token stop) {
     const Message message = std::move(messages_.front());
     messages_.pop_front();
     lock.unlock();
-    // What the kernel has forgotten in the meantime needs no telling, so the answers do not matter.
     if (const auto* attributes = std::get_if<Attributes>(&message)) {
-      fuse_lowlevel_notify_inval_inode(kernel_.session(), attributes->node, -1, 0);
+      forgetAttributes(attributes->node);
     } else if (const auto* name = std::get_if<Name>(&message)) {
       fuse_lowlevel_notify_inval_entry(kernel_.session(), name->folder, name->name.c_str(), name->name.size());
     }

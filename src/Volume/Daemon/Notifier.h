@@ -23,6 +23,9 @@ class Notifier {
   Notifier(const Notifier&) = delete;
   Notifier& operator=(const Notifier&) = delete;
 
+  // The same as attributesChanged, done when this returns. With no lock held: writing back what the kernel has of the
+  // node may be waited for.
+  void forgetAttributes(fuse_ino_t node);
   // The node's attributes; its pages stay.
   void attributesChanged(fuse_ino_t node);
   // A name in a folder, and the folder's listing.

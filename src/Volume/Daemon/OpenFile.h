@@ -58,8 +58,6 @@ struct OpenFile {
   std::int32_t backingIdentifier = 0;  // of the kernel, while passthroughCount is not 0
 
   [[nodiscard]] std::uint64_t handleCount() const { return cachedCount + passthroughCount + directCount; }
-  // Whether descriptor() has one to give.
-  [[nodiscard]] bool hasDescriptor() const { return writing.isOpen() || reading; }
   // Any descriptor of the inode itself.
   [[nodiscard]] int descriptor() const { return writing.isOpen() ? writing.get() : reading->file().descriptor(); }
 };

@@ -29,7 +29,7 @@ void read(fuse_req_t request, fuse_ino_t number, std::size_t size, off_t offset,
   thread_local std::vector<char> buffer;
   if (buffer.size() < size) buffer.resize(size);
   Reply::answer(request, [&](Volume& volume) -> Result<Reply::Bytes> {
-    return Content::sharing(volume, volume.node(number), [&](OpenFile& open) -> Result<Reply::Bytes> {
+    return Content::sharing(volume, volume.node(number), false, [&](OpenFile& open) -> Result<Reply::Bytes> {
       const std::span<std::uint8_t> space(reinterpret_cast<std::uint8_t*>(buffer.data()), size);
       const auto count = open.reading->read(static_cast<std::uint64_t>(offset), space);
       if (!count) return std::unexpected(count.error());
@@ -40,13 +40,14 @@ void read(fuse_req_t request, fuse_ino_t number, std::size_t size, off_t offset,
 
 void lseek(fuse_req_t request, fuse_ino_t number, off_t offset, int whence, fuse_file_info*) {
   Reply::answer(request, [&](Volume& volume) -> Result<Reply::Position> {
-    return Content::sharing(volume, volume.node(number), [&](OpenFile& open) -> Result<Reply::Position> {
-      const BackingFile& content = open.reading->file();
-      if (!content.isContainer()) {
-        const off_t found = ::lseek(content.contentDescriptor(), offset, whence);
+    return Content::sharing(volume, volume.node(number), true, [&](OpenFile& open) -> Result<Reply::Position> {
+      if (open.writing.isOpen() || !open.reading->file().isContainer()) {
+        const int file = open.writing.isOpen() ? open.writing.get() : open.reading->file().contentDescriptor();
+        const off_t found = ::lseek(file, offset, whence);
         if (found < 0) return SystemCall::failure();
         return Reply::Position{found};
       }
+      const BackingFile& content = open.reading->file();
       // Compressed content is one piece of data without holes.
       const auto end = content.byteCount();
       if (!end) return std::unexpected(end.error());
@@ -59,7 +60,7 @@ void lseek(fuse_req_t request, fuse_ino_t number, off_t offset, int whence, fuse
 
 void fsync(fuse_req_t request, fuse_ino_t number, int isDataOnly, fuse_file_info*) {
   Reply::answer(request, [&](Volume& volume) -> Result<void> {
-    return Content::sharing(volume, volume.node(number), [&](OpenFile& open) {
+    return Content::sharing(volume, volume.node(number), true, [&](OpenFile& open) {
       const int file = open.descriptor();
       return SystemCall::checked([&] { return isDataOnly != 0 ? fdatasync(file) : ::fsync(file); });
     });

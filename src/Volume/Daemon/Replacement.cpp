@@ -70,6 +70,14 @@ class ReplacementLocks {
   Node& folder_;
 };
 
+// Whether anything may still write to a file that no handle is open on: a map made by way of the kernel's passthrough
+// outlives its handle. The kernel grants a lease on reading only if nobody can write.
+bool mayBeMappedForWriting(const Volume& volume, int folder, const char* name) {
+  if (!volume.kernel.hasPassthrough()) return false;
+  const FileDescriptor file(openat(folder, name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+  return !file.isOpen() || fcntl(file.get(), F_SETLEASE, F_RDLCK) != 0;
+}
+
 bool isNodeOf(Volume& volume, const Node& node, const struct stat& status) {
   return volume.nodes.find({.device = status.st_dev, .inode = status.st_ino}).get() == &node;
 }
@@ -85,6 +93,10 @@ Result<void> replace(Volume& volume, Node& folder, int descriptor, Node& target,
   }
   OpenFile* const open = target.open.get();
   if (open != nullptr && (open->writerCount != 0 || open->passthroughCount != 0)) {
+    return std::unexpected(ErrorNumber::busy);
+  }
+  if (mayBeMappedForWriting(volume, descriptor, request.target) ||
+      mayBeMappedForWriting(volume, descriptor, request.work)) {
     return std::unexpected(ErrorNumber::busy);
   }
 
@@ -118,7 +130,6 @@ Result<void> replace(Volume& volume, Node& folder, int descriptor, Node& target,
                                           .nanoseconds = workStatus.st_mtim.tv_nsec,
                                           .byteCount = *byteCount};
   }
-  volume.notifier.attributesChanged(volume.number(target));
   volume.notifier.nameChanged(volume.number(folder), request.work);
   return {};
 }
@@ -148,8 +159,13 @@ Result<void> perform(Volume& volume, Node& folder, const VolumeProtocol::Replace
   const HeldNode work(volume, workEntry->node);
   if (&target.get() == &work.get()) return std::unexpected(ErrorNumber::busy);
 
-  const ReplacementLocks locks(target.get(), work.get(), folder);
-  return replace(volume, folder, descriptor, target.get(), work.get(), request);
+  const auto done = [&] {
+    const ReplacementLocks locks(target.get(), work.get(), folder);
+    return replace(volume, folder, descriptor, target.get(), work.get(), request);
+  }();
+  // Before the answer, so that whoever asked for it sees the new block count.
+  if (done) volume.notifier.forgetAttributes(volume.number(target.get()));
+  return done;
 }
 
 }  // namespace quillbrook::Replacement

@@ -95,6 +95,7 @@ int serve(const Options& options, FileDescriptor ready) {
   const std::string name = source->path;
   const sigset_t signals = endingSignals();
   pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+  signal(SIGIO, SIG_IGN);  // what the end of a lease sends
   umask(0);
   if (chdir("/") != 0) return 1;
 

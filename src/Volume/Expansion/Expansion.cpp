@@ -80,11 +80,6 @@ Result<void> complete(int folder, int file, int copy, const RedoRecord& record, 
   return SystemCall::checked([&] { return unlinkat(folder, std::to_string(state.redoIdentifier).c_str(), 0); });
 }
 
-// Gives back what was set aside behind the container's end.
-void giveUpReserve(int file, const ContainerState& state, const RedoRecord& record) {
-  if (ftruncate(file, static_cast<off_t>(state.rawByteCount())) == 0) static_cast<void>(record.restore(file));
-}
-
 // The state names the copy from here on, on the disk as well; if not, it is as it was.
 Result<void> nameCopy(int file, const ContainerState& before, const ContainerState& naming) {
   auto done = StoredState::write(file, naming);
@@ -115,7 +110,7 @@ Result<void> expand(int source, int file, const ContainerState& state) {
   if (const auto done = sync(copy->get()); !done) return done;
   if (const auto done = sync(folder->get()); !done) return done;
   if (const auto done = SparseCopy::reserve(file, copy->get(), state.logicalByteCount); !done) {
-    giveUpReserve(file, state, *record);
+    abandon(file, state, *record);
     return done;
   }
   ContainerState naming = state;
@@ -124,7 +119,7 @@ Result<void> expand(int source, int file, const ContainerState& state) {
     // If the state could not be put back either, it may name the copy: then it stays.
     const auto stored = StoredState::read(file);
     if (!stored || !*stored || (*stored)->redoIdentifier != 0) copy->keep();
-    giveUpReserve(file, state, *record);
+    abandon(file, state, *record);
     return done;
   }
   copy->keep();
@@ -139,6 +134,11 @@ Result<void> expandToNothing(int file, const ContainerState& state) {
   if (const auto done = StoredState::write(file, emptied); !done) return done;
   if (const auto done = SystemCall::checked([&] { return ftruncate(file, 0); }); !done) return done;
   return leaveOrdinary(file, state);
+}
+
+void abandon(int file, const ContainerState& state, const RedoRecord& record) {
+  // A truncation to the length that it has gives back what lies behind it.
+  if (ftruncate(file, static_cast<off_t>(state.rawByteCount())) == 0) static_cast<void>(record.restore(file));
 }
 
 Result<void> finish(int source, int file, const ContainerState& state) {

@@ -1,11 +1,9 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <cstdint>
-#include <vector>
-
 #include "Container/ContainerState.h"
 #include "Platform/ErrorNumber.h"
+#include "Volume/Expansion/RedoRecord.h"
 
 namespace quillbrook {
 
@@ -26,6 +24,10 @@ namespace Expansion {
 
 // Completes an expansion that a crash interrupted: `state.redoIdentifier` is not 0.
 [[nodiscard]] Result<void> finish(int source, int file, const ContainerState& state);
+
+// Undoes what an expansion does to the container itself before its copy is named: the space set aside behind its end,
+// and the times that this changed.
+void abandon(int file, const ContainerState& state, const RedoRecord& record);
 
 }  // namespace Expansion
 }  // namespace quillbrook

@@ -78,6 +78,10 @@ void settle(int source, int redo, int folder, const std::string& name, Copy& cop
   if (*state && (*state)->redoIdentifier == copy.identifier) {
     copy.isSettled = Expansion::finish(source, file.get(), **state).has_value();
   } else {
+    if (*state && (*state)->isSealed() && (*state)->redoIdentifier == 0 &&
+        static_cast<std::uint64_t>(status.st_size) == (*state)->rawByteCount()) {
+      Expansion::abandon(file.get(), **state, copy.record);
+    }
     copy.isSettled = unlinkat(redo, copy.name.c_str(), 0) == 0;
   }
 }
