@@ -105,8 +105,8 @@ class FileSystem {
   [[nodiscard]] virtual Result<std::unique_ptr<LockableFile>> openForLocking(const FilePath& path) = 0;
 
   // Puts `work` in the place of `target`, in one step for every other program, once its data have reached the disk.
-  // `expected` is what lstat said of the target that may be replaced, `lock` the lock held on it; `busy` if the target
-  // is another file by now or is open for writing. On failure both names are as they were.
+  // `expected` is what lstat said of the target that may be replaced, `lock` the lock on it, of this file system;
+  // `busy` if the target is another file by now or is open for writing. On failure both names are as they were.
   [[nodiscard]] virtual Result<void> rename(const FilePath& work, const FilePath& target, const FileStatus& expected,
                                             const LockableFile& lock) = 0;
   [[nodiscard]] virtual Result<void> unlink(const FilePath& path) = 0;

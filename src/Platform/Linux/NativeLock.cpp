@@ -98,4 +98,9 @@ bool NativeLock::isHeld() const {
          isSame(now->st_ctim, statusAtLock_->st_ctim);
 }
 
+bool NativeLock::isOn(const FileStatus& status) const {
+  const auto locked = SystemCall::status(backing_.get());
+  return locked && locked->st_dev == status.st_dev && locked->st_ino == status.st_ino;
+}
+
 }  // namespace quillbrook

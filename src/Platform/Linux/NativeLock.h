@@ -23,6 +23,8 @@ class NativeLock : public LockableFile {
 
   Result<void> flock() override;
   bool isHeld() const override;
+  // Whether it is the file of `status` that was locked, not one that stood at the path before or after it.
+  [[nodiscard]] bool isOn(const FileStatus& status) const;
 
  private:
   NativeLock() = default;
