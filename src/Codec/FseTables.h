@@ -44,7 +44,7 @@ struct ValueStep {
   std::uint32_t base;
 };
 
-// The frequencies add up to the number of states, which is the size of `table`.
+// The frequencies add up to the number of states, which is the size of `table`, or are all zero: then nothing is built.
 void buildLiteralStates(std::span<LiteralState> table, std::span<const std::uint16_t> frequencies) noexcept;
 void buildValueStates(std::span<ValueState> table, std::span<const std::uint16_t> frequencies,
                       std::span<const std::uint8_t> extraBits, std::span<const std::uint32_t> bases) noexcept;

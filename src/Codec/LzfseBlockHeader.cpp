@@ -86,9 +86,11 @@ class FrequencyReader {
   const std::uint8_t* end_;
 };
 
+// Whether the frequencies make a table, or are left out where there is nothing to decode.
 template <std::size_t Symbols>
-bool addsUpTo(std::size_t states, const std::array<std::uint16_t, Symbols>& frequencies) {
-  return std::accumulate(frequencies.begin(), frequencies.end(), std::size_t{0}) == states;
+bool isTable(std::size_t states, const std::array<std::uint16_t, Symbols>& frequencies, std::uint32_t toDecode) {
+  const std::size_t sum = std::accumulate(frequencies.begin(), frequencies.end(), std::size_t{0});
+  return sum == states || (sum == 0 && toDecode == 0);
 }
 
 std::uint32_t bitField(std::uint64_t word, unsigned offset, unsigned bits) {
@@ -105,9 +107,8 @@ bool LzfseBlockHeader::isConsistent() const noexcept {
     return false;
   }
   if (lState >= lStates || mState >= mStates || dState >= dStates) return false;
-  if (literals != 0 && !addsUpTo(LzfseFormat::literalStates, literalFrequencies)) return false;
-  return matches == 0 ||
-         (addsUpTo(lStates, lFrequencies) && addsUpTo(mStates, mFrequencies) && addsUpTo(dStates, dFrequencies));
+  return isTable(lStates, lFrequencies, matches) && isTable(mStates, mFrequencies, matches) &&
+         isTable(dStates, dFrequencies, matches) && isTable(LzfseFormat::literalStates, literalFrequencies, literals);
 }
 
 DecodeOutcome LzfseBlockHeader::readPacked(std::span<const std::uint8_t> block, std::size_t& headerBytes) noexcept {

@@ -39,7 +39,7 @@ struct LzfseBlockHeader {
 
   // Both readers take a block from its magic on and set `headerBytes` to the header's length. `complete` guarantees
   // that the header lies in the block, counts are within the format's limits, states within their tables, and that the
-  // frequencies of each table add up to its states, unless there is nothing for the table to decode. Whether the
+  // frequencies of each table add up to its states, or are all zero where there is nothing to decode. Whether the
   // payloads lie in the block is left to the caller. Frequency values are only there if the outcome is `complete`.
   DecodeOutcome readPacked(std::span<const std::uint8_t> block, std::size_t& headerBytes) noexcept;
   DecodeOutcome readPlain(std::span<const std::uint8_t> block, std::size_t& headerBytes) noexcept;

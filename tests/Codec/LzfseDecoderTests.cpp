@@ -187,6 +187,22 @@ TEST(LzfseDecoder, refusesInconsistentBlocks) {
   }
 }
 
+// Found by fuzzing: tables that nothing is decoded with were built without a look at their sums.
+TEST(LzfseDecoder, tablesWithoutUseAddUpOrAreLeftOut) {
+  LzfseBlockBuilder empty;
+  empty.encode();
+  EXPECT_EQ(decoded(empty.packed() + storedBlock("x"), 10), "x");
+  LzfseBlockBuilder leftOut = empty;
+  leftOut.frequencies = {};
+  EXPECT_EQ(decoded(leftOut.plain() + storedBlock("x"), 10), "x");
+  for (const unsigned first : {0U, 20U, 40U, 104U}) {
+    LzfseBlockBuilder overfull = empty;
+    for (unsigned i = 0; i < 20; ++i) overfull.frequencies[first + i] = 1'000;
+    EXPECT_EQ(decoded(overfull.packed() + storedBlock("x"), 10), "") << first;
+    EXPECT_EQ(decoded(overfull.plain() + storedBlock("x"), 10), "") << first;
+  }
+}
+
 TEST(LzfseDecoder, refusesInconsistentStreams) {
   const ByteVector literals{0xE4, 'a', 'b', 'c', 'd'};
   const ByteVector end{6, 0, 0, 0, 0, 0, 0, 0};
