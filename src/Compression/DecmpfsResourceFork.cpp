@@ -2,7 +2,9 @@
 #include "Compression/DecmpfsResourceFork.h"
 
 #include <algorithm>
+#include <array>
 #include <string>
+#include <vector>
 
 #include "Compression/Header/LittleEndian.h"
 #include "Compression/LZFSE.h"
@@ -15,30 +17,37 @@ std::expected<ByteBuffer, Error> encode(std::span<const std::uint8_t> bytes) {
         DataExceedsMaximum{.payloadBytes = static_cast<std::int64_t>(bytes.size()), .maxBytes = maximumFileByteCount});
   }
   const std::size_t tableLength = tableByteCount(bytes.size());
-  ByteBuffer fork;
   // Enough for the worst case, so that nothing is moved: memory that is never touched costs nothing.
-  fork.reserve(tableLength + bytes.size() + blockCount(bytes.size()) * LZFSE::encodeHeadroom);
-  fork.resize(tableLength);
-  LittleEndian::store(fork.data(), static_cast<std::uint32_t>(tableLength));
+  ByteBuffer fork(tableLength + bytes.size() + blockCount(bytes.size()) * LZFSE::encodeHeadroom);
+  std::vector<std::uint32_t> offsets{static_cast<std::uint32_t>(tableLength)};
+  offsets.reserve(blockCount(bytes.size()) + 1);
+  std::size_t end = tableLength;
   for (std::size_t i = 0; i < blockCount(bytes.size()); ++i) {
-    const auto block =
-        bytes.subspan(i * blockByteCount).first(std::min(blockByteCount, bytes.size() - i * blockByteCount));
-    const std::size_t chunkBegin = fork.size();
-    fork.resize(chunkBegin + block.size() + LZFSE::encodeHeadroom);
-    const std::size_t chunkLength = LZFSE::encodeInto(std::span(fork).subspan(chunkBegin), block);
+    const auto rest = bytes.subspan(i * blockByteCount);
+    const auto block = rest.first(std::min(blockByteCount, rest.size()));
+    const auto space = std::span(fork).subspan(end, block.size() + LZFSE::encodeHeadroom);
+    const std::size_t chunkLength = LZFSE::encodeInto(space, block);
     if (chunkLength == 0) return std::unexpected(EncodeFailed{});
-    fork.resize(chunkBegin + chunkLength);
-    LittleEndian::store(fork.data() + (i + 1) * sizeof(std::uint32_t), static_cast<std::uint32_t>(fork.size()));
+    end += chunkLength;
+    offsets.push_back(static_cast<std::uint32_t>(end));
   }
+  fork.resize(end);
+  std::ranges::copy(offsetTable(offsets), fork.begin());
   return fork;
 }
 
+ByteBuffer offsetTable(std::span<const std::uint32_t> offsets) {
+  ByteBuffer table(offsets.size_bytes());
+  for (std::size_t i = 0; i < offsets.size(); ++i) {
+    LittleEndian::store(table.data() + i * sizeof(std::uint32_t), offsets[i]);
+  }
+  return table;
+}
+
 ByteBuffer forkOfOneChunk(std::span<const std::uint8_t> chunk) {
-  constexpr std::size_t tableLength = tableByteCount(1);
-  ByteBuffer fork(tableLength + chunk.size());
-  LittleEndian::store(fork.data(), static_cast<std::uint32_t>(tableLength));
-  LittleEndian::store(fork.data() + sizeof(std::uint32_t), static_cast<std::uint32_t>(fork.size()));
-  std::ranges::copy(chunk, fork.begin() + tableLength);
+  constexpr std::uint32_t tableLength = tableByteCount(1);
+  ByteBuffer fork = offsetTable(std::array{tableLength, tableLength + static_cast<std::uint32_t>(chunk.size())});
+  fork.insert(fork.end(), chunk.begin(), chunk.end());
   return fork;
 }
 

@@ -41,6 +41,9 @@ using Error = std::variant<ResourceForkError, LZFSEError>;
 // The same for a file of one block, from its chunk.
 [[nodiscard]] ByteBuffer forkOfOneChunk(std::span<const std::uint8_t> chunk);
 
+// The N + 1 entries as they stand in the fork.
+[[nodiscard]] ByteBuffer offsetTable(std::span<const std::uint32_t> offsets);
+
 // The `fileByteCount` bytes of the file. Bytes of the fork behind the last entry are ignored.
 [[nodiscard]] std::expected<ByteBuffer, Error> decode(std::span<const std::uint8_t> fork, std::size_t fileByteCount);
 

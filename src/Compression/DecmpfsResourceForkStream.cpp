@@ -5,7 +5,6 @@
 #include <vector>
 
 #include "Compression/DecmpfsResourceFork.h"
-#include "Compression/Header/LittleEndian.h"
 #include "Compression/LZFSE.h"
 #include "Compression/Try.h"
 #include "Compression/WorkFile.h"
@@ -58,14 +57,6 @@ class BlockEncoder {
   ByteBuffer decoded_ = ByteBuffer(blockByteCount);
 };
 
-ByteBuffer table(std::span<const std::uint32_t> offsets) {
-  ByteBuffer bytes(offsets.size_bytes());
-  for (std::size_t i = 0; i < offsets.size(); ++i) {
-    LittleEndian::store(bytes.data() + i * sizeof(std::uint32_t), offsets[i]);
-  }
-  return bytes;
-}
-
 }  // namespace
 
 std::expected<Sha256::Digest, EngineError> streamEncode(const FilePath& source, const FilePath& workFile,
@@ -106,7 +97,7 @@ std::expected<Sha256::Digest, EngineError> streamEncode(const FilePath& source, 
     const ErrorNumber error = position ? ErrorNumber::invalid : position.error();
     return std::unexpected(FileCompressionError(IOError::numbered(workFile, "lseek rsrc fork", error)));
   }
-  QUILLBROOK_TRY(WorkFile::writeAll(table(offsets), **fork, workFile));
+  QUILLBROOK_TRY(WorkFile::writeAll(offsetTable(offsets), **fork, workFile));
   // Here shows what could not be kept of the writes so far.
   if (auto closed = (*fork)->close(); !closed) {
     return std::unexpected(FileCompressionError(IOError::numbered(workFile, "close rsrc fork", closed.error())));
