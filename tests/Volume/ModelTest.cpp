@@ -231,23 +231,18 @@ class Model {
   std::size_t swaps_ = 0;
 };
 
-unsigned long numberFrom(const char* variable, unsigned long otherwise) {
-  const char* text = std::getenv(variable);
-  return text == nullptr ? otherwise : std::strtoul(text, nullptr, 10);
-}
-
 class ModelTest : public testing::TestWithParam<MountedFolder::Owner> {};
 
 TEST_P(ModelTest, TheMountHoldsWhatWasDoneToIt) {
   if (const auto obstacle = MountedFolder::obstacle(GetParam())) GTEST_SKIP() << *obstacle;
   const TemporaryFolder source;
-  const unsigned long seed = numberFrom("QUILLBROOK_MODEL_SEED", std::random_device()());
-  const std::chrono::seconds duration(numberFrom("QUILLBROOK_MODEL_SECONDS", 3));
+  const unsigned long seed = TestDuration::number("QUILLBROOK_MODEL_SEED", std::random_device()());
   std::cout << "QUILLBROOK_MODEL_SEED=" << seed << std::endl;
   Model model(source.path(), GetParam(), seed);
   std::string last;
   int step = 0;
-  for (const auto end = std::chrono::steady_clock::now() + duration; std::chrono::steady_clock::now() < end; ++step) {
+  for (const auto end = std::chrono::steady_clock::now() + TestDuration::fromEnvironment();
+       std::chrono::steady_clock::now() < end; ++step) {
     last = model.step();
     constexpr int between = 20;
     constexpr int remounts = 400;

@@ -13,6 +13,7 @@
 
 #include <array>
 #include <csignal>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <random>
@@ -161,6 +162,20 @@ std::vector<MountedFolder::OpenFile> MountedFolder::openFiles() const {
 std::string ownerName(const testing::TestParamInfo<MountedFolder::Owner>& owner) {
   return owner.param == MountedFolder::Owner::nobody ? "nobody" : "caller";
 }
+
+namespace TestDuration {
+
+unsigned long number(const char* variable, unsigned long otherwise) {
+  const char* text = std::getenv(variable);
+  return text == nullptr ? otherwise : std::strtoul(text, nullptr, 10);
+}
+
+std::chrono::seconds fromEnvironment() {
+  constexpr unsigned long otherwise = 3;
+  return std::chrono::seconds(number("QUILLBROOK_MODEL_SECONDS", otherwise));
+}
+
+}  // namespace TestDuration
 
 namespace Content {
 

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <sys/types.h>
 
+#include <chrono>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -72,6 +73,15 @@ class MountedFolder {
 
 // For the names of tests that run for several owners.
 [[nodiscard]] std::string ownerName(const testing::TestParamInfo<MountedFolder::Owner>& owner);
+
+// How long tests go on that try at random.
+namespace TestDuration {
+
+[[nodiscard]] unsigned long number(const char* variable, unsigned long otherwise);
+// QUILLBROOK_MODEL_SECONDS, else 3.
+[[nodiscard]] std::chrono::seconds fromEnvironment();
+
+}  // namespace TestDuration
 
 namespace Content {
 

@@ -9,8 +9,12 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <chrono>
 #include <cstring>
 #include <functional>
+#include <iostream>
+#include <map>
+#include <random>
 #include <thread>
 
 #include "Compression/FileCompressor.h"
@@ -151,53 +155,67 @@ TEST_P(ReplacementTest, NumbersStayAndAreUnique) {
 
 // Writers of every kind against compress and decompress loops: every byte for which a call returned must be there.
 TEST_P(ReplacementTest, NothingWrittenIsLostWhileFilesAreSwapped) {
-  constexpr int rounds = 60;
   const std::string base = Content::text(40'000);
   for (const char* name : {"append", "map", "rename0", "count"}) Content::write(mounted_->at(name), base);
   std::atomic<bool> isOver = false;
-  std::atomic<std::size_t> appended = 0;
-  std::atomic<std::size_t> counted = 0;
-  std::vector<std::jthread> workers;
-  workers.emplace_back([&] {  // opens, appends, closes
-    for (; !isOver; ++appended) {
-      const FileDescriptor file(open(mounted_->at("append").c_str(), O_WRONLY | O_APPEND | O_CLOEXEC));
-      EXPECT_EQ(write(file.get(), "0123456789", 10), 10);
-      std::this_thread::yield();
-    }
-  });
+  const auto working = [&isOver](unsigned seed, auto act) {
+    return std::jthread([&isOver, seed, act] {
+      // Now and then long enough for a swap to come between.
+      std::mt19937 random(seed);
+      constexpr unsigned longest = 12'000;
+      for (; !isOver; std::this_thread::sleep_for(std::chrono::microseconds(random() % longest))) act();
+    });
+  };
+  std::size_t appended = 0;
+  std::size_t counted = 0;
+  std::size_t changed = 0;
   std::string mapped = base;
-  workers.emplace_back([&] {  // maps, changes, unmaps
-    for (std::size_t at = 0; !isOver; at = (at + 4099) % base.size()) {
-      const FileDescriptor file(open(mounted_->at("map").c_str(), O_RDWR | O_CLOEXEC));
-      void* map = mmap(nullptr, base.size(), PROT_READ | PROT_WRITE, MAP_SHARED, file.get(), 0);
-      ASSERT_NE(map, MAP_FAILED);
-      mapped[at] = static_cast<char*>(map)[at] = 'M';
-      munmap(map, base.size());
-    }
-  });
   std::atomic<int> renames = 0;
-  workers.emplace_back([&] {  // renames, and replaces by what was written anew
-    for (; !isOver; ++renames) {
-      const std::string to = mounted_->at("rename" + std::to_string(renames + 1));
-      EXPECT_EQ(rename(mounted_->at("rename" + std::to_string(renames)).c_str(), to.c_str()), 0);
+  std::vector<std::jthread> workers;
+  workers.push_back(working(1, [&] {  // opens, appends, closes
+    const FileDescriptor file(open(mounted_->at("append").c_str(), O_WRONLY | O_APPEND | O_CLOEXEC));
+    EXPECT_EQ(write(file.get(), "0123456789", 10), 10);
+    ++appended;
+  }));
+  workers.push_back(working(2, [&] {  // maps, closes, changes, unmaps
+    FileDescriptor file(open(mounted_->at("map").c_str(), O_RDWR | O_CLOEXEC));
+    void* map = mmap(nullptr, base.size(), PROT_READ | PROT_WRITE, MAP_SHARED, file.get(), 0);
+    ASSERT_NE(map, MAP_FAILED);
+    file.reset();
+    std::this_thread::yield();
+    mapped[changed] = static_cast<char*>(map)[changed] = 'M';
+    munmap(map, base.size());
+    changed = (changed + 4099) % base.size();
+  }));
+  workers.push_back(working(3, [&] {
+    const std::string to = mounted_->at("rename" + std::to_string(renames + 1));
+    EXPECT_EQ(rename(mounted_->at("rename" + std::to_string(renames)).c_str(), to.c_str()), 0);
+    ++renames;
+  }));
+  workers.push_back(working(4, [&] {  // replaces by what is written anew, and in place
+    if (counted % 2 == 0) {
+      Content::write(mounted_->at("count"), base + std::to_string(counted + 1));
+    } else {
+      Content::write(mounted_->at("count.new"), base + std::to_string(counted + 1));
+      EXPECT_EQ(rename(mounted_->at("count.new").c_str(), mounted_->at("count").c_str()), 0);
     }
-  });
-  workers.emplace_back([&] {  // truncates and writes anew, a number that must be the last one
-    for (; !isOver; ++counted) Content::write(mounted_->at("count"), base + std::to_string(counted + 1));
-  });
-  workers.emplace_back([&] {  // reads all the while
-    while (!isOver) {
-      const std::string seen = Content::read(mounted_->at("append"));
-      EXPECT_EQ(seen.substr(0, base.size()), base);
-    }
-  });
-  int swaps = 0;
-  for (int round = 0; round < rounds; ++round) {
-    for (const std::string& name :
-         {std::string("append"), std::string("map"), "rename" + std::to_string(renames), std::string("count")}) {
-      swaps += FileCompressor::compress(FilePath(mounted_->at(name))) ? 1 : 0;
-      swaps += FileCompressor::decompress(FilePath(mounted_->at(name))) ? 1 : 0;
-    }
+    ++counted;
+  }));
+  workers.push_back(working(5, [&] {
+    const std::string seen = Content::read(mounted_->at("append"));
+    EXPECT_TRUE(seen.starts_with(base));
+  }));
+  std::map<std::string, int> swaps;
+  const auto swap = [&](const char* kind, const std::string& name) {
+    swaps[kind] += FileCompressor::compress(FilePath(mounted_->at(name))) ? 1 : 0;
+    swaps[kind] += FileCompressor::decompress(FilePath(mounted_->at(name))) ? 1 : 0;
+  };
+  const auto end = std::chrono::steady_clock::now() + TestDuration::fromEnvironment();
+  while (std::chrono::steady_clock::now() < end && !HasFailure()) {
+    swap("append", "append");
+    swap("map", "map");
+    swap("rename", "rename" + std::to_string(renames));
+    swap("count", "count");
   }
   isOver = true;
   workers.clear();
@@ -207,8 +225,10 @@ TEST_P(ReplacementTest, NothingWrittenIsLostWhileFilesAreSwapped) {
   EXPECT_TRUE(Content::read(mounted_->at("map")) == mapped);
   EXPECT_TRUE(Content::read(mounted_->at("rename" + std::to_string(renames))) == base);
   EXPECT_EQ(Content::read(mounted_->at("count")).substr(base.size()), std::to_string(counted));
-  RecordProperty("swaps", swaps);
-  EXPECT_GT(appended, 0U);
+  for (const auto& [kind, count] : swaps) std::cout << count << " swaps against " << kind << std::endl;
+  EXPECT_GT(swaps["append"], 0);
+  EXPECT_GT(swaps["map"], 0);
+  EXPECT_GT(swaps["count"], 0);
 }
 
 // With the kernel's passthrough for ordinary files, and without.
