@@ -87,6 +87,11 @@ Result<void> NativeLock::flock() {
   return {};
 }
 
+bool NativeLock::isOn(std::uint64_t device, std::uint64_t inode) const {
+  const auto status = SystemCall::status(backing_.get());
+  return status && status->st_dev == device && status->st_ino == inode;
+}
+
 bool NativeLock::isHeld() const {
   if (lease_) return lease_->isHeld();
   if (!statusAtLock_) return false;

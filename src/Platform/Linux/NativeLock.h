@@ -3,6 +3,7 @@
 
 #include <sys/stat.h>
 
+#include <cstdint>
 #include <memory>
 #include <optional>
 
@@ -23,6 +24,8 @@ class NativeLock : public LockableFile {
 
   Result<void> flock() override;
   bool isHeld() const override;
+  // Whether it is this inode that is locked: held open, its number cannot have gone to another file.
+  [[nodiscard]] bool isOn(std::uint64_t device, std::uint64_t inode) const;
 
  private:
   NativeLock() = default;
