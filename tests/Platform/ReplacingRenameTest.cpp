@@ -51,6 +51,17 @@ TEST_F(ReplacingRename, LeavesBothAsTheyWere) {
   }
 }
 
+TEST_F(ReplacingRename, TakesNoLockOfAnotherInode) {
+  auto& files = FileSystem::native();
+  const auto target = ordinary("t", "old");
+  const auto work = ordinary("w", "work");
+  auto lock = files.openForLocking(target);
+  ASSERT_TRUE(lock && (*lock)->flock());
+  std::filesystem::rename(ordinary("new", "newer").bytes(), target.bytes());
+  EXPECT_EQ(files.rename(work, target, status(target), **lock).error(), ErrorNumber::busy);
+  EXPECT_EQ(raw(target), "newer");
+}
+
 TEST_F(ReplacingRename, DoesNotLoseWhatWasAppendedToAContainer) {
   auto& files = FileSystem::native();
   const auto target = compressed("t", prose(5000));

@@ -256,9 +256,6 @@ Result<std::unique_ptr<LockableFile>> NativeFileSystem::openForLocking(const Fil
 
 Result<void> NativeFileSystem::rename(const FilePath& work, const FilePath& target, const FileStatus& expected,
                                       const LockableFile& lock) {
-  // The number of an inode can come again: only a file that is held open keeps its own.
-  const auto* held = dynamic_cast<const NativeLock*>(&lock);
-  if (held == nullptr || !held->isOn(expected)) return std::unexpected(ErrorNumber::busy);
   const auto workPlace = VolumePath::locate(work);
   if (!workPlace) return std::unexpected(workPlace.error());
   const auto targetPlace = VolumePath::locate(target);

@@ -90,17 +90,17 @@ Result<void> NativeLock::flock() {
   return {};
 }
 
+bool NativeLock::isOn(std::uint64_t device, std::uint64_t inode) const {
+  const auto status = SystemCall::status(backing_.get());
+  return status && status->st_dev == device && status->st_ino == inode;
+}
+
 bool NativeLock::isHeld() const {
   if (lease_) return lease_->isHeld();
   if (!statusAtLock_) return false;
   const auto now = SystemCall::status(backing_.get());
   return now && now->st_size == statusAtLock_->st_size && isSame(now->st_mtim, statusAtLock_->st_mtim) &&
          isSame(now->st_ctim, statusAtLock_->st_ctim);
-}
-
-bool NativeLock::isOn(const FileStatus& status) const {
-  const auto locked = SystemCall::status(backing_.get());
-  return locked && locked->st_dev == status.st_dev && locked->st_ino == status.st_ino;
 }
 
 }  // namespace quillbrook

@@ -3,6 +3,7 @@
 
 #include <sys/stat.h>
 
+#include <cstdint>
 #include <memory>
 #include <optional>
 
@@ -23,8 +24,8 @@ class NativeLock : public LockableFile {
 
   Result<void> flock() override;
   bool isHeld() const override;
-  // Whether it is the file of `status` that was locked, not one that stood at the path before or after it.
-  [[nodiscard]] bool isOn(const FileStatus& status) const;
+  // Whether it is this inode that is locked: held open, its number cannot have gone to another file.
+  [[nodiscard]] bool isOn(std::uint64_t device, std::uint64_t inode) const;
 
  private:
   NativeLock() = default;

@@ -14,6 +14,7 @@
 
 #include "Platform/Linux/AttributeSpace.h"
 #include "Platform/Linux/DataSync.h"
+#include "Platform/Linux/NativeLock.h"
 #include "Platform/Linux/StoredState.h"
 #include "Platform/Linux/SystemCall.h"
 #include "Platform/Linux/VolumeProtocol.h"
@@ -138,6 +139,9 @@ Result<void> replace(const VolumePath& work, const VolumePath& target, const Fil
   const auto status = SystemCall::status(inode->get());
   if (!status) return std::unexpected(status.error());
   if (!S_ISREG(status->st_mode)) return std::unexpected(ErrorNumber::invalid);
+  // The expected file may have been replaced before it was locked, and its number gone to a newer one since.
+  const auto* native = dynamic_cast<const NativeLock*>(&lock);
+  if (native != nullptr && !native->isOn(expected.st_dev, expected.st_ino)) return std::unexpected(ErrorNumber::busy);
   if (const auto whole = refuseSurplus(target); !whole) return whole;
   if (const auto onDisk = waitForData(inode->get()); !onDisk) return onDisk;
 
