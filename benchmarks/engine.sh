@@ -7,7 +7,7 @@ set -euo pipefail
 [[ $# -eq 1 && -d $1 ]] || { sed -n '2,5s/^# \{0,1\}//p' "$0" >&2; exit 2; }
 folder=$(realpath "$1")
 cd "$(dirname "$0")/.."
-cmake --build --preset release --target engine_benchmark quillbrookctl quillbrook-volume >/dev/null
+cmake --build --preset release --target EngineBenchmark quillbrookctl quillbrook-volume >/dev/null
 bin=$PWD/build/release/bin
 mkdir -p "${WORK:-build/bench.engine}"; work=$(realpath "${WORK:-build/bench.engine}")
 finish() { mountpoint -q "$work/volume" && "$bin/quillbrookctl" volume unmount "$work/volume" >/dev/null; rm -rf "$work"; }
@@ -20,4 +20,4 @@ find "$work/plain" -type f -printf '%s\n' | awk -v t="$(awk "BEGIN { print $end 
 cp -a "$folder" "$work/volume"
 sync
 "$bin/quillbrookctl" volume mount "$work/volume" >/dev/null
-"$bin/engine_benchmark" "$work/volume" "$work/plain" "${ROUNDS:-5}"
+"$bin/EngineBenchmark" "$work/volume" "$work/plain" "${ROUNDS:-5}"

@@ -6,7 +6,7 @@
 set -euo pipefail
 [[ $# -eq 1 && $EUID -eq 0 ]] || { sed -n '2,5s/^# \{0,1\}//p' "$0" >&2; echo "Needs root: it drops the kernel's caches." >&2; exit 2; }
 cd "$(dirname "$0")/.."
-cmake --build --preset release --target volume_benchmark quillbrookctl quillbrook-volume >/dev/null
+cmake --build --preset release --target VolumeBenchmark quillbrookctl quillbrook-volume >/dev/null
 bin=$PWD/build/release/bin
 mkdir -p "$1"; base=$(realpath "$1")
 finish() {
@@ -33,7 +33,7 @@ else
 fi
 "$bin/quillbrookctl" volume mount "$base/ours" >/dev/null
 targets+=("volume=$base/ours")
-"$bin/volume_benchmark" ordinary "${ROUNDS:-3}" "${SIZE:-256}" "${FILES:-2000}" "${targets[@]}"
+"$bin/VolumeBenchmark" ordinary "${ROUNDS:-3}" "${SIZE:-256}" "${FILES:-2000}" "${targets[@]}"
 
 # One large compressible file: an archive of headers, the same bytes everywhere.
 tar -C /usr/include -cf "$base/host/large.tar" .
@@ -41,4 +41,4 @@ cp "$base/host/large.tar" "$base/ours/large.tar"
 "$bin/quillbrookctl" compress -- "$base/ours/large.tar" >/dev/null
 cmp "$base/host/large.tar" "$base/ours/large.tar"
 echo
-"$bin/volume_benchmark" compressed "${ROUNDS:-3}" "host=$base/host/large.tar" "compressed=$base/ours/large.tar"
+"$bin/VolumeBenchmark" compressed "${ROUNDS:-3}" "host=$base/host/large.tar" "compressed=$base/ours/large.tar"

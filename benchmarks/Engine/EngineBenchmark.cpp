@@ -2,7 +2,7 @@
 //
 // What the engine costs beside its parts, on the same files.
 //
-//   engine_benchmark VOLUME PLAIN ROUNDS     two copies of one folder: in a mounted volume, and on the host file system
+//   EngineBenchmark VOLUME PLAIN ROUNDS     two copies of one folder: in a mounted volume, and on the host file system
 //
 // Large files (1 MiB and more), one thread: encode, decode and SHA-256 alone, then whole compress and decompress; the goal is the
 // time of one encode, one decode and two hashes. Small files, as many workers as processors: whole compress and decompress
@@ -184,7 +184,7 @@ void smallFiles(const std::vector<fs::path>& files, const fs::path& volume, cons
 
 int main(int argc, char** argv) {
   if (argc != 4) {
-    std::fputs("usage: engine_benchmark VOLUME PLAIN ROUNDS\n", stderr);
+    std::fputs("usage: EngineBenchmark VOLUME PLAIN ROUNDS\n", stderr);
     return 2;
   }
   const auto files = quillbrook::collect(argv[2]);

@@ -2,8 +2,8 @@
 //
 // Folders side by side: the first is the yardstick, the others also show their share of it.
 //
-//   volume_benchmark ordinary ROUNDS MEGABYTES FILES NAME=FOLDER...
-//   volume_benchmark compressed ROUNDS NAME=FILE...    the same content as an ordinary file, through a mount, ...
+//   VolumeBenchmark ordinary ROUNDS MEGABYTES FILES NAME=FOLDER...
+//   VolumeBenchmark compressed ROUNDS NAME=FILE...    the same content as an ordinary file, through a mount, ...
 //
 // Rounds are interleaved and the median counts. Needs root, since it drops the kernel's caches.
 
@@ -268,8 +268,8 @@ int run(const std::vector<std::string>& arguments) {
     std::printf("%-28s %20.0f\n", "decoder alone, MiB/s", median(alone));
     return 0;
   }
-  std::fputs("usage: volume_benchmark ordinary ROUNDS MEGABYTES FILES NAME=FOLDER...\n"
-             "       volume_benchmark compressed ROUNDS NAME=FILE...\n", stderr);
+  std::fputs("usage: VolumeBenchmark ordinary ROUNDS MEGABYTES FILES NAME=FOLDER...\n"
+             "       VolumeBenchmark compressed ROUNDS NAME=FILE...\n", stderr);
   return 2;
 }
 

@@ -19,9 +19,8 @@ same_checksums "$work/original" "$v" "contents after compress"
 [[ $(used "$v") -lt $((before * 3 / 4)) ]] || fail "du shows no saving: $before before, $(used "$v") now"
 a_compressed_file() { "$ctl" inspect --json -- "$v" | python3 -c '
 import json, sys
-for line in sys.stdin:
-    f = json.loads(line)
-    if f.get("status") == "compressed" and f["path"].endswith(".h"): print(f["path"]); break'; }
+found = [f["path"] for f in map(json.loads, sys.stdin) if f.get("status") == "compressed" and f["path"].endswith(".h")]
+print(found[0])'; }
 
 must cp -a "$v" "$work/copied"; same_checksums "$work/original" "$work/copied" "cp -a"
 must tar -C "$v" -cf "$work/archive.tar" .; mkdir "$work/untarred"; must tar -C "$work/untarred" -xf "$work/archive.tar"
