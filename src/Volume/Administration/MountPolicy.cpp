@@ -107,7 +107,7 @@ std::optional<VolumeErrors::Protected> protection(const FilePath& folder, const 
   return std::nullopt;
 }
 
-// An absolute path from the environment; the XDG base directory specification has relative ones ignored.
+// An absolute path from the environment; the XDG base directory rules have relative ones ignored.
 FilePath fromEnvironment(const char* name, const FilePath& otherwise) {
   const char* value = std::getenv(name);
   return value != nullptr && *value == '/' ? resolved(FilePath(value)) : otherwise;
