@@ -3,9 +3,12 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <initializer_list>
 #include <random>
 #include <string_view>
 #include <vector>
+
+#include "Compression/Header/LittleEndian.h"
 
 namespace quillbrook::TestData {
 
@@ -35,6 +38,24 @@ inline Bytes text(std::size_t count) {
   }
   result.resize(count);
   return result;
+}
+
+inline Bytes concatenated(std::initializer_list<Bytes> parts) {
+  Bytes result;
+  for (const Bytes& part : parts) result.insert(result.end(), part.begin(), part.end());
+  return result;
+}
+
+inline Bytes littleEndian(std::initializer_list<std::uint32_t> values) {
+  Bytes result(values.size() * 4);
+  std::size_t offset = 0;
+  for (const std::uint32_t value : values) LittleEndian::store(result.data() + 4 * offset++, value);
+  return result;
+}
+
+// The head of the attribute com.apple.decmpfs.
+inline Bytes header(std::uint32_t type, std::uint32_t size) {
+  return littleEndian({0x636D7066, type, size, 0});
 }
 
 }  // namespace quillbrook::TestData

@@ -38,16 +38,13 @@ Result<Bytes> content(const Node& node) {
   if (node.foreignContent) return *node.foreignContent;
   const auto value = attribute(node, CompressionAttributes::decmpfs);
   const auto header = DecmpfsHeader::parse(value);
-  if (!header) return std::unexpected(ErrorNumber::inputOutput);
-  if (header->compressionType == CompressionType::lzfseRsrc) {
-    const auto bytes =
-        DecmpfsResourceFork::decode(attribute(node, CompressionAttributes::resourceFork), header->uncompressedSize);
-    if (!bytes) return std::unexpected(ErrorNumber::inputOutput);
-    return Bytes(bytes->begin(), bytes->end());
-  }
-  const auto bytes = DecmpfsInline::decode(value);
-  if (!bytes) return std::unexpected(ErrorNumber::inputOutput);
-  return Bytes(bytes->begin(), bytes->end());
+  const auto bytesOf = [](const auto& decoded) -> Result<Bytes> {
+    if (!decoded) return std::unexpected(ErrorNumber::inputOutput);
+    return Bytes(decoded->begin(), decoded->end());
+  };
+  if (!header || header->compressionType != CompressionType::lzfseRsrc) return bytesOf(DecmpfsInline::decode(value));
+  return bytesOf(
+      DecmpfsResourceFork::decode(attribute(node, CompressionAttributes::resourceFork), header->uncompressedSize));
 }
 
 // One call's worth of a value: its length for a buffer without storage.
@@ -58,60 +55,51 @@ Result<std::size_t> deliver(std::span<const std::uint8_t> value, void* destinati
   return value.size();
 }
 
-class Reader : public FileReader {
+// An open file, for whichever purpose.
+class Handle : public FileReader, public FileWriter, public LockableFile {
  public:
-  explicit Reader(Result<Bytes> bytes) : bytes_(std::move(bytes)) {}
-  Result<std::size_t> read(std::span<std::uint8_t> destination) override {
-    if (!bytes_) return std::unexpected(bytes_.error());
-    const std::size_t count = std::min(destination.size(), bytes_->size() - position_);
-    std::copy_n(bytes_->begin() + static_cast<std::ptrdiff_t>(position_), count, destination.begin());
-    position_ += count;
-    return count;
+  // `shown` is what is read, `storage` a part of the node that is written.
+  explicit Handle(std::shared_ptr<Node> node, Result<Bytes> shown = {}, Bytes* storage = nullptr)
+      : node_(std::move(node)), shown_(std::move(shown)), storage_(storage) {}
+  ~Handle() override {
+    if (holdsLock_) node_->isLocked = false;
   }
+  Handle(const Handle&) = delete;
+  Handle& operator=(const Handle&) = delete;
 
- private:
-  Result<Bytes> bytes_;
-  std::size_t position_ = 0;
-};
-
-class Writer : public FileWriter {
- public:
-  Writer(std::shared_ptr<Node> node, Bytes& storage) : node_(std::move(node)), storage_(storage) {}
+  Result<std::size_t> read(std::span<std::uint8_t> destination) override {
+    if (!shown_) return std::unexpected(shown_.error());
+    const auto rest = std::span(*shown_).subspan(position_);
+    const auto part = rest.first(std::min(destination.size(), rest.size()));
+    std::ranges::copy(part, destination.begin());
+    position_ += part.size();
+    return part.size();
+  }
   Result<std::size_t> write(std::span<const std::uint8_t> bytes) override {
-    storage_.resize(std::max(storage_.size(), position_ + bytes.size()));
-    std::ranges::copy(bytes, storage_.begin() + static_cast<std::ptrdiff_t>(position_));
+    storage_->resize(std::max(storage_->size(), position_ + bytes.size()));
+    std::ranges::copy(bytes, storage_->begin() + static_cast<std::ptrdiff_t>(position_));
     position_ += bytes.size();
     return bytes.size();
   }
   Result<std::uint64_t> lseek(std::uint64_t position) override { return position_ = position; }
   Result<void> fsetxattr(std::string_view name, std::span<const std::uint8_t> value) override {
-    node_->attributes.insert_or_assign(std::string(name), Bytes(value.begin(), value.end()));
+    node_->attributes[std::string(name)].assign(value.begin(), value.end());
     return {};
   }
   Result<void> close() override { return {}; }
-
- private:
-  std::shared_ptr<Node> node_;
-  Bytes& storage_;  // a part of the node
-  std::size_t position_ = 0;
-};
-
-class Lock : public LockableFile {
- public:
-  explicit Lock(std::shared_ptr<Node> node) : node_(std::move(node)) {}
-  ~Lock() override {
-    if (holds_) node_->isLocked = false;
-  }
   Result<void> flock() override {
     if (node_->isLocked) return std::unexpected(ErrorNumber::wouldBlock);
-    node_->isLocked = holds_ = true;
+    node_->isLocked = holdsLock_ = true;
     return {};
   }
-  bool isHeld() const override { return holds_ && !node_->isLockLost; }
+  [[nodiscard]] bool isHeld() const override { return holdsLock_ && !node_->isLockLost; }
 
  private:
   std::shared_ptr<Node> node_;
-  bool holds_ = false;
+  Result<Bytes> shown_;
+  Bytes* storage_;
+  std::size_t position_ = 0;
+  bool holdsLock_ = false;
 };
 
 }  // namespace
@@ -148,14 +136,6 @@ Result<Bytes> MemoryFileSystem::read(const FilePath& path) {
   return content(at(path));
 }
 
-template <typename Change>
-Result<void> MemoryFileSystem::changing(const FilePath& path, Change change) {
-  const auto found = nodes_.find(path);
-  if (found == nodes_.end()) return std::unexpected(ErrorNumber::noEntry);
-  change(*found->second);
-  return {};
-}
-
 Result<FileStatus> MemoryFileSystem::lstat(const FilePath& path) {
   if (!exists(path)) return std::unexpected(ErrorNumber::noEntry);
   const Node& node = at(path);
@@ -172,33 +152,6 @@ Result<FileStatus> MemoryFileSystem::lstat(const FilePath& path) {
   return status;
 }
 
-Result<void> MemoryFileSystem::chown(const FilePath& path, std::uint32_t owner, std::uint32_t group) {
-  return changing(path, [&](Node& node) {
-    node.status.st_uid = owner;
-    node.status.st_gid = group;
-  });
-}
-
-Result<void> MemoryFileSystem::chmod(const FilePath& path, std::uint32_t mode) {
-  return changing(path, [&](Node& node) { node.status.st_mode = mode; });
-}
-
-Result<void> MemoryFileSystem::chflags(const FilePath& path, std::uint32_t flags) {
-  if ((flags & ~userSettableFlags) != 0) return std::unexpected(ErrorNumber::notPermitted);
-  return changing(path, [&](Node& node) { node.status.st_flags = flags; });
-}
-
-Result<void> MemoryFileSystem::setFileTimes(const FilePath& path, Timestamp access, Timestamp modification) {
-  return changing(path, [&](Node& node) {
-    node.status.st_atimespec = access;
-    node.status.st_mtimespec = modification;
-  });
-}
-
-Result<void> MemoryFileSystem::setCreationTime(const FilePath& path, Timestamp creation) {
-  return changing(path, [&](Node& node) { node.status.st_birthtimespec = creation; });
-}
-
 Result<std::size_t> MemoryFileSystem::getxattr(const FilePath& path, std::string_view name,
                                                std::span<std::uint8_t> value, XattrOptions options) {
   if (!exists(path)) return std::unexpected(ErrorNumber::noEntry);
@@ -208,13 +161,6 @@ Result<std::size_t> MemoryFileSystem::getxattr(const FilePath& path, std::string
     return std::unexpected(ErrorNumber::attributeMissing);
   }
   return deliver(found->second, value.data(), value.size());
-}
-
-Result<void> MemoryFileSystem::setxattr(const FilePath& path, std::string_view name,
-                                        std::span<const std::uint8_t> value, XattrOptions) {
-  return changing(path, [&](Node& node) {
-    node.attributes.insert_or_assign(std::string(name), Bytes(value.begin(), value.end()));
-  });
 }
 
 Result<void> MemoryFileSystem::removexattr(const FilePath& path, std::string_view name, XattrOptions) {
@@ -235,33 +181,29 @@ Result<std::size_t> MemoryFileSystem::listxattr(const FilePath& path, std::span<
   return deliver(list, names.data(), names.size());
 }
 
-Result<void> MemoryFileSystem::copyACL(const FilePath& source, const FilePath& destination) {
-  return changing(destination, [&](Node& node) { node.accessControlList = at(source).accessControlList; });
-}
-
 Result<std::unique_ptr<FileWriter>> MemoryFileSystem::createExclusively(const FilePath& path, std::uint32_t mode,
                                                                         const FilePath&) {
   if (exists(path)) return std::unexpected(ErrorNumber::exists);
   put(path, {}).status.st_mode = mode;
-  return std::make_unique<Writer>(nodes_[path], at(path).data);
+  return std::make_unique<Handle>(nodes_[path], Bytes{}, &at(path).data);
 }
 
 Result<std::unique_ptr<FileWriter>> MemoryFileSystem::openResourceFork(const FilePath& path) {
   if (!exists(path)) return std::unexpected(ErrorNumber::noEntry);
   Bytes& fork = at(path).attributes[std::string(CompressionAttributes::resourceFork)];
   fork.clear();
-  return std::make_unique<Writer>(nodes_[path], fork);
+  return std::make_unique<Handle>(nodes_[path], Bytes{}, &fork);
 }
 
 Result<std::unique_ptr<FileReader>> MemoryFileSystem::openForReading(const FilePath& path) {
   if (!exists(path)) return std::unexpected(ErrorNumber::noEntry);
   at(path).status.st_atimespec = tick();
-  return std::make_unique<Reader>(content(at(path)));
+  return std::make_unique<Handle>(nodes_[path], content(at(path)));
 }
 
 Result<std::unique_ptr<LockableFile>> MemoryFileSystem::openForLocking(const FilePath& path) {
   if (!exists(path)) return std::unexpected(ErrorNumber::noEntry);
-  return std::make_unique<Lock>(nodes_[path]);
+  return std::make_unique<Handle>(nodes_[path]);
 }
 
 Result<void> MemoryFileSystem::rename(const FilePath& work, const FilePath& target, const FileStatus& expected,
@@ -269,11 +211,6 @@ Result<void> MemoryFileSystem::rename(const FilePath& work, const FilePath& targ
   if (!exists(work) || !exists(target)) return std::unexpected(ErrorNumber::noEntry);
   if (at(target).status.st_ino != expected.st_ino) return std::unexpected(ErrorNumber::busy);
   nodes_[target] = nodes_.extract(work).mapped();
-  return {};
-}
-
-Result<void> MemoryFileSystem::unlink(const FilePath& path) {
-  if (nodes_.erase(path) == 0) return std::unexpected(ErrorNumber::noEntry);
   return {};
 }
 

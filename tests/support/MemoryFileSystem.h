@@ -50,18 +50,39 @@ class MemoryFileSystem : public FileSystem {
   [[nodiscard]] Result<Bytes> read(const FilePath& path);
 
   Result<FileStatus> lstat(const FilePath& path) override;
-  Result<void> chown(const FilePath& path, std::uint32_t owner, std::uint32_t group) override;
-  Result<void> chmod(const FilePath& path, std::uint32_t mode) override;
-  Result<void> chflags(const FilePath& path, std::uint32_t flags) override;
-  Result<void> setFileTimes(const FilePath& path, Timestamp access, Timestamp modification) override;
-  Result<void> setCreationTime(const FilePath& path, Timestamp creation) override;
+  Result<void> chown(const FilePath& path, std::uint32_t owner, std::uint32_t group) override {
+    return changing(path, [&](Node& node) {
+      node.status.st_uid = owner;
+      node.status.st_gid = group;
+    });
+  }
+  Result<void> chmod(const FilePath& path, std::uint32_t mode) override {
+    return changing(path, [&](Node& node) { node.status.st_mode = mode; });
+  }
+  Result<void> chflags(const FilePath& path, std::uint32_t flags) override {
+    if ((flags & ~userSettableFlags) != 0) return std::unexpected(ErrorNumber::notPermitted);
+    return changing(path, [&](Node& node) { node.status.st_flags = flags; });
+  }
+  Result<void> setFileTimes(const FilePath& path, Timestamp access, Timestamp modification) override {
+    return changing(path, [&](Node& node) {
+      node.status.st_atimespec = access;
+      node.status.st_mtimespec = modification;
+    });
+  }
+  Result<void> setCreationTime(const FilePath& path, Timestamp creation) override {
+    return changing(path, [&](Node& node) { node.status.st_birthtimespec = creation; });
+  }
   Result<std::size_t> getxattr(const FilePath& path, std::string_view name, std::span<std::uint8_t> value,
                                XattrOptions options) override;
   Result<void> setxattr(const FilePath& path, std::string_view name, std::span<const std::uint8_t> value,
-                        XattrOptions options) override;
+                        XattrOptions) override {
+    return changing(path, [&](Node& node) { node.attributes[std::string(name)].assign(value.begin(), value.end()); });
+  }
   Result<void> removexattr(const FilePath& path, std::string_view name, XattrOptions options) override;
   Result<std::size_t> listxattr(const FilePath& path, std::span<char> names, XattrOptions options) override;
-  Result<void> copyACL(const FilePath& source, const FilePath& destination) override;
+  Result<void> copyACL(const FilePath& source, const FilePath& destination) override {
+    return changing(destination, [&](Node& node) { node.accessControlList = at(source).accessControlList; });
+  }
   Result<std::unique_ptr<FileWriter>> createExclusively(const FilePath& path, std::uint32_t mode,
                                                         const FilePath& like) override;
   Result<std::unique_ptr<FileWriter>> openResourceFork(const FilePath& path) override;
@@ -69,12 +90,19 @@ class MemoryFileSystem : public FileSystem {
   Result<std::unique_ptr<LockableFile>> openForLocking(const FilePath& path) override;
   Result<void> rename(const FilePath& work, const FilePath& target, const FileStatus& expected,
                       const LockableFile& lock) override;
-  Result<void> unlink(const FilePath& path) override;
+  Result<void> unlink(const FilePath& path) override {
+    if (nodes_.erase(path) == 0) return std::unexpected(ErrorNumber::noEntry);
+    return {};
+  }
 
  private:
   // Calls `change` with the node of `path`.
   template <typename Change>
-  Result<void> changing(const FilePath& path, Change change);
+  Result<void> changing(const FilePath& path, Change change) {
+    if (!exists(path)) return std::unexpected(ErrorNumber::noEntry);
+    change(at(path));
+    return {};
+  }
   Timestamp tick();
 
   std::map<FilePath, std::shared_ptr<Node>> nodes_;
