@@ -1,16 +1,16 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/types.h>
+#include <sys/stat.h>
 
-#include <chrono>
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
 
-#include "Platform/FilePath.h"
+#include "Platform/Linux/FileDescriptor.h"
 
 namespace quillbrook {
 
@@ -45,8 +45,6 @@ class MountedFolder {
 
   // Asks the daemon to end, and waits. Its exit code, and a failed expectation if it said anything.
   int stop();
-  // Ends it as a crash does, and clears the dead mount away.
-  void kill();
 
   [[nodiscard]] bool isMounted() const { return isMounted_; }
   [[nodiscard]] std::string at(const std::string& name) const { return source_ + "/" + name; }
@@ -61,7 +59,6 @@ class MountedFolder {
   [[nodiscard]] std::vector<OpenFile> openFiles() const;
 
  private:
-  bool waitForMount(int mounts);
   void becomeCaller() const;
 
   std::string source_;
@@ -71,24 +68,33 @@ class MountedFolder {
   bool isMounted_ = false;
 };
 
-// For the names of tests that run for several owners.
+// A volume for tests that run with both owners' daemons: with the kernel's passthrough for ordinary files, and without.
+class VolumeTest : public testing::TestWithParam<MountedFolder::Owner> {
+ protected:
+  // Skips the test where there can be no mount.
+  void SetUp() override;
+  // Again, if it has been stopped.
+  void mount() { mounted_.emplace(source_.path(), std::vector<std::string>(), GetParam()); }
+
+  const TemporaryFolder source_;
+  std::optional<MountedFolder> mounted_;
+};
 [[nodiscard]] std::string ownerName(const testing::TestParamInfo<MountedFolder::Owner>& owner);
+inline constexpr MountedFolder::Owner owners[]{MountedFolder::Owner::caller, MountedFolder::Owner::nobody};
 
-// How long tests go on that try at random.
-namespace TestDuration {
-
-[[nodiscard]] unsigned long number(const char* variable, unsigned long otherwise);
-// QUILLBROOK_MODEL_SECONDS, else 3.
-[[nodiscard]] std::chrono::seconds fromEnvironment();
-
-}  // namespace TestDuration
+[[nodiscard]] unsigned long numberFromEnvironment(const char* variable, unsigned long otherwise);
 
 namespace Content {
 
 // Text that compresses, the same for the same seed.
 [[nodiscard]] std::string text(std::size_t byteCount, unsigned seed = 1);
 void write(const std::string& path, const std::string& bytes);
+// From the beginning to the end, or to what cannot be read.
+[[nodiscard]] std::string read(const FileDescriptor& file);
 [[nodiscard]] std::string read(const std::string& path);
+[[nodiscard]] FileDescriptor open(const std::string& path, int flags = O_RDONLY);
+// Of the path itself; fails the test if there is nothing.
+[[nodiscard]] struct stat status(const std::string& path);
 // By the engine; fails the test if it does not succeed.
 void compress(const std::string& path);
 [[nodiscard]] bool isCompressed(const std::string& path);
