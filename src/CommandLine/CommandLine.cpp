@@ -56,7 +56,7 @@ int runProcess(int argumentCount, const char* const* arguments) {
         .volumes = {},
         .now = std::chrono::steady_clock::now,
         .stop = signals.token(),
-        .stopSignal = signals.received()};
+        .stopSignal = StopSignals::received()};
   const std::vector<std::string> values(arguments + (argumentCount > 0 ? 1 : 0), arguments + argumentCount);
   return run(values, io);
 }

@@ -21,16 +21,35 @@ constexpr std::size_t readChunkByteCount = 4'194'304;
 
 using Step = std::expected<void, FileCompressionError>;
 
+// A work file that goes again unless it is let go: when it has become the user's file, or when another file may stand
+// at its name.
+class PendingWorkFile {
+ public:
+  PendingWorkFile(const Operation& operation, FilePath url) : operation_(operation), url_(std::move(url)) {}
+  ~PendingWorkFile() {
+    if (isOurs_) WorkFile::removeWorkFile(url_, operation_.fileSystem);
+  }
+  PendingWorkFile(const PendingWorkFile&) = delete;
+  PendingWorkFile& operator=(const PendingWorkFile&) = delete;
+
+  [[nodiscard]] const FilePath& url() const { return url_; }
+  void letGo() { isOurs_ = false; }
+
+ private:
+  const Operation& operation_;
+  FilePath url_;
+  bool isOurs_ = true;
+};
+
 // Creates the work file and lets `build` make it the user's file; removes it again if that fails.
 template <typename Build>
 auto replacing(const Operation& operation, Build build)
-    -> std::invoke_result_t<Build, std::unique_ptr<FileWriter>, const FilePath&> {
-  const FilePath workFile = WorkFile::url(operation.url);
-  auto writer = WorkFile::createWorkFile(workFile, operation.url, operation.fileSystem);
+    -> std::invoke_result_t<Build, std::unique_ptr<FileWriter>, PendingWorkFile&> {
+  const FilePath url = WorkFile::url(operation.url);
+  auto writer = WorkFile::createWorkFile(url, operation.url, operation.fileSystem);
   if (!writer) return std::unexpected(writer.error());
-  auto result = build(std::move(*writer), workFile);
-  if (!result) WorkFile::removeWorkFile(workFile, operation.fileSystem);
-  return result;
+  PendingWorkFile workFile(operation, url);
+  return build(std::move(*writer), workFile);
 }
 
 Step carryOver(const Operation& operation, const FilePath& workFile) {
@@ -47,15 +66,16 @@ Step finish(const Operation& operation, const FilePath& workFile, std::uint32_t 
   return MetadataCarryOver::setFlags(workFile, flags, operation.fileSystem);
 }
 
-Step swapIntoPlace(const Operation& operation, const FilePath& workFile) {
+Step swapIntoPlace(const Operation& operation, PendingWorkFile& workFile) {
   if (operation.beforeSwap) QUILLBROOK_TRY(operation.beforeSwap());
   if (!isUnchanged(operation)) return std::unexpected(FileChangedDuringOperation{operation.url});
-  const auto unmarked = operation.fileSystem.removexattr(workFile, WorkFile::marker, {.noFollow = true});
+  const auto unmarked = operation.fileSystem.removexattr(workFile.url(), WorkFile::marker, {.noFollow = true});
   if (!unmarked && unmarked.error() != ErrorNumber::attributeMissing) {
     engineLog.write(LogLevel::standard, "slimtmp marker removexattr failed for %{private}s: errno=%d",
-                    {workFile.bytes(), unmarked.error().value});
+                    {workFile.url().bytes(), unmarked.error().value});
   }
-  const auto swapped = operation.fileSystem.rename(workFile, operation.url, operation.snapshot, operation.lock);
+  const auto swapped = operation.fileSystem.rename(workFile.url(), operation.url, operation.snapshot, operation.lock);
+  if (swapped || swapped.error() == ErrorNumber::notRecoverable) workFile.letGo();
   if (!swapped) return std::unexpected(IOError::numbered(operation.url, "rename", swapped.error()));
   return {};
 }
@@ -102,16 +122,17 @@ bool isUnchanged(const Operation& operation) {
 std::expected<void, EngineError> compressInMemory(const Operation& operation,
                                                   const FileCompressor::EncodingPlan& plan) {
   const auto build = [&](std::unique_ptr<FileWriter> writer,
-                         const FilePath& workFile) -> std::expected<void, EngineError> {
+                         PendingWorkFile& workFile) -> std::expected<void, EngineError> {
     FileSystem& fileSystem = operation.fileSystem;
     writer.reset();  // nothing is written to the data fork
-    QUILLBROOK_TRY(carryOver(operation, workFile));
-    QUILLBROOK_TRY(WorkFile::writeAttribute(workFile, CompressionAttributes::decmpfs, plan.decmpfsXattr, fileSystem));
+    QUILLBROOK_TRY(carryOver(operation, workFile.url()));
+    QUILLBROOK_TRY(
+        WorkFile::writeAttribute(workFile.url(), CompressionAttributes::decmpfs, plan.decmpfsXattr, fileSystem));
     if (plan.resourceFork) {
-      QUILLBROOK_TRY(
-          WorkFile::writeAttribute(workFile, CompressionAttributes::resourceFork, *plan.resourceFork, fileSystem));
+      QUILLBROOK_TRY(WorkFile::writeAttribute(workFile.url(), CompressionAttributes::resourceFork, *plan.resourceFork,
+                                              fileSystem));
     }
-    QUILLBROOK_TRY(finish(operation, workFile, operation.snapshot.st_flags | UF_COMPRESSED));
+    QUILLBROOK_TRY(finish(operation, workFile.url(), operation.snapshot.st_flags | UF_COMPRESSED));
     QUILLBROOK_TRY(swapIntoPlace(operation, workFile));
     return {};
   };
@@ -120,18 +141,18 @@ std::expected<void, EngineError> compressInMemory(const Operation& operation,
 
 std::expected<void, EngineError> compressStreaming(const Operation& operation) {
   const auto build = [&](std::unique_ptr<FileWriter> writer,
-                         const FilePath& workFile) -> std::expected<void, EngineError> {
+                         PendingWorkFile& workFile) -> std::expected<void, EngineError> {
     FileSystem& fileSystem = operation.fileSystem;
     const auto byteCount = static_cast<std::uint64_t>(operation.snapshot.st_size);
     writer.reset();
-    QUILLBROOK_TRY(carryOver(operation, workFile));
-    QUILLBROOK_TRY(WorkFile::writeAttribute(workFile, CompressionAttributes::decmpfs,
+    QUILLBROOK_TRY(carryOver(operation, workFile.url()));
+    QUILLBROOK_TRY(WorkFile::writeAttribute(workFile.url(), CompressionAttributes::decmpfs,
                                             DecmpfsHeader::encode(CompressionType::lzfseRsrc, byteCount), fileSystem));
-    const auto digest = DecmpfsResourceFork::streamEncode(operation.url, workFile, byteCount, fileSystem);
+    const auto digest = DecmpfsResourceFork::streamEncode(operation.url, workFile.url(), byteCount, fileSystem);
     if (!digest) return std::unexpected(digest.error());
-    QUILLBROOK_TRY(finish(operation, workFile, operation.snapshot.st_flags | UF_COMPRESSED));
-    QUILLBROOK_TRY(Verification::verifyReadback(workFile, *digest, byteCount, operation.url, fileSystem));
-    MetadataCarryOver::setFileTimes(workFile, operation.snapshot, fileSystem);  // reading back has touched them
+    QUILLBROOK_TRY(finish(operation, workFile.url(), operation.snapshot.st_flags | UF_COMPRESSED));
+    QUILLBROOK_TRY(Verification::verifyReadback(workFile.url(), *digest, byteCount, operation.url, fileSystem));
+    MetadataCarryOver::setFileTimes(workFile.url(), operation.snapshot, fileSystem);  // reading back has touched them
     QUILLBROOK_TRY(swapIntoPlace(operation, workFile));
     return {};
   };
@@ -140,24 +161,24 @@ std::expected<void, EngineError> compressStreaming(const Operation& operation) {
 
 std::expected<void, FileCompressionError> decompressInMemory(const Operation& operation,
                                                              std::span<const std::uint8_t> bytes) {
-  const auto build = [&](std::unique_ptr<FileWriter> writer, const FilePath& workFile) -> Step {
-    QUILLBROOK_TRY(WorkFile::writeAll(bytes, *writer, workFile));
-    QUILLBROOK_TRY(closeAfterWriting(*writer, workFile));
+  const auto build = [&](std::unique_ptr<FileWriter> writer, PendingWorkFile& workFile) -> Step {
+    QUILLBROOK_TRY(WorkFile::writeAll(bytes, *writer, workFile.url()));
+    QUILLBROOK_TRY(closeAfterWriting(*writer, workFile.url()));
     writer.reset();
-    QUILLBROOK_TRY(carryOver(operation, workFile));
-    QUILLBROOK_TRY(finish(operation, workFile, operation.snapshot.st_flags & ~UF_COMPRESSED));
+    QUILLBROOK_TRY(carryOver(operation, workFile.url()));
+    QUILLBROOK_TRY(finish(operation, workFile.url(), operation.snapshot.st_flags & ~UF_COMPRESSED));
     return swapIntoPlace(operation, workFile);
   };
   return replacing(operation, build);
 }
 
 std::expected<void, FileCompressionError> decompressStreaming(const Operation& operation) {
-  const auto build = [&](std::unique_ptr<FileWriter> writer, const FilePath& workFile) -> Step {
-    const auto count = copyDecompressedStream(operation.url, std::move(writer), workFile, operation.fileSystem);
+  const auto build = [&](std::unique_ptr<FileWriter> writer, PendingWorkFile& workFile) -> Step {
+    const auto count = copyDecompressedStream(operation.url, std::move(writer), workFile.url(), operation.fileSystem);
     if (!count) return std::unexpected(count.error());
     if (*count != operation.snapshot.st_size) return std::unexpected(RoundtripVerificationFailed{operation.url});
-    QUILLBROOK_TRY(carryOver(operation, workFile));
-    QUILLBROOK_TRY(finish(operation, workFile, operation.snapshot.st_flags & ~UF_COMPRESSED));
+    QUILLBROOK_TRY(carryOver(operation, workFile.url()));
+    QUILLBROOK_TRY(finish(operation, workFile.url(), operation.snapshot.st_flags & ~UF_COMPRESSED));
     return swapIntoPlace(operation, workFile);
   };
   return replacing(operation, build);

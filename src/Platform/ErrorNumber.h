@@ -20,6 +20,8 @@ struct ErrorNumber {
   static const ErrorNumber wouldBlock;        // EWOULDBLOCK
   static const ErrorNumber exists;            // EEXIST
   static const ErrorNumber notPermitted;      // EPERM
+  static const ErrorNumber permissionDenied;  // EACCES
+  static const ErrorNumber readOnly;          // EROFS
   static const ErrorNumber noEntry;           // ENOENT
   static const ErrorNumber interrupted;       // EINTR
   static const ErrorNumber busy;              // EBUSY
@@ -27,6 +29,7 @@ struct ErrorNumber {
   static const ErrorNumber noSpace;           // ENOSPC
   static const ErrorNumber invalid;           // EINVAL
   static const ErrorNumber cancelled;         // ECANCELED
+  static const ErrorNumber notRecoverable;    // ENOTRECOVERABLE: a half-done exchange could not be undone
 };
 
 template <typename T>
