@@ -2,12 +2,12 @@
 #include "Compression/FileCompressor.h"
 
 #include "Compression/ByteBuffer.h"
-#include "Compression/CompressionAttributes.h"
 #include "Compression/EncodingPlan.h"
 #include "Compression/OpeningChecks.h"
 #include "Compression/Replacement.h"
 #include "Compression/Try.h"
 #include "Compression/Verification.h"
+#include "Platform/ReservedNames.h"
 
 namespace quillbrook::FileCompressor {
 namespace {
@@ -15,7 +15,7 @@ namespace {
 using Replacement::Operation;
 
 bool hasResourceFork(const FilePath& url, FileSystem& fileSystem) {
-  const auto length = fileSystem.getxattr(url, CompressionAttributes::resourceFork, {}, {.noFollow = true});
+  const auto length = fileSystem.getxattr(url, ReservedNames::resourceFork, {}, {.noFollow = true});
   return length && *length >= 1;
 }
 

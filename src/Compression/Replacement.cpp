@@ -5,19 +5,17 @@
 #include <utility>
 
 #include "Compression/ByteBuffer.h"
-#include "Compression/CompressionAttributes.h"
-#include "Compression/DecmpfsResourceFork.h"
+#include "Compression/DecmpfsResourceForkStream.h"
 #include "Compression/EngineLog.h"
 #include "Compression/Header/DecmpfsHeader.h"
 #include "Compression/MetadataCarryOver.h"
 #include "Compression/Try.h"
 #include "Compression/Verification.h"
 #include "Compression/WorkFile.h"
+#include "Platform/ReservedNames.h"
 
 namespace quillbrook::Replacement {
 namespace {
-
-constexpr std::size_t readChunkByteCount = 4'194'304;
 
 using Step = std::expected<void, FileCompressionError>;
 
@@ -74,8 +72,8 @@ std::expected<std::int64_t, FileCompressionError> copyDecompressedStream(const F
                                                                          const FilePath& workFile,
                                                                          FileSystem& fileSystem) {
   const auto reader = fileSystem.openForReading(source);
-  if (!reader) return std::unexpected(IOError{source, "open compressed for streaming"});
-  ByteBuffer chunk(readChunkByteCount);
+  if (!reader) return std::unexpected(IOError::named(source, "open compressed for streaming", reader.error()));
+  ByteBuffer chunk(FileCompressor::streamingPieceByteCount);
   std::int64_t total = 0;
   for (;;) {
     const auto count = (*reader)->read(chunk);
@@ -106,10 +104,9 @@ std::expected<void, EngineError> compressInMemory(const Operation& operation,
     FileSystem& fileSystem = operation.fileSystem;
     writer.reset();  // nothing is written to the data fork
     QUILLBROOK_TRY(carryOver(operation, workFile));
-    QUILLBROOK_TRY(WorkFile::writeAttribute(workFile, CompressionAttributes::decmpfs, plan.decmpfsXattr, fileSystem));
+    QUILLBROOK_TRY(WorkFile::writeAttribute(workFile, ReservedNames::decmpfs, plan.decmpfsXattr, fileSystem));
     if (plan.resourceFork) {
-      QUILLBROOK_TRY(
-          WorkFile::writeAttribute(workFile, CompressionAttributes::resourceFork, *plan.resourceFork, fileSystem));
+      QUILLBROOK_TRY(WorkFile::writeAttribute(workFile, ReservedNames::resourceFork, *plan.resourceFork, fileSystem));
     }
     QUILLBROOK_TRY(finish(operation, workFile, operation.snapshot.st_flags | UF_COMPRESSED));
     QUILLBROOK_TRY(swapIntoPlace(operation, workFile));
@@ -125,7 +122,7 @@ std::expected<void, EngineError> compressStreaming(const Operation& operation) {
     const auto byteCount = static_cast<std::uint64_t>(operation.snapshot.st_size);
     writer.reset();
     QUILLBROOK_TRY(carryOver(operation, workFile));
-    QUILLBROOK_TRY(WorkFile::writeAttribute(workFile, CompressionAttributes::decmpfs,
+    QUILLBROOK_TRY(WorkFile::writeAttribute(workFile, ReservedNames::decmpfs,
                                             DecmpfsHeader::encode(CompressionType::lzfseRsrc, byteCount), fileSystem));
     const auto digest = DecmpfsResourceFork::streamEncode(operation.url, workFile, byteCount, fileSystem);
     if (!digest) return std::unexpected(digest.error());
