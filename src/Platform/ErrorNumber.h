@@ -21,6 +21,8 @@ struct ErrorNumber {
   static const ErrorNumber exists;            // EEXIST
   static const ErrorNumber notPermitted;      // EPERM
   static const ErrorNumber noEntry;           // ENOENT
+  static const ErrorNumber accessDenied;      // EACCES
+  static const ErrorNumber brokenPipe;        // EPIPE
   static const ErrorNumber interrupted;       // EINTR
   static const ErrorNumber busy;              // EBUSY
   static const ErrorNumber inputOutput;       // EIO: among others, a container whose bytes do not match its checksums
