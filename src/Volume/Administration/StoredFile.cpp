@@ -29,7 +29,7 @@ bool isCancelled(const std::optional<ContainerDamage>& damage) {
 }
 
 Result<StoredFile> verified(const ByteSource& source, std::uint64_t byteCount, StoredFiles::Container container,
-                            std::stop_token stop) {
+                            const std::stop_token& stop) {
   container.damage = ContainerCheck::check(source, byteCount - container.surplusByteCount, container.state, stop);
   if (isCancelled(container.damage)) return std::unexpected(ErrorNumber::cancelled);
   return container;
@@ -37,7 +37,7 @@ Result<StoredFile> verified(const ByteSource& source, std::uint64_t byteCount, S
 
 }  // namespace
 
-Result<StoredFile> examineStoredFile(int source, int file, const char* name, std::stop_token stop) {
+Result<StoredFile> examineStoredFile(int source, int file, const char* name, const std::stop_token& stop) {
   if (isMarkedWorkFile(file, name)) return StoredFiles::WorkFile{};
   const auto state = StoredState::read(file);
   if (!state && state.error() != ErrorNumber::inputOutput) return std::unexpected(state.error());
@@ -54,8 +54,7 @@ Result<StoredFile> examineStoredFile(int source, int file, const char* name, std
     if (!(*state)->isSealed()) return StoredFiles::Ordinary{};
     const std::uint64_t own = (*state)->rawByteCount();
     return verified(bytes, byteCount,
-                    {.state = **state, .surplusByteCount = byteCount > own ? byteCount - own : 0, .damage = {}},
-                    std::move(stop));
+                    {.state = **state, .surplusByteCount = byteCount > own ? byteCount - own : 0, .damage = {}}, stop);
   }
 
   const auto attribute =
@@ -68,7 +67,7 @@ Result<StoredFile> examineStoredFile(int source, int file, const char* name, std
                      .attribute = attribute,
                      .surplusByteCount = recovered->surplusByteCount,
                      .damage = {}},
-                    std::move(stop));
+                    stop);
   }
   if (attribute == StoredFiles::Container::Attribute::damaged) return StoredFiles::StateUnknown{};
   if (std::holds_alternative<quillbrook::TrailerMissing>(*found)) return StoredFiles::TrailerMissing{};
