@@ -52,7 +52,7 @@ class Grammar {
     app_.description("Compresses files in place; a mounted volume shows them to every program as they were.");
     app_.footer(
         "'--' ends the options. Exit codes: 0 done, 1 failed, 2 wrong usage, 3 finished but files failed,\n"
-        "4 damage found, 130 and 143 stopped by a signal.");
+        "4 damage found, 130 and 143 stopped by a signal, 141 nobody reads the results.");
     app_.require_subcommand(0, 1);
     app_.add_flag("--version", values_.version, "Print the version and exit");
 

@@ -5,8 +5,8 @@
 #include <atomic>
 #include <utility>
 
-#include "Compression/Header/LittleEndian.h"
 #include "Container/Checksum.h"
+#include "Platform/LittleEndian.h"
 
 namespace quillbrook {
 namespace {

@@ -79,6 +79,19 @@ Result<std::unique_ptr<const ContainerReader>> ContainerReader::open(const ByteS
       new ContainerReader(std::move(*payload), std::move(*layout), state.logicalByteCount));
 }
 
+std::vector<bool> ContainerReader::contentSpans() const {
+  std::vector<bool> spans(payload_.spanCount(), false);
+  spans.front() = true;  // the header's
+  for (const auto& chunk : layout_.chunks) {
+    const auto begin = layout_.base + chunk.offset;
+    const auto last = begin + chunk.byteCount - 1;
+    for (auto i = begin / ContainerState::spanByteCount; i <= last / ContainerState::spanByteCount; ++i) {
+      spans[static_cast<std::size_t>(i)] = true;
+    }
+  }
+  return spans;
+}
+
 Result<void> ContainerReader::decodeBlock(std::uint64_t index, std::uint64_t wantedEnd,
                                           std::span<std::uint8_t> destination, Scratch& scratch) const {
   const auto& chunk = layout_.chunks[static_cast<std::size_t>(index)];

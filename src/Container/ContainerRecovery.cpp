@@ -8,16 +8,14 @@
 #include <vector>
 
 #include "Compression/Header/DecmpfsHeader.h"
-#include "Compression/Header/LittleEndian.h"
 #include "Container/ContainerPayload.h"
+#include "Platform/LittleEndian.h"
 
 namespace quillbrook::ContainerRecovery {
 namespace {
 
 constexpr std::size_t trailerByteCount = ContainerState::byteCount;
 constexpr std::size_t pieceByteCount = std::size_t{1} << 20;
-// Magic and version, with which every state begins.
-constexpr std::array<std::uint8_t, 3> stateBeginning{'Q', 'B', 1};
 
 using Head = std::array<std::uint8_t, ContainerState::headByteCount>;
 
@@ -54,7 +52,8 @@ Result<std::optional<ContainerState>> search(const ByteSource& source, std::uint
     if (bytes.size() < trailerByteCount) break;
     const auto lastStart = bytes.begin() + static_cast<std::ptrdiff_t>(bytes.size() - trailerByteCount);
     for (auto at = bytes.begin();; ++at) {
-      at = std::search(at, lastStart + stateBeginning.size(), stateBeginning.begin(), stateBeginning.end());
+      at = std::search(at, lastStart + ContainerState::beginning.size(), ContainerState::beginning.begin(),
+                       ContainerState::beginning.end());
       if (at > lastStart) break;
       const auto place = static_cast<std::size_t>(at - bytes.begin());
       const auto state = trailerAt(offset + place, bytes.subspan(place), head);

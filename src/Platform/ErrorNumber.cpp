@@ -14,6 +14,8 @@ constinit const ErrorNumber ErrorNumber::notPermitted{EPERM};
 constinit const ErrorNumber ErrorNumber::permissionDenied{EACCES};
 constinit const ErrorNumber ErrorNumber::readOnly{EROFS};
 constinit const ErrorNumber ErrorNumber::noEntry{ENOENT};
+constinit const ErrorNumber ErrorNumber::accessDenied{EACCES};
+constinit const ErrorNumber ErrorNumber::brokenPipe{EPIPE};
 constinit const ErrorNumber ErrorNumber::interrupted{EINTR};
 constinit const ErrorNumber ErrorNumber::busy{EBUSY};
 constinit const ErrorNumber ErrorNumber::inputOutput{EIO};

@@ -23,6 +23,8 @@ struct ErrorNumber {
   static const ErrorNumber permissionDenied;  // EACCES
   static const ErrorNumber readOnly;          // EROFS
   static const ErrorNumber noEntry;           // ENOENT
+  static const ErrorNumber accessDenied;      // EACCES
+  static const ErrorNumber brokenPipe;        // EPIPE
   static const ErrorNumber interrupted;       // EINTR
   static const ErrorNumber busy;              // EBUSY
   static const ErrorNumber inputOutput;       // EIO: among others, a container whose bytes do not match its checksums

@@ -15,12 +15,12 @@
 #include <vector>
 
 #include "Compression/Header/DecmpfsHeader.h"
-#include "Compression/Header/LittleEndian.h"
 #include "Container/ContainerSealer.h"
 #include "Platform/Linux/DescriptorSource.h"
 #include "Platform/Linux/ExtendedAttributes.h"
 #include "Platform/Linux/StoredState.h"
 #include "Platform/Linux/SystemCall.h"
+#include "Platform/LittleEndian.h"
 
 namespace quillbrook {
 namespace {

@@ -18,18 +18,15 @@
 #include "Platform/Linux/DescriptorSource.h"
 #include "Platform/Linux/StoredState.h"
 #include "Platform/Linux/SystemCall.h"
+#include "Platform/ReservedNames.h"
 
 namespace quillbrook::ExtendedAttributes {
 namespace {
 
-using namespace std::string_view_literals;
-
-constexpr auto valueName = "com.apple.decmpfs"sv;
-constexpr auto forkName = "com.apple.ResourceFork"sv;
 constexpr const char* accessListName = "system.posix_acl_access";
 
 bool isPayloadName(std::string_view name) {
-  return name == valueName || name == forkName;
+  return name == ReservedNames::decmpfs || name == ReservedNames::resourceFork;
 }
 
 // The state of a container, sealed or not; nothing for every other file.
@@ -46,10 +43,20 @@ std::uint32_t readableValueByteCount(const ContainerState& state) {
   return std::min<std::uint32_t>(state.valueByteCount, ContainerState::headByteCount);
 }
 
+// For looking at the payload, which is no reading of the file: its access time stays. Only the file's owner and root
+// may ask for that.
+Result<FileDescriptor> openPayload(int inode) {
+  const auto path = SystemCall::pathOf(inode);
+  return SystemCall::asOwner(inode, [&] {
+    auto file = SystemCall::openAt(AT_FDCWD, path.c_str(), O_RDONLY | O_NOATIME);
+    if (!file && file.error() == ErrorNumber::notPermitted) file = SystemCall::openAt(AT_FDCWD, path.c_str(), O_RDONLY);
+    return file;
+  });
+}
+
 Result<void> readPayload(int inode, const ContainerState& state, std::uint64_t offset, std::span<std::uint8_t> bytes) {
   if (state.redoIdentifier != 0) return std::unexpected(ErrorNumber::inputOutput);
-  const auto file = SystemCall::asOwner(
-      inode, [&] { return SystemCall::openAt(AT_FDCWD, SystemCall::pathOf(inode).c_str(), O_RDONLY); });
+  const auto file = openPayload(inode);
   if (!file) return std::unexpected(file.error());
   const DescriptorSource source(file->get());
   if (state.isSealed()) {
@@ -65,7 +72,7 @@ Result<void> readPayload(int inode, const ContainerState& state, std::uint64_t o
 
 Result<std::size_t> getPayload(int inode, std::string_view name, const ContainerState& state,
                                std::span<std::uint8_t> value) {
-  const bool isValue = name == valueName;
+  const bool isValue = name == ReservedNames::decmpfs;
   const std::size_t byteCount = isValue ? readableValueByteCount(state) : state.forkByteCount;
   if (!isValue && byteCount == 0) return std::unexpected(ErrorNumber::attributeMissing);
   if (value.data() == nullptr) return byteCount;
@@ -129,8 +136,8 @@ Result<void> set(int inode, std::string_view name, std::span<const std::uint8_t>
     const auto state = containerState(inode);
     if (!state) return std::unexpected(state.error());
     if (*state && (*state)->isSealed()) return std::unexpected(ErrorNumber::notPermitted);
-    const bool begins = name == valueName && !*state && status->st_size == 0;
-    if (name == valueName && (*state || begins)) return ContainerBuilder::setValue(inode, value);
+    const bool begins = name == ReservedNames::decmpfs && !*state && status->st_size == 0;
+    if (name == ReservedNames::decmpfs && (*state || begins)) return ContainerBuilder::setValue(inode, value);
     if (*state) return ContainerBuilder::setFork(inode, **state, value);
   }
   const auto hostName = AttributeNames::hostName(name);
@@ -170,8 +177,8 @@ Result<std::size_t> list(int inode, std::span<char> names, bool showCompression)
     const auto state = containerState(inode);
     // Of a damaged one nobody knows what it holds; its other attributes are as good as ever.
     if (state && *state && (showCompression || !(*state)->isSealed())) {
-      visible.append(valueName).push_back('\0');
-      if ((*state)->forkByteCount != 0) visible.append(forkName).push_back('\0');
+      visible.append(ReservedNames::decmpfs).push_back('\0');
+      if ((*state)->forkByteCount != 0) visible.append(ReservedNames::resourceFork).push_back('\0');
     }
   }
   if (names.data() == nullptr) return visible.size();

@@ -59,10 +59,10 @@ class Restoration {
   Restoration(int source, int privateFolder, const WalkedFile& file)
       : source_(source), privateFolder_(privateFolder), file_(file) {}
 
-  Answer run(std::stop_token stop) const {
+  Answer run(const std::stop_token& stop) const {
     const auto examined = OwnedFile::open(file_.folder, file_.name, O_RDONLY);
     if (!examined) return failed("It could not be opened", examined.error());
-    const auto found = examineStoredFile(source_, examined->get(), file_.name, std::move(stop));
+    const auto found = examineStoredFile(source_, examined->get(), file_.name, stop);
     if (!found && found.error() == ErrorNumber::cancelled)
       return RestoredFile{.outcome = RestoredFile::Outcome::stopped, .appended = {}};
     if (!found) return failed("It could not be read", found.error());
@@ -152,8 +152,8 @@ class Restoration {
 
 }  // namespace
 
-Answer RestoredFile::restore(int source, int privateFolder, const WalkedFile& file, std::stop_token stop) {
-  return Restoration(source, privateFolder, file).run(std::move(stop));
+Answer RestoredFile::restore(int source, int privateFolder, const WalkedFile& file, const std::stop_token& stop) {
+  return Restoration(source, privateFolder, file).run(stop);
 }
 
 }  // namespace quillbrook

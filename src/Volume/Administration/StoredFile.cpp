@@ -8,20 +8,20 @@
 #include <utility>
 
 #include "Container/ContainerRecovery.h"
+#include "Platform/Linux/AttributeNames.h"
 #include "Platform/Linux/BackingFile.h"
 #include "Platform/Linux/DescriptorSource.h"
 #include "Platform/Linux/StoredState.h"
 #include "Platform/Linux/SystemCall.h"
+#include "Platform/ReservedNames.h"
 
 namespace quillbrook {
 namespace {
 
-// How operations call the file that they build beside another, and how they mark it as their own.
-constexpr std::string_view workFileEnding = ".slimtmp";
-constexpr const char* workFileMarker = "user.com.studiomerlin.quillbrook.slimtmp";
-
 bool isMarkedWorkFile(int file, std::string_view name) {
-  return name.ends_with(workFileEnding) && ::fgetxattr(file, workFileMarker, nullptr, 0) >= 0;
+  if (!ReservedNames::isWorkFileName(name)) return false;
+  const auto marker = AttributeNames::hostName(ReservedNames::workFileMarker);
+  return marker && ::fgetxattr(file, marker->c_str(), nullptr, 0) >= 0;
 }
 
 bool isCancelled(const std::optional<ContainerDamage>& damage) {
@@ -29,16 +29,15 @@ bool isCancelled(const std::optional<ContainerDamage>& damage) {
 }
 
 Result<StoredFile> verified(const ByteSource& source, std::uint64_t byteCount, StoredFiles::Container container,
-                            std::stop_token stop) {
-  container.damage =
-      ContainerCheck::check(source, byteCount - container.surplusByteCount, container.state, std::move(stop));
+                            const std::stop_token& stop) {
+  container.damage = ContainerCheck::check(source, byteCount - container.surplusByteCount, container.state, stop);
   if (isCancelled(container.damage)) return std::unexpected(ErrorNumber::cancelled);
   return container;
 }
 
 }  // namespace
 
-Result<StoredFile> examineStoredFile(int source, int file, const char* name, std::stop_token stop) {
+Result<StoredFile> examineStoredFile(int source, int file, const char* name, const std::stop_token& stop) {
   if (isMarkedWorkFile(file, name)) return StoredFiles::WorkFile{};
   const auto state = StoredState::read(file);
   if (!state && state.error() != ErrorNumber::inputOutput) return std::unexpected(state.error());
@@ -55,8 +54,7 @@ Result<StoredFile> examineStoredFile(int source, int file, const char* name, std
     if (!(*state)->isSealed()) return StoredFiles::Ordinary{};
     const std::uint64_t own = (*state)->rawByteCount();
     return verified(bytes, byteCount,
-                    {.state = **state, .surplusByteCount = byteCount > own ? byteCount - own : 0, .damage = {}},
-                    std::move(stop));
+                    {.state = **state, .surplusByteCount = byteCount > own ? byteCount - own : 0, .damage = {}}, stop);
   }
 
   const auto attribute =
@@ -69,7 +67,7 @@ Result<StoredFile> examineStoredFile(int source, int file, const char* name, std
                      .attribute = attribute,
                      .surplusByteCount = recovered->surplusByteCount,
                      .damage = {}},
-                    std::move(stop));
+                    stop);
   }
   if (attribute == StoredFiles::Container::Attribute::damaged) return StoredFiles::StateUnknown{};
   if (std::holds_alternative<quillbrook::TrailerMissing>(*found)) return StoredFiles::TrailerMissing{};

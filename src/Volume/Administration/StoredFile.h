@@ -55,6 +55,7 @@ using StoredFile = std::variant<StoredFiles::Ordinary, StoredFiles::WorkFile, St
 
 // Reads the state of the open `file` and verifies what it finds; changes nothing. `source` is a descriptor of the
 // volume's source folder; `name` tells work files by their ending. A stop answers `cancelled`.
-[[nodiscard]] Result<StoredFile> examineStoredFile(int source, int file, const char* name, std::stop_token stop = {});
+[[nodiscard]] Result<StoredFile> examineStoredFile(int source, int file, const char* name,
+                                                   const std::stop_token& stop = {});
 
 }  // namespace quillbrook
