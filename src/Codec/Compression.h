@@ -8,7 +8,7 @@
 namespace quillbrook {
 
 // The algorithms that the two operations know; any other value makes them return 0.
-enum compression_algorithm : std::uint32_t {
+enum compression_algorithm : std::uint32_t {  // NOLINT(performance-enum-size): the width belongs to the interface
   COMPRESSION_LZFSE = 0x801,
 };
 

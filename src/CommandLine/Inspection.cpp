@@ -5,7 +5,6 @@
 
 #include <cstdint>
 #include <string_view>
-#include <utility>
 #include <variant>
 
 #include "CommandLine/ExitCode.h"

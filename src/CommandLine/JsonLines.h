@@ -12,11 +12,9 @@
 #include "Volume/Administration/VolumeCheck.h"
 #include "Volume/Administration/VolumeList.h"
 
-namespace quillbrook {
-
 // The objects of `--json`, one a line without its line feed, keys in their documented order. Sizes are bytes. Where a
 // path is not UTF-8, "path" has U+FFFD and "pathBase64" behind it the bytes.
-namespace JsonLines {
+namespace quillbrook::JsonLines {
 
 [[nodiscard]] std::string file(const FilePath& path, const FileCompressionInfo& info);
 // Not for files that were passed over.
@@ -27,5 +25,4 @@ namespace JsonLines {
 [[nodiscard]] std::string finding(const CheckFinding& finding);
 [[nodiscard]] std::string checkSummary(const CheckResult& result);
 
-}  // namespace JsonLines
-}  // namespace quillbrook
+}  // namespace quillbrook::JsonLines

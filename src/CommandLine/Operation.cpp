@@ -4,7 +4,6 @@
 #include <atomic>
 #include <chrono>
 #include <cstddef>
-#include <cstdint>
 #include <expected>
 #include <functional>
 #include <stop_token>
@@ -18,7 +17,6 @@
 #include "CommandLine/ExitCode.h"
 #include "CommandLine/FileProgress.h"
 #include "CommandLine/OperationPrinter.h"
-#include "CommandLine/Outcome.h"
 #include "CommandLine/ProcessedFile.h"
 #include "CommandLine/ProgressMeter.h"
 #include "CommandLine/TreeWalk.h"

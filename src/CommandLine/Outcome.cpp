@@ -66,12 +66,12 @@ const IOError* ioErrorOf(const EngineError& error) {
 
 // Only a volume keeps the flag that makes a file a compressed one.
 bool isRefusedFlag(const IOError& failure) {
-  return failure.step == "chflags" && failure.error == ErrorNumber::notSupported;
+  return failure.call && failure.call->step == "chflags" && failure.call->error == ErrorNumber::notSupported;
 }
 
 // What to do about a failing call, where it is not told once for all files.
 std::string_view adviceOn(const IOError& failure) {
-  const auto error = failure.error;
+  const auto error = failure.call ? failure.call->error : ErrorNumber{};
   if (isRefusedFlag(failure)) return {};
   if (error == ErrorNumber::noSpace) return "make room on that file system and try again";
   if (error == ErrorNumber::accessDenied || error == ErrorNumber::notPermitted) return "run this as the file's owner";
@@ -109,7 +109,7 @@ std::string sentence(const EngineError& error) {
   }
   if (failure == nullptr) return text + fmt::format(" ({})", caseName(error));
   return text + ": " +
-         (failure->error ? fmt::format("{}: {}", failure->step, failure->error->text()) : failure->detail);
+         (failure->call ? fmt::format("{}: {}", failure->call->step, failure->call->error.text()) : failure->detail);
 }
 
 bool isOutsideVolume(const EngineError& error) {

@@ -75,13 +75,17 @@ struct TemporaryFileConflict {
   FilePath url;
   friend bool operator==(const TemporaryFileConflict&, const TemporaryFileConflict&) = default;
 };
+// What a call was for, as "lstat" or "read source", and the host's number.
+struct FailedCall {
+  std::string step;
+  ErrorNumber error;
+};
 // Any other failing call.
 struct IOError {
   FilePath url;
   std::string detail;
-  // Where a call failed: what it was for, as "lstat" or "read source", and the host's number.
-  std::string step = {};
-  std::optional<ErrorNumber> error = {};
+  // What the detail is made of, where a call failed.
+  std::optional<FailedCall> call = std::nullopt;
 
   // The call with its number, as "lstat: errno=5".
   [[nodiscard]] static IOError numbered(const FilePath& url, std::string_view call, ErrorNumber error);

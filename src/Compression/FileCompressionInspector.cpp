@@ -34,12 +34,13 @@ std::expected<FileCompressionInfo, FileCompressionInspectionError> inspect(const
   }
   const auto attribute = readDecmpfsAttribute(url, fileSystem);
   if (!attribute) return std::unexpected(attribute.error());
+  const std::optional<ByteBuffer>& value = *attribute;
   const auto forkLength = fileSystem.getxattr(url, ReservedNames::resourceFork, {}, showCompression);
   // The payload can be more than the block count shows.
-  const std::uint64_t payload = (*attribute ? (*attribute)->size() : 0) + forkLength.value_or(0);
+  const std::uint64_t payload = (value ? value->size() : 0) + forkLength.value_or(0);
   const std::uint64_t physicalSize = std::max(blocks, payload);
-  if (!*attribute) return classify(status->st_flags, std::nullopt, logicalSize, physicalSize);
-  return classify(status->st_flags, **attribute, logicalSize, physicalSize);
+  if (!value) return classify(status->st_flags, std::nullopt, logicalSize, physicalSize);
+  return classify(status->st_flags, *value, logicalSize, physicalSize);
 }
 
 std::expected<std::optional<ByteBuffer>, FileCompressionInspectionError> readDecmpfsAttribute(const FilePath& url,

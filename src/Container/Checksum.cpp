@@ -2,7 +2,6 @@
 #include "Container/Checksum.h"
 
 #include <array>
-#include <bit>
 #include <cstddef>
 
 #include "Platform/LittleEndian.h"
@@ -103,7 +102,7 @@ constexpr ShiftTables shortShift = makeShiftTables(shortLane);
 #define QUILLBROOK_WITH_CRC32C __attribute__((target("sse4.2")))
 
 bool processorHasInstruction() {
-  return __builtin_cpu_supports("sse4.2") != 0;
+  return static_cast<bool>(__builtin_cpu_supports("sse4.2"));
 }
 
 QUILLBROOK_WITH_CRC32C inline std::uint32_t step(std::uint32_t value, std::uint64_t word) {

@@ -15,7 +15,10 @@ namespace {
 
 using Coding = PayloadLayout::Coding;
 
-std::atomic<std::uint64_t> nextIdentifier{1};
+std::uint64_t newIdentifier() {
+  static std::atomic<std::uint64_t> next{1};
+  return next.fetch_add(1, std::memory_order_relaxed);
+}
 
 bool copyStored(std::span<const std::uint8_t> chunk, std::span<std::uint8_t> destination) {
   if (chunk.size() < destination.size()) return false;  // surplus is harmless: the size is what the header says
@@ -66,7 +69,7 @@ ContainerReader::ContainerReader(ContainerPayload payload, PayloadLayout layout,
     : payload_(std::move(payload)),
       layout_(std::move(layout)),
       logicalByteCount_(logicalByteCount),
-      identifier_(nextIdentifier.fetch_add(1, std::memory_order_relaxed)) {}
+      identifier_(newIdentifier()) {}
 
 Result<std::unique_ptr<const ContainerReader>> ContainerReader::open(const ByteSource& source,
                                                                      const ContainerState& state) {

@@ -84,9 +84,10 @@ Result<ContainerFinding> find(const ByteSource& source, std::uint64_t byteCount)
       if (const auto state = trailerAt(byteCount - trailerByteCount, last, head)) return RecoveredContainer{*state, 0};
     }
   }
-  const auto state = search(source, byteCount, head);
-  if (!state) return std::unexpected(state.error());
-  if (*state) return RecoveredContainer{**state, byteCount - (*state)->rawByteCount()};
+  const auto found = search(source, byteCount, head);
+  if (!found) return std::unexpected(found.error());
+  const std::optional<ContainerState>& state = *found;
+  if (state) return RecoveredContainer{*state, byteCount - state->rawByteCount()};
   return TrailerMissing{};
 }
 

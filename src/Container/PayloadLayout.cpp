@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "Container/PayloadLayout.h"
 
-#include <algorithm>
 #include <array>
 #include <bit>
 #include <cstddef>

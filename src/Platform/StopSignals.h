@@ -15,6 +15,8 @@ class StopSignals {
   ~StopSignals();
   StopSignals(const StopSignals&) = delete;
   StopSignals& operator=(const StopSignals&) = delete;
+  StopSignals(StopSignals&&) = delete;
+  StopSignals& operator=(StopSignals&&) = delete;
 
   // Requested a moment after the first signal, from a thread of its own.
   [[nodiscard]] std::stop_token token() const;
