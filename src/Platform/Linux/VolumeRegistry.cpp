@@ -15,6 +15,8 @@
 #include <utility>
 
 #include "Platform/FilePath.h"
+#include "Platform/Linux/DaemonAddress.h"
+#include "Platform/Linux/FolderPath.h"
 #include "Platform/Linux/MountTable.h"
 #include "Platform/Linux/SystemCall.h"
 #include "Platform/Linux/VolumeProtocol.h"
@@ -28,8 +30,8 @@ constexpr unsigned uniqueMountIdentifier = 0x4000;  // STATX_MNT_ID_UNIQUE, whic
 
 struct Registry {
   std::mutex mutex;
-  FileDescriptor table;                                                   // the mount table, polled for changes
-  std::map<std::uint64_t, std::shared_ptr<const MountedVolume>> volumes;  // null: not a volume of ours
+  FileDescriptor table;                                                     // the mount table, polled for changes
+  std::map<std::uint64_t, std::shared_ptr<const ReachableVolume>> volumes;  // null: not a volume of ours
   std::uint64_t changeCount = 0;
   std::vector<std::string> registeredFolders;
   std::atomic<bool> hasRegisteredFolders = false;
@@ -60,47 +62,33 @@ std::string attribute(int folder, std::string_view name) {
   return got == -1 ? std::string() : std::string(value.data(), static_cast<std::size_t>(got));
 }
 
-// "/proc/<pid>/fd/<n>" and nothing else: an attribute must not lead us anywhere but into the daemon's hand.
-bool isDescriptorPath(std::string_view path) {
-  const auto skip = [&path](std::string_view text) {
-    if (!path.starts_with(text)) return false;
-    path.remove_prefix(text.size());
-    return true;
-  };
-  const auto skipNumber = [&path] {
-    const auto end = std::min(path.find_first_not_of("0123456789"), path.size());
-    path.remove_prefix(end);
-    return end != 0;
-  };
-  return skip("/proc/") && skipNumber() && skip("/fd/") && skipNumber() && path.empty();
-}
-
-std::shared_ptr<const MountedVolume> resolve(int folder, std::uint64_t identifier) {
+std::shared_ptr<const ReachableVolume> resolve(int folder, std::uint64_t identifier) {
   const auto inTable = tableIdentifier(folder);
   if (!inTable) return nullptr;
   const auto table = MountTable::read();
-  const auto entry = std::ranges::find(table, *inTable, &MountEntry::identifier);
-  if (entry == table.end() || entry->type != VolumeProtocol::mountType || entry->root != "/") return nullptr;
+  if (!table) return nullptr;
+  const auto entry = std::ranges::find(*table, *inTable, &MountEntry::identifier);
+  if (entry == table->end() || entry->type != VolumeProtocol::mountType || entry->root != "/") return nullptr;
   if (!entry->owner || (*entry->owner != 0 && *entry->owner != ::geteuid())) return nullptr;
 
   const auto root = SystemCall::openAt(AT_FDCWD, entry->mountPoint.c_str(), O_PATH | O_DIRECTORY);
   if (!root) return nullptr;
   const auto rootPlace = place(root->get());
   if (!rootPlace || rootPlace->mountIdentifier != identifier) return nullptr;  // something is mounted over it
-  const auto sourcePath = attribute(root->get(), VolumeProtocol::sourceAttribute);
-  if (!isDescriptorPath(sourcePath)) return nullptr;
-  auto source = SystemCall::openAt(AT_FDCWD, sourcePath.c_str(), O_PATH | O_DIRECTORY);
+  const auto address = DaemonAddress::parse(attribute(root->get(), VolumeProtocol::sourceAttribute));
+  if (!address) return nullptr;
+  auto source = SystemCall::openAt(AT_FDCWD, address->source.c_str(), O_PATH | O_DIRECTORY);
   if (!source) return nullptr;
   const auto sourcePlace = place(source->get());
   if (!sourcePlace || sourcePlace->mountIdentifier == identifier || sourcePlace->inode != rootPlace->inode) {
     return nullptr;
   }
 
-  auto volume = std::make_shared<MountedVolume>();
+  auto volume = std::make_shared<ReachableVolume>();
   volume->mountPoint = entry->mountPoint;
   volume->source = std::move(*source);
   volume->isInPlace = attribute(root->get(), VolumeProtocol::placementAttribute) == "in-place";
-  for (const auto& other : table) {
+  for (const auto& other : *table) {
     if (other.parentIdentifier == entry->identifier) volume->mountsOnTop.push_back(other.mountPoint);
   }
   return volume;
@@ -109,7 +97,7 @@ std::shared_ptr<const MountedVolume> resolve(int folder, std::uint64_t identifie
 // Whether the mount table has changed since this was asked last. The registry's mutex is held.
 bool tableHasChanged(Registry& known) {
   if (!known.table.isOpen()) {
-    auto table = SystemCall::openAt(AT_FDCWD, "/proc/self/mountinfo", O_RDONLY);
+    auto table = SystemCall::openAt(AT_FDCWD, MountTable::path, O_RDONLY);
     if (!table) return true;
     known.table = std::move(*table);
     return true;
@@ -126,7 +114,7 @@ std::optional<MountPlace> place(int descriptor) {
   return MountPlace{.mountIdentifier = status->stx_mnt_id, .inode = status->stx_ino};
 }
 
-std::shared_ptr<const MountedVolume> find(int folder, std::uint64_t identifier) {
+std::shared_ptr<const ReachableVolume> find(int folder, std::uint64_t identifier) {
   auto& known = registry();
   std::uint64_t changeCount = 0;
   {
@@ -168,8 +156,7 @@ bool isInRegisteredFolder(std::string_view canonicalPath) {
   auto& known = registry();
   const std::lock_guard guard(known.mutex);
   return std::ranges::any_of(known.registeredFolders, [canonicalPath](const std::string& folder) {
-    return canonicalPath.starts_with(folder) &&
-           (canonicalPath.size() == folder.size() || canonicalPath[folder.size()] == '/');
+    return FolderPath::beneath(folder, canonicalPath).has_value();
   });
 }
 
@@ -178,10 +165,9 @@ bool isInRegisteredFolder(std::string_view canonicalPath) {
 VolumeRegistration::VolumeRegistration(const FilePath& folder) {
   const auto opened = SystemCall::openAt(AT_FDCWD, folder.c_str(), O_PATH | O_DIRECTORY);
   if (!opened) return;
-  std::array<char, 4096> path;
-  const auto length = ::readlink(SystemCall::pathOf(opened->get()).c_str(), path.data(), path.size());
-  if (length <= 0) return;
-  canonicalPath_.assign(path.data(), static_cast<std::size_t>(length));
+  const auto path = FolderPath::of(opened->get());
+  if (!path) return;
+  canonicalPath_ = path->bytes();
   VolumeRegistry::registerFolder(canonicalPath_);
 }
 

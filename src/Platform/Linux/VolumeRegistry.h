@@ -13,7 +13,7 @@
 namespace quillbrook {
 
 // A mounted volume that this process may reach beneath.
-struct MountedVolume {
+struct ReachableVolume {
   std::string mountPoint;
   FileDescriptor source;  // opened with O_PATH
   bool isInPlace = false;
@@ -33,7 +33,7 @@ struct MountPlace {
 [[nodiscard]] std::optional<MountPlace> place(int descriptor);
 
 // The volume on whose very mount `folder` lies, or null. `identifier` is that mount's, from place().
-[[nodiscard]] std::shared_ptr<const MountedVolume> find(int folder, std::uint64_t identifier);
+[[nodiscard]] std::shared_ptr<const ReachableVolume> find(int folder, std::uint64_t identifier);
 
 // Folders that count as volumes within this process, as canonical paths.
 void registerFolder(const std::string& canonicalPath);
