@@ -8,35 +8,16 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <optional>
-#include <string_view>
 #include <utility>
 
+#include "Platform/Linux/FolderPath.h"
 #include "Platform/Linux/SystemCall.h"
 #include "Platform/Linux/VolumeRegistry.h"
 
 namespace quillbrook {
 namespace {
-
-// Where the kernel says an open folder lies now.
-std::optional<std::string> currentPath(int folder) {
-  std::array<char, 4096> path;
-  const auto length = ::readlink(SystemCall::pathOf(folder).c_str(), path.data(), path.size());
-  if (length <= 0 || path[0] != '/') return std::nullopt;
-  return std::string(path.data(), static_cast<std::size_t>(length));
-}
-
-// "b/c" for "/a/b/c" in "/a", "." for the folder itself.
-std::optional<std::string> relative(std::string_view path, std::string_view folder) {
-  if (folder == "/") folder = "";
-  if (!path.starts_with(folder)) return std::nullopt;
-  path.remove_prefix(folder.size());
-  if (path.empty() || path == "/") return ".";
-  if (path.front() != '/') return std::nullopt;
-  return std::string(path.substr(1));
-}
 
 Result<FileDescriptor> openBeneath(int folder, const std::string& path) {
   struct open_how how{};
@@ -52,12 +33,12 @@ Result<FileDescriptor> openBeneath(int folder, const std::string& path) {
 // something else is mounted over the entry itself.
 std::optional<FileDescriptor> backingFolder(const ReachableVolume& volume, int folder, std::uint64_t inode,
                                             const std::string& name) {
-  const auto path = currentPath(folder);
+  const auto path = FolderPath::of(folder);
   if (!path) return std::nullopt;
-  if (std::ranges::find(volume.mountsOnTop, FilePath(*path).appending(name).bytes()) != volume.mountsOnTop.end()) {
+  if (std::ranges::find(volume.mountsOnTop, path->appending(name).bytes()) != volume.mountsOnTop.end()) {
     return std::nullopt;
   }
-  const auto beneath = relative(*path, volume.mountPoint);
+  const auto beneath = FolderPath::beneath(volume.mountPoint, path->bytes());
   if (!beneath) return std::nullopt;
   auto backing = openBeneath(volume.source.get(), *beneath);
   if (!backing) return std::nullopt;
@@ -117,8 +98,8 @@ Result<VolumePath> VolumePath::locate(const FilePath& path) {
     }
   }
   if (!volume && VolumeRegistry::hasRegisteredFolders()) {
-    const auto current = currentPath(parent->get());
-    located.acceptsCompression = current && VolumeRegistry::isInRegisteredFolder(*current);
+    const auto current = FolderPath::of(parent->get());
+    located.acceptsCompression = current && VolumeRegistry::isInRegisteredFolder(current->bytes());
   }
   located.openFolder = std::make_shared<const FileDescriptor>(std::move(*parent));
   return located;

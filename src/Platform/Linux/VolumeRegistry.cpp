@@ -17,6 +17,8 @@
 #include <utility>
 
 #include "Platform/FilePath.h"
+#include "Platform/Linux/DaemonAddress.h"
+#include "Platform/Linux/FolderPath.h"
 #include "Platform/Linux/MountTable.h"
 #include "Platform/Linux/SystemCall.h"
 #include "Platform/Linux/VolumeProtocol.h"
@@ -75,21 +77,6 @@ std::string attribute(int folder, std::string_view name) {
   return got == -1 ? std::string() : std::string(value.data(), static_cast<std::size_t>(got));
 }
 
-// "/proc/<pid>/fd/<n>" and nothing else: an attribute must not lead us anywhere but into the daemon's hand.
-bool isDescriptorPath(std::string_view path) {
-  const auto skip = [&path](std::string_view text) {
-    if (!path.starts_with(text)) return false;
-    path.remove_prefix(text.size());
-    return true;
-  };
-  const auto skipNumber = [&path] {
-    const auto end = std::min(path.find_first_not_of("0123456789"), path.size());
-    path.remove_prefix(end);
-    return end != 0;
-  };
-  return skip("/proc/") && skipNumber() && skip("/fd/") && skipNumber() && path.empty();
-}
-
 // The root of the mount `entry`, if this process may trust it. Not open if not.
 FileDescriptor openRoot(const MountEntry& entry, std::uint64_t identifier) {
   if (entry.root != "/" || !entry.owner || (*entry.owner != 0 && *entry.owner != ::geteuid())) return {};
@@ -102,10 +89,10 @@ FileDescriptor openRoot(const MountEntry& entry, std::uint64_t identifier) {
 
 // The folder that the daemon says it serves, if it can be reached and is the one that the mount shows.
 FileDescriptor openSource(int root, std::uint64_t identifier) {
-  const auto sourcePath = attribute(root, VolumeProtocol::sourceAttribute);
-  if (!isDescriptorPath(sourcePath)) return {};
+  const auto address = DaemonAddress::parse(attribute(root, VolumeProtocol::sourceAttribute));
+  if (!address) return {};
   const auto rootPlace = place(root);
-  auto source = SystemCall::openAt(AT_FDCWD, sourcePath.c_str(), O_PATH | O_DIRECTORY);
+  auto source = SystemCall::openAt(AT_FDCWD, address->source.c_str(), O_PATH | O_DIRECTORY);
   if (!source) return {};
   const auto sourcePlace = place(source->get());
   if (!rootPlace || !sourcePlace || sourcePlace->mountIdentifier == identifier ||
@@ -125,8 +112,9 @@ Resolved resolve(int folder, std::uint64_t identifier) {
   const auto inTable = tableIdentifier(folder);
   if (!inTable) return {};
   const auto table = MountTable::read();
-  const auto entry = std::ranges::find(table, *inTable, &MountEntry::identifier);
-  if (entry == table.end()) return {};
+  if (!table) return {};
+  const auto entry = std::ranges::find(*table, *inTable, &MountEntry::identifier);
+  if (entry == table->end()) return {};
   if (entry->type != VolumeProtocol::mountType) return {.volume = nullptr, .isLasting = true};
 
   auto volume = std::make_shared<ReachableVolume>();
@@ -136,7 +124,7 @@ Resolved resolve(int folder, std::uint64_t identifier) {
   if (root.isOpen()) volume->source = openSource(root.get(), identifier);
   if (!volume->source.isOpen()) return {.volume = std::move(volume), .isLasting = false};
   volume->isInPlace = attribute(root.get(), VolumeProtocol::placementAttribute) == "in-place";
-  for (const auto& other : table) {
+  for (const auto& other : *table) {
     if (other.parentIdentifier == entry->identifier) volume->mountsOnTop.push_back(other.mountPoint);
   }
   if (volume->mountsOnTop.empty() && numbersInodesUniquely(volume->source.get())) {
@@ -148,7 +136,7 @@ Resolved resolve(int folder, std::uint64_t identifier) {
 // Whether the mount table has changed since this was asked last. The registry's mutex is held.
 bool tableHasChanged(Registry& known) {
   if (!known.table.isOpen()) {
-    auto table = SystemCall::openAt(AT_FDCWD, "/proc/self/mountinfo", O_RDONLY);
+    auto table = SystemCall::openAt(AT_FDCWD, MountTable::path, O_RDONLY);
     if (!table) return true;
     known.table = std::move(*table);
     return true;
@@ -221,8 +209,7 @@ bool isInRegisteredFolder(std::string_view canonicalPath) {
   auto& known = registry();
   const std::lock_guard guard(known.mutex);
   return std::ranges::any_of(known.registeredFolders, [canonicalPath](const std::string& folder) {
-    return canonicalPath.starts_with(folder) &&
-           (canonicalPath.size() == folder.size() || canonicalPath[folder.size()] == '/');
+    return FolderPath::beneath(folder, canonicalPath).has_value();
   });
 }
 
@@ -231,10 +218,9 @@ bool isInRegisteredFolder(std::string_view canonicalPath) {
 VolumeRegistration::VolumeRegistration(const FilePath& folder) {
   const auto opened = SystemCall::openAt(AT_FDCWD, folder.c_str(), O_PATH | O_DIRECTORY);
   if (!opened) return;
-  std::array<char, 4096> path;
-  const auto length = ::readlink(SystemCall::pathOf(opened->get()).c_str(), path.data(), path.size());
-  if (length <= 0) return;
-  canonicalPath_.assign(path.data(), static_cast<std::size_t>(length));
+  const auto path = FolderPath::of(opened->get());
+  if (!path) return;
+  canonicalPath_ = path->bytes();
   VolumeRegistry::registerFolder(canonicalPath_);
 }
 

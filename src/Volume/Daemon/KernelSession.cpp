@@ -3,17 +3,15 @@
 
 #include <fcntl.h>
 #include <linux/capability.h>
-#include <spawn.h>
 #include <sys/ioctl.h>
-#include <sys/mount.h>
 #include <sys/syscall.h>
 #include <sys/uio.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
 #include <cstring>
 
+#include "Platform/Linux/FuseUnmount.h"
 #include "Platform/Linux/SystemCall.h"
 #include "Volume/Daemon/KernelProtocol.h"
 #include "Volume/Daemon/Volume.h"
@@ -88,18 +86,7 @@ Result<void> KernelSession::serve() {
 }
 
 void KernelSession::detach() {
-  if (geteuid() == 0) {
-    if (umount2(mountPoint_.c_str(), MNT_DETACH | UMOUNT_NOFOLLOW) == 0) return;
-  } else {
-    std::array<std::string, 5> words{"fusermount3", "-uzq", "--", mountPoint_, {}};
-    std::array<char*, 5> arguments{words[0].data(), words[1].data(), words[2].data(), words[3].data(), nullptr};
-    pid_t child = -1;
-    int status = -1;
-    if (posix_spawnp(&child, "fusermount3", nullptr, nullptr, arguments.data(), environ) == 0 &&
-        SystemCall::retrying([&] { return waitpid(child, &status, 0); }) == child && status == 0) {
-      return;
-    }
-  }
+  if (FuseUnmount::unmount(FilePath(mountPoint_), FuseUnmount::Manner::lazily)) return;
   // It cannot be taken out of sight: end without it. Whoever still uses it gets errors, as after a crash.
   fuse_session_exit(session_.get());
 }

@@ -14,7 +14,7 @@ namespace quillbrook {
 namespace Names {
 
 bool isHidden(Volume& volume, const Node& folder, std::string_view name) {
-  return &folder == &volume.nodes.root() && name == VolumeProtocol::privateFolder;
+  return VolumeProtocol::isPrivate(&folder == &volume.nodes.root(), name);
 }
 
 bool isTransient(std::string_view name) {

@@ -91,7 +91,9 @@ int serve(const Options& options, FileDescriptor ready) {
     complain(source.error());
     return 1;
   }
-  if (!options.readOnly) ExpansionRecovery::run(source->descriptor->get());
+  if (!options.readOnly) {
+    if (const auto told = sentence(ExpansionRecovery::run(source->descriptor->get())); !told.empty()) complain(told);
+  }
   const std::string name = source->path;
   const sigset_t signals = endingSignals();
   pthread_sigmask(SIG_BLOCK, &signals, nullptr);
