@@ -88,7 +88,8 @@ int run(const VolumeUnmountCommand& command, Io& io) {
 int run(const VolumeListCommand& command, Io& io) {
   const auto volumes = io.volumes.list();
   if (!volumes) {
-    io.err << "quillbrookctl: cannot read the mount table: " << volumes.error().text() << '\n';
+    io.err << "quillbrookctl: cannot read the mount table; see whether /proc is mounted: " << volumes.error().text()
+           << '\n';
     return ExitCode::failed;
   }
   for (const VolumeListing& volume : *volumes) {

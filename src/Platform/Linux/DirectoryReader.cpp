@@ -53,7 +53,8 @@ class LinuxDirectoryReader final : public DirectoryReader {
     // Not every file system fills the type in. An entry that is gone by now is nobody's business any more.
     if (entry.d_type != DT_UNKNOWN) return kindOfMode(static_cast<mode_t>(DTTOIF(entry.d_type)));
     struct stat status{};
-    if (::fstatat(::dirfd(stream_.get()), entry.d_name, &status, AT_SYMLINK_NOFOLLOW) != 0) return FileKind::other;
+    const int folder = ::dirfd(stream_.get());
+    if (folder < 0 || ::fstatat(folder, entry.d_name, &status, AT_SYMLINK_NOFOLLOW) != 0) return FileKind::other;
     return kindOfMode(status.st_mode);
   }
 

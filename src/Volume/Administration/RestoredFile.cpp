@@ -184,8 +184,8 @@ class Restoration {
 
 }  // namespace
 
-Answer RestoredFile::restore(int source, int privateFolder, const WalkedFile& file, std::stop_token stop) {
-  return Restoration(source, privateFolder, file, std::move(stop)).run();
+Answer RestoredFile::restore(int source, int privateFolder, const WalkedFile& file, const std::stop_token& stop) {
+  return Restoration(source, privateFolder, file, stop).run();
 }
 
 }  // namespace quillbrook

@@ -31,7 +31,8 @@ struct RestoredFile {
   // `source` is a descriptor of the source folder, `privateFolder` of the volume's folder in it; the caller holds the
   // source's lock. On failure the file is what it was, but for its surplus bytes, which may be kept beside it by then.
   [[nodiscard]] static std::expected<RestoredFile, Failure> restore(int source, int privateFolder,
-                                                                    const WalkedFile& file, std::stop_token stop);
+                                                                    const WalkedFile& file,
+                                                                    const std::stop_token& stop);
 };
 
 }  // namespace quillbrook

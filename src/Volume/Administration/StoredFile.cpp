@@ -9,20 +9,20 @@
 #include <utility>
 
 #include "Container/ContainerRecovery.h"
+#include "Platform/Linux/AttributeNames.h"
 #include "Platform/Linux/BackingFile.h"
 #include "Platform/Linux/DescriptorSource.h"
 #include "Platform/Linux/StoredState.h"
 #include "Platform/Linux/SystemCall.h"
+#include "Platform/ReservedNames.h"
 
 namespace quillbrook {
 namespace {
 
-// How operations call the file that they build beside another, and how they mark it as their own.
-constexpr std::string_view workFileEnding = ".slimtmp";
-constexpr const char* workFileMarker = "user.com.studiomerlin.quillbrook.slimtmp";
-
 bool isMarkedWorkFile(int file, std::string_view name) {
-  return name.ends_with(workFileEnding) && ::fgetxattr(file, workFileMarker, nullptr, 0) >= 0;
+  if (!ReservedNames::isWorkFileName(name)) return false;
+  const auto marker = AttributeNames::hostName(ReservedNames::workFileMarker);
+  return marker && ::fgetxattr(file, marker->c_str(), nullptr, 0) >= 0;
 }
 
 }  // namespace
@@ -60,11 +60,11 @@ Result<StoredFile> examineStoredFile(int source, int file, const char* name) {
 }
 
 Result<std::optional<ContainerDamage>> findDamage(int file, const StoredFiles::Container& stored,
-                                                  std::stop_token stop) {
+                                                  const std::stop_token& stop) {
   const auto status = SystemCall::status(file);
   if (!status) return std::unexpected(status.error());
   const auto byteCount = std::min(static_cast<std::uint64_t>(status->st_size), stored.state.rawByteCount());
-  auto damage = ContainerCheck::check(DescriptorSource(file), byteCount, stored.state, std::move(stop));
+  auto damage = ContainerCheck::check(DescriptorSource(file), byteCount, stored.state, stop);
   if (damage == ContainerDamage{ContainerUnreadable{ErrorNumber::cancelled}}) {
     return std::unexpected(ErrorNumber::cancelled);
   }

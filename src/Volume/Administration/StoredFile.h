@@ -60,6 +60,6 @@ using StoredFile = std::variant<StoredFiles::Ordinary, StoredFiles::WorkFile, St
 // Reads and decodes a container from end to end: what is wrong with what stands before its surplus, if anything. A
 // stop answers `cancelled`.
 [[nodiscard]] Result<std::optional<ContainerDamage>> findDamage(int file, const StoredFiles::Container& stored,
-                                                                std::stop_token stop = {});
+                                                                const std::stop_token& stop = {});
 
 }  // namespace quillbrook

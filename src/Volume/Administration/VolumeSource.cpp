@@ -32,7 +32,7 @@ std::expected<FileDescriptor, VolumeError> beneath(const MountedVolume& mount) {
   if (!root) return failed(root.error());
   const auto place = VolumeRegistry::place(root->get());
   const auto volume = place ? VolumeRegistry::find(root->get(), place->mountIdentifier) : nullptr;
-  if (!volume) {
+  if (!volume || !volume->source.isOpen()) {
     // What the registry does not trust may simply be closed to the caller: then that is the reason.
     const auto named = SystemCall::openAt(AT_FDCWD, address->source.c_str(), folderFlags);
     return failed(named ? ErrorNumber{ESTALE} : named.error());

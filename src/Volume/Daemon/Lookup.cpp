@@ -4,6 +4,7 @@
 
 #include "Platform/Linux/SystemCall.h"
 #include "Platform/Linux/VolumeProtocol.h"
+#include "Platform/ReservedNames.h"
 #include "Volume/Daemon/Names.h"
 #include "Volume/Daemon/Operations.h"
 #include "Volume/Daemon/Reply.h"
@@ -17,7 +18,7 @@ bool isHidden(Volume& volume, const Node& folder, std::string_view name) {
 }
 
 bool isTransient(std::string_view name) {
-  return name.ends_with(".slimtmp");
+  return ReservedNames::isWorkFileName(name);
 }
 
 Result<Reply::Entry> find(Volume& volume, Node& folder, int descriptor, const char* name) {
