@@ -34,16 +34,22 @@ std::optional<std::string> conflict(const FilePath& source) {
 }
 
 std::expected<std::optional<SourceLock>, std::string> lockSource(int source, bool isReadOnly) {
+  const auto failed = [](ErrorNumber reason) {
+    return std::unexpected("cannot make the volume's own folder: " + reason.text());
+  };
   if (isReadOnly) {
     const auto folder = PrivateFolder::open(source);
     if (!folder && (folder.error() == ErrorNumber{EROFS} || folder.error() == ErrorNumber{EACCES})) return std::nullopt;
+    if (!folder) return failed(folder.error());
   }
   auto lock = SourceLock::acquire(source);
-  if (lock) return std::move(*lock);
-  if (lock.error() == ErrorNumber::wouldBlock) {
+  if (!lock && lock.error() == ErrorNumber::wouldBlock) {
     return std::unexpected("another daemon serves this folder, or `quillbrookctl volume restore` is at work in it");
   }
-  return std::unexpected("cannot lock the folder: " + lock.error().text());
+  if (!lock) return std::unexpected("cannot lock the folder: " + lock.error().text());
+  // Without a place for redo copies no compressed file could ever be written to.
+  if (const auto redo = PrivateFolder::openRedo(source); !redo) return failed(redo.error());
+  return std::move(*lock);
 }
 
 bool isSameFolder(const FilePath& path, const struct stat& status) {
