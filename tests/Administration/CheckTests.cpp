@@ -13,8 +13,8 @@
 #include "OrdinaryUser.h"
 #include "Platform/Linux/FileDescriptor.h"
 #include "SourceTree.h"
-#include "Volume/Administration/FolderWalk.h"
 #include "Volume/Administration/VolumeCheck.h"
+#include "Volume/Expansion/FolderWalk.h"
 
 namespace quillbrook {
 namespace {

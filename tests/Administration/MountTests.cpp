@@ -6,9 +6,9 @@
 #include <string_view>
 #include <vector>
 
+#include "Platform/Linux/DaemonAddress.h"
+#include "Platform/Linux/FolderPath.h"
 #include "SourceTree.h"
-#include "Volume/Administration/DaemonAddress.h"
-#include "Volume/Administration/FolderPath.h"
 #include "Volume/Administration/MountPolicy.h"
 #include "Volume/Administration/MountedVolumes.h"
 
@@ -77,10 +77,11 @@ TEST(FolderPathTests, ComparesWholeNames) {
   }
 }
 
-// What check() refuses, in a word.
+// What is refused, in a word.
 std::string refusal(const std::string& folder, const MountSurroundings& surroundings,
                     const std::vector<MountedVolume>& volumes, bool force) {
-  const auto allowed = MountPolicy::check(FilePath(folder), surroundings, volumes, force);
+  auto allowed = MountPolicy::checkNesting(FilePath(folder), volumes);
+  if (allowed && !force) allowed = MountPolicy::checkProtection(FilePath(folder), surroundings);
   if (allowed) return "";
   if (const auto* nested = std::get_if<VolumeErrors::Nested>(&allowed.error())) {
     return nested->isInside ? "inside " + nested->volume.bytes() : "holds " + nested->volume.bytes();

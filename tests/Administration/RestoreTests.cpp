@@ -112,7 +112,6 @@ void bringBackEveryCase() {
   EXPECT_EQ(events, expected);
   EXPECT_EQ(restored.result.restored, expected.size());
   EXPECT_EQ(restored.result.failed, 0U);
-  EXPECT_TRUE(restored.result.removedPrivateFolder);
   EXPECT_FALSE(tree.exists(".quillbrook-volume"));
 
   const auto wasAppended = [&](const std::string& name) { return !expected[name].empty(); };
@@ -190,7 +189,6 @@ TEST(VolumeRestoreTests, LeavesUntouchedWhatItCannotBringBack) {
   EXPECT_TRUE(tree.read(".quillbrook-volume/redo/5") == content);
   EXPECT_EQ(restored.result.failed, names.size() + 1);
   EXPECT_EQ(restored.result.restored, 0U);
-  EXPECT_FALSE(restored.result.removedPrivateFolder);
 }
 
 TEST(VolumeRestoreTests, RefusesWhileADaemonLives) {

@@ -6,8 +6,9 @@
 #include <filesystem>
 #include <string>
 
+#include "Platform/Linux/ChildProgram.h"
 #include "SourceTree.h"
-#include "Volume/Administration/ChildProgram.h"
+#include "Volume/Administration/UnitName.h"
 #include "Volume/Administration/VolumeUnit.h"
 
 namespace quillbrook {
@@ -32,18 +33,14 @@ TEST(VolumeUnitTests, EscapesPathsAsSystemdDoes) {
   };
   const bool hasPeer = std::filesystem::exists("/usr/bin/systemd-escape");
   for (const Case& c : cases) {
-    EXPECT_EQ(VolumeUnit::escapedPath(FilePath(c.path)), c.escaped);
-    EXPECT_EQ(VolumeUnit::unescapedPath(c.escaped), FilePath(c.path));
+    EXPECT_EQ(UnitName::escapedPath(FilePath(c.path)), c.escaped);
     if (!hasPeer) continue;
     auto peer = ChildProgram::start({"/usr/bin/systemd-escape", "--path", "--", c.path}, ChildProgram::Session::own);
     ASSERT_TRUE(peer.has_value());
     ASSERT_EQ(peer->wait(), 0);
     EXPECT_EQ(peer->words(), c.escaped + "\n");
   }
-  EXPECT_EQ(VolumeUnit::escapedPath(FilePath("/a//b/")), "a-b");
-  for (const char* broken : {"", "a\\x2", "a\\xzz", "a\\y", "a b", "a/b"}) {
-    EXPECT_EQ(VolumeUnit::unescapedPath(broken), FilePath()) << broken;
-  }
+  EXPECT_EQ(UnitName::escapedPath(FilePath("/a//b/")), "a-b");
 }
 
 // Without a service manager: what is put in place, and that it goes again with the last folder.
@@ -65,7 +62,7 @@ TEST(VolumeUnitTests, PutsUnitAndLinkInPlaceAndTakesThemAway) {
   const std::string besideThis = std::filesystem::canonical("/proc/self/exe").parent_path() / "quillbrook-volume";
   const auto first = VolumeUnit::enable(tree.path("one"), false);
   ASSERT_TRUE(first.has_value()) << sentence(first.error());
-  EXPECT_NE(first->reach, UnitOutcome::Reach::manager);
+  EXPECT_NE(first->reach, UserServiceManager::Reach::running);
   const std::string folder = "home/.config/systemd/user/";
   EXPECT_EQ(first->unitFile, tree.path(folder + "quillbrook-volume@.service"));
   const std::string unit = tree.read(folder + "quillbrook-volume@.service");

@@ -149,6 +149,11 @@ TEST(LzfseDecoder, refusesInconsistentBlocks) {
       {"too many literals", [](Builder& b) { b.literalCount = 40'004; }},
       {"literals that are no multiple of 4", [](Builder& b) { b.literalCount = 7; }},
       {"fewer literals than the triples take", [](Builder& b) { b.literalCount = 4; }},
+      {"more literals than the triples take",
+       [](Builder& b) {
+         b = {.literals = bytesOf("hello !wasted"), .triples = {{6, 11, 6}, {1, 0, 1}}, .rawBytes = 18};
+         b.encode();
+       }},
       {"too many matches", [](Builder& b) { b.matchCount = 10'001; }},
       {"a triple too many", [](Builder& b) { ++b.matchCount; }},
       {"state of L outside its table", [](Builder& b) { b.lmdStates[0] = 64; }},
@@ -157,6 +162,7 @@ TEST(LzfseDecoder, refusesInconsistentBlocks) {
       {"literals that take more bits than there are",
        [](Builder& b) {
          b.literalCount = 40'000;
+         b.rawBytes = 40'000;
          b.literalPayload.assign(8, 0);
        }},
       {"L/M/D payload missing", [](Builder& b) { b.lmdPayload.clear(), b.lmdUnusedBits = 0; }},

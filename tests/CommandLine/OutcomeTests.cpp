@@ -47,13 +47,16 @@ TEST(Outcome, EveryRefusalCountsAsDecided) {
 }
 
 TEST(Outcome, SystemFailuresAreToldInTheSystemsWords) {
-  const auto sentence = [](std::string detail) {
-    return OutcomeTable::sentence(FileCompressionError(IOError{FilePath("/a"), std::move(detail)}));
-  };
-  EXPECT_EQ(sentence("open: errno=13"), "a system call failed: open: errno=13 (Permission denied)");
-  EXPECT_EQ(sentence("read source: Input/output error"), "a system call failed: read source: Input/output error");
-  EXPECT_EQ(sentence("unexpected EOF (got 12"), "a system call failed: unexpected EOF (got 12");
-  EXPECT_EQ(sentence("odd: errno=1x"), "a system call failed: odd: errno=1x");
+  const auto sentence = [](const IOError& error) { return OutcomeTable::sentence(FileCompressionError(error)); };
+  const FilePath url("/a");
+  EXPECT_EQ(sentence(IOError::numbered(url, "open", ErrorNumber::accessDenied)),
+            "a system call failed; run this as the file's owner: open: Permission denied");
+  EXPECT_EQ(sentence(IOError::worded(url, "write", ErrorNumber::noSpace)),
+            "a system call failed; make room on that file system and try again: write: No space left on device");
+  EXPECT_EQ(sentence(IOError::named(url, "open source", ErrorNumber::busy)),
+            "a system call failed; the file was left as it is; try again: open source: Device or resource busy");
+  EXPECT_EQ(sentence(IOError{url, "unexpected EOF (got 12"}),
+            "a system call failed; the file was left as it is; try again: unexpected EOF (got 12");
 }
 
 TEST(Outcome, OnlyARefusedFlagMeansThatThereIsNoVolume) {

@@ -7,7 +7,6 @@
 #include <atomic>
 #include <csignal>
 #include <filesystem>
-#include <fstream>
 #include <thread>
 #include <utility>
 
@@ -23,29 +22,15 @@ namespace quillbrook {
 namespace {
 
 using TestData::Bytes;
-namespace fs = std::filesystem;
 
 class NativeFileCompressorTest : public testing::TestWithParam<Route> {
  protected:
-  NativeFileCompressorTest() {
-    std::string name = (fs::temp_directory_path() / "quillbrook-engine-XXXXXX").string();
-    EXPECT_NE(mkdtemp(name.data()), nullptr);
-    folder_ = FilePath(name);
-    volume_.emplace(folder_);
+  void write(const Bytes& content) const {
+    folder_.write(url_.name(), {reinterpret_cast<const char*>(content.data()), content.size()});
   }
-  ~NativeFileCompressorTest() override {
-    volume_.reset();
-    fs::remove_all(folder_.bytes());
-  }
-
-  static void write(const FilePath& path, const Bytes& content) {
-    std::ofstream(path.bytes(), std::ios::binary | std::ios::trunc)
-        .write(reinterpret_cast<const char*>(content.data()), static_cast<std::streamsize>(content.size()));
-  }
-
   // What programs in a volume read. Nothing for a file that cannot be read.
-  static std::optional<Bytes> read(const FilePath& path) {
-    const auto reader = FileSystem::native().openForReading(path);
+  [[nodiscard]] std::optional<Bytes> read() const {
+    const auto reader = FileSystem::native().openForReading(url_);
     if (!reader) return std::nullopt;
     Bytes content;
     std::array<std::uint8_t, 10'000> piece;
@@ -56,20 +41,21 @@ class NativeFileCompressorTest : public testing::TestWithParam<Route> {
       content.insert(content.end(), piece.begin(), piece.begin() + static_cast<std::ptrdiff_t>(*count));
     }
   }
+  [[nodiscard]] bool isAlone() const {
+    return std::distance(std::filesystem::directory_iterator(folder_.folder().bytes()), {}) == 1;
+  }
 
-  [[nodiscard]] long entryCount() const { return std::distance(fs::directory_iterator(folder_.bytes()), {}); }
-
-  FilePath folder_;
-  std::optional<VolumeRegistration> volume_;
+  const ScratchFolder folder_;
+  const FilePath url_ = folder_.path("\xFF name\n");
+  std::optional<VolumeRegistration> volume_{std::in_place, folder_.folder()};
 };
 
 TEST_F(NativeFileCompressorTest, EverySizeComesBackWithItsMetadata) {
   using TestData::noise;
   using TestData::text;
   FileSystem& native = FileSystem::native();
-  const FilePath url = folder_.appending("\xFF name\n");
   // What the in-memory route makes of it; streams are always forks.
-  const std::pair<Bytes, std::string> cases[]{
+  const std::vector<std::pair<Bytes, std::string>> cases{
       {{}, "compressionDidNotReduceSize"},
       {text(1), "compressionDidNotReduceSize"},
       {noise(3'774), "compressionDidNotReduceSize"},
@@ -86,14 +72,14 @@ TEST_F(NativeFileCompressorTest, EverySizeComesBackWithItsMetadata) {
     for (const bool streams : {false, true}) {
       SCOPED_TRACE((streams ? "streaming " : "in memory ") + std::to_string(content.size()));
       const auto size = static_cast<std::int64_t>(content.size());
-      write(url, content);
+      write(content);
       const std::array<std::uint8_t, 3> value{1, 2, 3};
-      ASSERT_TRUE(native.setxattr(url, "com.example.value", value, {}));
-      ASSERT_TRUE(native.chmod(url, 06'750));
-      ASSERT_TRUE(native.setFileTimes(url, {1'111'111'111, 1}, {1'222'222'222, 999'999'999}));
+      ASSERT_TRUE(native.setxattr(url_, "com.example.value", value, {}));
+      ASSERT_TRUE(native.chmod(url_, 06'750));
+      ASSERT_TRUE(native.setFileTimes(url_, {1'111'111'111, 1}, {1'222'222'222, 999'999'999}));
       // Everything but the inode and what the operation is for.
       const auto identity = [&] {
-        FileStatus status = native.lstat(url).value();
+        FileStatus status = native.lstat(url_).value();
         status.st_ino = 0;
         status.st_blocks = 0;
         status.st_flags &= ~UF_COMPRESSED;
@@ -101,51 +87,49 @@ TEST_F(NativeFileCompressorTest, EverySizeComesBackWithItsMetadata) {
       };
       FileStatus before = identity();
       const std::int64_t threshold = streams ? size : size + 1;
-      const auto compressed = FileCompressor::compress(url, threshold);
+      const auto compressed = FileCompressor::compress(url_, threshold);
       const std::string outcome(compressed ? name(*compressed->algorithm) : caseName(compressed.error()));
       ASSERT_EQ(outcome, streams ? "lzfseRsrc" : algorithm);
       EXPECT_TRUE(!compressed || identity() == before);
-      EXPECT_EQ(read(url), content);
+      EXPECT_EQ(read(), content);
       if (!compressed) continue;
       EXPECT_EQ(compressed->bytesBefore, size);
-      EXPECT_EQ(compressed->bytesAfter, native.lstat(url)->st_blocks * 512);
-      const auto info = FileCompressionInspector::inspect(url);
+      EXPECT_EQ(compressed->bytesAfter, native.lstat(url_)->st_blocks * 512);
+      const auto info = FileCompressionInspector::inspect(url_);
       ASSERT_TRUE(info);
       EXPECT_EQ(info->status, FileCompressionStatus(Compressed{*compressed->algorithm, content.size()}));
       EXPECT_EQ(info->logicalSize, content.size());
 
       before = identity();  // reading has touched the access time
-      const auto decompressed = FileCompressor::decompress(url, threshold);
+      const auto decompressed = FileCompressor::decompress(url_, threshold);
       ASSERT_TRUE(decompressed);
       EXPECT_EQ(std::tuple(decompressed->bytesBefore, decompressed->bytesAfter), std::tuple(size, size));
       EXPECT_EQ(identity(), before);
-      EXPECT_EQ(native.lstat(url)->st_flags, 0U);
-      EXPECT_EQ(read(url), content);
+      EXPECT_EQ(native.lstat(url_)->st_flags, 0U);
+      EXPECT_EQ(read(), content);
       std::array<std::uint8_t, 3> carried{};
-      EXPECT_TRUE(native.getxattr(url, "com.example.value", carried, {}));
+      EXPECT_TRUE(native.getxattr(url_, "com.example.value", carried, {}));
       EXPECT_EQ(carried, value);
-      EXPECT_FALSE(native.getxattr(url, WorkFile::marker, {}, {}));
-      EXPECT_EQ(entryCount(), 1);
+      EXPECT_FALSE(native.getxattr(url_, WorkFile::marker, {}, {}));
+      EXPECT_TRUE(isAlone());
     }
   }
 }
 
 TEST_F(NativeFileCompressorTest, OutsideAVolumeNothingIsCompressed) {
   volume_.reset();
-  const FilePath url = folder_.appending("a");
-  write(url, TestData::text(70'000));
+  write(TestData::text(70'000));
   for (const bool streams : {false, true}) {
-    EXPECT_EQ((Route{true, streams}.run(url)), "ioError(" + url.bytes() + ".slimtmp, chflags: errno=" +
-                                                   std::to_string(ErrorNumber::notSupported.value) + ")");
-    EXPECT_EQ(read(url), TestData::text(70'000));
-    EXPECT_EQ(entryCount(), 1);
+    EXPECT_EQ((Route{true, streams}.run(url_)), "ioError(" + url_.bytes() + ".slimtmp, chflags: errno=" +
+                                                    std::to_string(ErrorNumber::notSupported.value) + ")");
+    EXPECT_EQ(read(), TestData::text(70'000));
+    EXPECT_TRUE(isAlone());
   }
 }
 
 TEST_F(NativeFileCompressorTest, OperationsOnOneFileExcludeEachOther) {
-  const FilePath url = folder_.appending("a");
   const Bytes content = TestData::text(20'000);
-  write(url, content);
+  write(content);
   std::atomic<bool> stopped = false;
   std::atomic<int> wrongReads = 0;
   std::atomic<int> swaps = 0;
@@ -154,7 +138,7 @@ TEST_F(NativeFileCompressorTest, OperationsOnOneFileExcludeEachOther) {
     for (const Route& route : routes) {
       threads.emplace_back([&] {
         for (int i = 0; i < 150; ++i) {
-          const std::string result = route.run(url);
+          const std::string result = route.run(url_);
           if (result == "success") ++swaps;
           EXPECT_THAT(result.substr(0, result.find('(')),
                       testing::AnyOf("success", "fileInUse", "alreadyCompressed", "notCompressed",
@@ -163,15 +147,15 @@ TEST_F(NativeFileCompressorTest, OperationsOnOneFileExcludeEachOther) {
       });
     }
     const std::jthread reader([&] {
-      while (!stopped) wrongReads += read(url) != content ? 1 : 0;
+      while (!stopped) wrongReads += read() != content ? 1 : 0;
     });
     threads.clear();
     stopped = true;
   }
   EXPECT_EQ(wrongReads, 0);
   EXPECT_GT(swaps, 0);
-  EXPECT_EQ(read(url), content);
-  EXPECT_EQ(entryCount(), 1);
+  EXPECT_EQ(read(), content);
+  EXPECT_TRUE(isAlone());
 }
 
 // Runs the operation in a process of its own that is killed just before that call of the file system. Whether it got
@@ -199,25 +183,24 @@ TEST_P(CrashTest, TheFileIsWholeAndTheNextAttemptSucceeds) {
 #endif
   const Route& route = GetParam();
   FileSystem& native = FileSystem::native();
-  const FilePath url = folder_.appending("a");
-  const FilePath workFile = WorkFile::url(url);
+  const FilePath workFile = WorkFile::url(url_);
   const Bytes content = TestData::text(route.streams ? 70'000 : 20'000);
   int conflicts = 0;
   bool killed = true;
   for (std::size_t call = 0; killed; ++call) {
     SCOPED_TRACE(call);
-    fs::remove(url.bytes());
-    write(url, content);
-    ASSERT_TRUE(native.chmod(url, 0640));
+    std::filesystem::remove(url_.bytes());
+    write(content);
+    ASSERT_TRUE(native.chmod(url_, 0640));
     if (!route.compresses) {
-      ASSERT_EQ(routes[0].run(url), "success");
+      ASSERT_EQ(routes[0].run(url_), "success");
     }
-    const auto before = native.lstat(url);
+    const auto before = native.lstat(url_);
     ASSERT_TRUE(before);
-    killed = isKilledAtCall(route, url, call);
+    killed = isKilledAtCall(route, url_, call);
 
-    EXPECT_EQ(read(url), content);
-    const auto after = native.lstat(url);
+    EXPECT_EQ(read(), content);
+    const auto after = native.lstat(url_);
     ASSERT_TRUE(after);
     EXPECT_EQ(after->st_mode, before->st_mode);
     EXPECT_EQ(after->st_mtimespec, before->st_mtimespec);
@@ -225,11 +208,10 @@ TEST_P(CrashTest, TheFileIsWholeAndTheNextAttemptSucceeds) {
     EXPECT_EQ(((after->st_flags ^ before->st_flags) & UF_COMPRESSED) != 0, replaced);
 
     const bool unmarked = native.lstat(workFile) && !native.getxattr(workFile, WorkFile::marker, {}, {});
-    const std::string expected = replaced   ? route.compresses ? "alreadyCompressed" : "notCompressed"
-                                 : unmarked ? "temporaryFileConflict"
-                                            : "success";
-    EXPECT_THAT(route.run(url), testing::StartsWith(expected));
-    EXPECT_EQ(read(url), content);
+    std::string expected = unmarked ? "temporaryFileConflict" : "success";
+    if (replaced) expected = route.compresses ? "alreadyCompressed" : "notCompressed";
+    EXPECT_THAT(route.run(url_), testing::StartsWith(expected));
+    EXPECT_EQ(read(), content);
     EXPECT_EQ(native.lstat(workFile).has_value(), unmarked);
     if (unmarked) {
       ++conflicts;

@@ -28,7 +28,9 @@ Bytes storedStream(const Bytes& content) {
   return concatenated(
       {bytes("bvx-"), littleEndian({static_cast<std::uint32_t>(content.size())}), content, bytes("bvx$")});
 }
-const Bytes hello = storedStream(bytes("hello"));  // 17 bytes
+Bytes hello() {  // 17 bytes
+  return storedStream(bytes("hello"));
+}
 
 // A result as one text, so that values and errors stand in one table.
 template <typename Error>
@@ -38,24 +40,25 @@ std::string outcome(const std::expected<ByteBuffer, Error>& result) {
 }
 
 TEST(LZFSETest, RefusesWhatDoesNotGiveTheExpectedLength) {
-  const std::tuple<Bytes, std::size_t, std::string> cases[]{
-      {hello, 5, "[hello]"},
-      {hello, 3, "[hel]"},
-      {hello, 9, "decodeFailed(expectedBytes: 9, gotBytes: 5)"},
-      {Bytes(hello.begin(), hello.begin() + 10), 5, "decodeFailed(expectedBytes: 5, gotBytes: 2)"},
+  const Bytes stream = hello();
+  const std::vector<std::tuple<Bytes, std::size_t, std::string>> cases{
+      {stream, 5, "[hello]"},
+      {stream, 3, "[hel]"},
+      {stream, 9, "decodeFailed(expectedBytes: 9, gotBytes: 5)"},
+      {Bytes(stream.begin(), stream.begin() + 10), 5, "decodeFailed(expectedBytes: 5, gotBytes: 2)"},
       {bytes("garbage"), 5, "decodeFailed(expectedBytes: 5, gotBytes: 0)"},
       {bytes("garbage"), 0, "[]"},
   };
-  for (const auto& [stream, size, expected] : cases) EXPECT_EQ(outcome(LZFSE::decode(stream, size)), expected);
+  for (const auto& [bytes, size, expected] : cases) EXPECT_EQ(outcome(LZFSE::decode(bytes, size)), expected);
   EXPECT_EQ(outcome(LZFSE::encode({})), "[]");
 }
 
 TEST(DecmpfsInlineTest, DecodesByTypeAndSize) {
   const auto ff = Bytes{0xFF};
-  const std::tuple<Bytes, std::string> cases[]{
-      {concatenated({header(11, 5), hello}), "[hello]"},
+  const std::vector<std::tuple<Bytes, std::string>> cases{
+      {concatenated({header(11, 5), hello()}), "[hello]"},
       {concatenated({header(11, 0), bytes("anything")}), "[]"},
-      {concatenated({header(11, 6), hello}), "decodeFailed(expectedBytes: 6, gotBytes: 5)"},
+      {concatenated({header(11, 6), hello()}), "decodeFailed(expectedBytes: 6, gotBytes: 5)"},
       {littleEndian({0x636D7066, 11, 0, 1}), "decodeFailed(expectedBytes: 4294967296, gotBytes: 0)"},
       {header(9, 10), "missingUncompressedV2Prefix"},
       {concatenated({header(9, 1), Bytes{0xFE, 'a'}}), "missingUncompressedV2Prefix"},
@@ -110,15 +113,15 @@ TEST(DecmpfsResourceForkTest, LaysOutTableAndChunks) {
 }
 
 TEST(DecmpfsResourceForkTest, RefusesDamagedForks) {
-  const std::tuple<Bytes, std::size_t, std::string> cases[]{
-      {concatenated({littleEndian({8, 25}), hello}), 5, "[hello]"},
-      {concatenated({littleEndian({8, 25}), hello}), 6, "decodeFailed(expectedBytes: 6, gotBytes: 5)"},
+  const std::vector<std::tuple<Bytes, std::size_t, std::string>> cases{
+      {concatenated({littleEndian({8, 25}), hello()}), 5, "[hello]"},
+      {concatenated({littleEndian({8, 25}), hello()}), 6, "decodeFailed(expectedBytes: 6, gotBytes: 5)"},
       {littleEndian({4}), 0, "[]"},
       {Bytes(7, 0), 5, "truncated"},
-      {concatenated({littleEndian({9, 25}), hello}), 5, "invalidHeader(reason: first offset 9 != 8)"},
-      {concatenated({littleEndian({8, 7}), hello}), 5, "truncated"},
-      {concatenated({littleEndian({8, 26}), hello}), 5, "truncated"},
-      {concatenated({littleEndian({8, 8}), hello}), 5, "decodeFailed(expectedBytes: 5, gotBytes: 0)"},
+      {concatenated({littleEndian({9, 25}), hello()}), 5, "invalidHeader(reason: first offset 9 != 8)"},
+      {concatenated({littleEndian({8, 7}), hello()}), 5, "truncated"},
+      {concatenated({littleEndian({8, 26}), hello()}), 5, "truncated"},
+      {concatenated({littleEndian({8, 8}), hello()}), 5, "decodeFailed(expectedBytes: 5, gotBytes: 0)"},
   };
   for (const auto& [fork, size, expected] : cases)
     EXPECT_EQ(outcome(DecmpfsResourceFork::decode(fork, size)), expected);

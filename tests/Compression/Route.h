@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <string>
 
 #include "Compression/FileCompressor.h"
@@ -26,7 +27,7 @@ struct Route {
   }
 };
 
-inline constexpr Route routes[]{{true, false}, {true, true}, {false, false}, {false, true}};
+inline constexpr std::array<Route, 4> routes{{{true, false}, {true, true}, {false, false}, {false, true}}};
 
 inline std::string routeName(const testing::TestParamInfo<Route>& route) {
   return route.param.name();

@@ -4,11 +4,11 @@
 #include <cstddef>
 #include <cstdint>
 #include <initializer_list>
-#include <random>
 #include <string_view>
 #include <vector>
 
-#include "Compression/Header/LittleEndian.h"
+#include "Platform/LittleEndian.h"
+#include "support/ScratchFolder.h"
 
 namespace quillbrook::TestData {
 
@@ -20,24 +20,15 @@ inline Bytes bytes(std::string_view text) {
 
 // Does not shrink. The same on every run.
 inline Bytes noise(std::size_t count) {
-  std::minstd_rand generator(20'240'229);
+  std::uint32_t state = 20'240'229;
   Bytes result(count);
-  for (auto& byte : result) byte = static_cast<std::uint8_t>(generator() >> 16);
+  for (auto& byte : result) byte = static_cast<std::uint8_t>((state = state * 1'664'525 + 1'013'904'223) >> 24U);
   return result;
 }
 
-// Shrinks to about a third, and differs from place to place.
+// Shrinks to less than a half, and differs from place to place.
 inline Bytes text(std::size_t count) {
-  std::minstd_rand generator(7);
-  constexpr std::string_view words[]{"the ", "file ", "keeps ", "its ", "name, ", "place ", "and ", "contents\n"};
-  Bytes result;
-  while (result.size() < count) {
-    const std::string_view word = words[generator() / 64 % 8];
-    result.insert(result.end(), word.begin(), word.end());
-    result.push_back(static_cast<std::uint8_t>('a' + generator() / 64 % 26));
-  }
-  result.resize(count);
-  return result;
+  return bytes(ScratchFolder::prose(count));
 }
 
 inline Bytes concatenated(std::initializer_list<Bytes> parts) {

@@ -10,11 +10,11 @@
 
 #include "Codec/Compression.h"
 #include "Compression/Header/DecmpfsHeader.h"
-#include "Compression/Header/LittleEndian.h"
 #include "Container/ByteSource.h"
 #include "Container/ContainerReader.h"
 #include "Container/ContainerSealer.h"
 #include "Container/ContainerState.h"
+#include "Platform/LittleEndian.h"
 
 namespace quillbrook::test {
 

@@ -17,6 +17,8 @@ TEST(Log, KeepsMessagesWithPrivateArgumentsMasked) {
   EXPECT_EQ(first.category, "compression");
   EXPECT_EQ(first.level, LogLevel::standard);
   EXPECT_EQ(entries.back().message, "word <private> -2 100%");
+  log.write(LogLevel::info, "unmarked %s %d", {"/home/someone/secret", std::int64_t{3}});
+  EXPECT_EQ(Log::entries().back().message, "unmarked <private> 3");
   for (int i = 0; i < 10'005; ++i) log.write(LogLevel::debug, "%d", {std::int64_t{i}});
   EXPECT_EQ(Log::entries().size(), 10'000U);
   EXPECT_EQ(Log::entries().front().message, "5");

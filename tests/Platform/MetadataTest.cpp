@@ -48,6 +48,15 @@ TEST_F(Metadata, NamesAreBytes) {
   EXPECT_EQ(FileSystem::native().createExclusively(tooLong, 0600, tooLong).error().value, ENAMETOOLONG);
 }
 
+TEST_F(Metadata, LookingAtThePayloadIsNoReadingOfTheFile) {
+  const auto file = compressed("file", prose(5000));
+  const Timestamp longAgo{.seconds = 1'000'000'000, .nanoseconds = 1};
+  const auto modified = status(file).st_mtimespec;
+  ASSERT_TRUE(FileSystem::native().setFileTimes(file, longAgo, modified));
+  EXPECT_GT(attribute(file, decmpfs, shown).value().size(), std::size_t{DecmpfsHeader::byteCount});
+  EXPECT_EQ(status(file).st_atimespec, longAgo);
+}
+
 TEST_F(Metadata, CreationDoesNotFollowALink) {
   ASSERT_EQ(symlink("elsewhere", path("link").c_str()), 0);
   EXPECT_EQ(FileSystem::native().createExclusively(path("link"), 0600, folder).error(), ErrorNumber::exists);

@@ -22,11 +22,11 @@
 
 #include "Codec/Compression.h"
 #include "Compression/Header/DecmpfsHeader.h"
-#include "Compression/Header/LittleEndian.h"
 #include "Container/ContainerState.h"
 #include "Platform/FileSystem.h"
 #include "Platform/Linux/FileDescriptor.h"
 #include "Platform/Linux/VolumeRegistration.h"
+#include "Platform/LittleEndian.h"
 
 namespace quillbrook::test {
 

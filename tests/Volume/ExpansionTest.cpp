@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <sys/mount.h>
 #include <sys/ptrace.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <sys/xattr.h>
 
@@ -23,13 +24,12 @@ namespace {
 // A folder with a compressed file, and no daemon.
 struct BareVolume {
   BareVolume() {
-    const VolumeRegistration registration{FilePath(folder.path())};
+    const VolumeRegistration registration(folder.folder());
     Content::write(path, bytes);
     EXPECT_EQ(chmod(path.c_str(), 04711), 0);
     const std::array<timespec, 2> times{timespec{11, 12}, timespec{13, 14}};
     EXPECT_EQ(utimensat(AT_FDCWD, path.c_str(), times.data(), 0), 0);
     Content::compress(path);
-    source = Content::open(folder.path(), O_DIRECTORY);
   }
   void expand(bool toNothing) const {
     const FileDescriptor file = Content::open(path, O_RDWR);
@@ -47,15 +47,19 @@ struct BareVolume {
     const auto count = (*file)->read(0, {reinterpret_cast<std::uint8_t*>(result.data()), result.size()}, scratch);
     return count && *count == result.size() ? result : "short";
   }
+  [[nodiscard]] bool namesCopy() const {
+    const auto state = StoredState::read(Content::open(path).get());
+    return state && *state && (*state)->redoIdentifier != 0;
+  }
   [[nodiscard]] long copyCount() const {
-    const std::string redo = folder.path() + "/.quillbrook-volume/redo";
+    const std::string redo = folder.at(".quillbrook-volume/redo");
     return std::filesystem::exists(redo) ? std::distance(std::filesystem::directory_iterator(redo), {}) : 0;
   }
 
-  TemporaryFolder folder;
-  std::string path = folder.path() + "/f";
-  std::string bytes = Content::text(200'000) + std::string(100'000, '\0') + "end";
-  FileDescriptor source;
+  const ScratchFolder folder;
+  const std::string path = folder.at("f");
+  const std::string bytes = Content::text(200'000) + std::string(100'000, '\0') + "end";
+  const FileDescriptor source = Content::open(folder.folder().bytes(), O_DIRECTORY);
 };
 
 // Runs `operation` in a child that is killed as it enters its system call number `fatal`. Whether it got there.
@@ -63,7 +67,7 @@ bool killedAtCall(const std::function<void()>& operation, int fatal) {
   const pid_t child = fork();
   if (child == 0) {
     ptrace(PTRACE_TRACEME, 0, nullptr, nullptr);
-    raise(SIGSTOP);
+    static_cast<void>(raise(SIGSTOP));
     operation();
     _exit(0);
   }
@@ -87,7 +91,9 @@ TEST(ExpansionTest, KeepsEverythingButTheFormWithACrashAtAnyCallOrNone) {
     const ino_t number = Content::status(volume.path).st_ino;
     killed = killedAtCall([&] { volume.expand(false); }, call);
     ASSERT_EQ(volume.content(), volume.bytes);
-    ExpansionRecovery::run(volume.source.get());
+    const RecoveryOutcome outcome = ExpansionRecovery::run(volume.source.get());
+    ASSERT_EQ(outcome.settled, outcome.found);
+    ASSERT_EQ(sentence(outcome), "");
     ASSERT_EQ(volume.content(), volume.bytes) << "after recovery";
     ASSERT_EQ(volume.copyCount(), 0);
     const struct stat status = Content::status(volume.path);
@@ -101,6 +107,34 @@ TEST(ExpansionTest, KeepsEverythingButTheFormWithACrashAtAnyCallOrNone) {
     EXPECT_LT(status.st_blocks * 512, 230'000) << "the zeros are no hole";
   }
   EXPECT_GT(call, 20);
+}
+
+// Moved away before the recovery: further down than a walk has descriptors for, or out of the folder altogether.
+TEST(ExpansionTest, AMovedFileIsFoundOrToldToBeMissing) {
+  rlimit limit{};
+  ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &limit), 0);
+  const rlimit few{.rlim_cur = 150, .rlim_max = limit.rlim_max};
+  for (const bool isInside : {true, false}) {
+    // Killed as soon as the state names the copy.
+    std::optional<BareVolume> volume;
+    for (int call = 1; !volume || !volume->namesCopy(); ++call) {
+      volume.emplace();
+      ASSERT_TRUE(killedAtCall([&] { volume->expand(false); }, call));
+    }
+    const ScratchFolder elsewhere;
+    std::string place = (isInside ? volume->folder : elsewhere).folder().bytes();
+    for (int level = 0; level < 200; ++level) place += "/m";
+    std::filesystem::create_directories(place);
+    ASSERT_EQ(rename(volume->path.c_str(), (place + "/f").c_str()), 0);
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &few), 0);
+    const RecoveryOutcome outcome = ExpansionRecovery::run(volume->source.get());
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
+    EXPECT_EQ(outcome.found, 1U);
+    EXPECT_EQ(outcome.settled, isInside ? 1U : 0U);
+    EXPECT_EQ(sentence(outcome).contains("its file was not found"), !isInside) << sentence(outcome);
+    EXPECT_EQ(volume->copyCount(), isInside ? 0 : 1);
+    EXPECT_TRUE(!isInside || Content::read(place + "/f") == volume->bytes);
+  }
 }
 
 TEST(ExpansionTest, ACrashWhileEmptyingShowsTheContentOrNothing) {
@@ -120,7 +154,7 @@ TEST(ExpansionTest, TheNextDaemonCompletesWhatTheLastOneBegan) {
   for (int call = 30; call <= 90; call += 10) {
     const BareVolume volume;
     if (!killedAtCall([&] { volume.expand(false); }, call)) break;
-    MountedFolder mounted(volume.folder.path());
+    const MountedFolder mounted(volume.folder.folder().bytes());
     ASSERT_TRUE(mounted.isMounted());
     EXPECT_EQ(Content::read(mounted.at("f")), volume.bytes) << call;
     EXPECT_EQ(volume.copyCount(), 0) << call;
@@ -134,12 +168,13 @@ TEST(ExpansionTest, AFullDiskFailsTheOpeningAndLosesNothing) {
   if (geteuid() != 0) GTEST_SKIP() << "mounting a small file system needs root";
   const std::string bytes = Content::text(600'000);
   for (const std::size_t room : {20'000U, 400'000U, 900'000U}) {
-    const TemporaryFolder disk;
-    ASSERT_EQ(mount("none", disk.path().c_str(), "tmpfs", 0, "size=4m"), 0);
-    const std::string source = disk.path() + "/source";
+    const ScratchFolder disk;
+    const std::string place = disk.folder().bytes();
+    ASSERT_EQ(mount("none", place.c_str(), "tmpfs", 0, "size=4m"), 0);
+    const std::string source = disk.at("source");
     mkdir(source.c_str(), 0700);
     if (setxattr(source.c_str(), "user.x", "x", 1, 0) != 0) {
-      umount2(disk.path().c_str(), MNT_DETACH);
+      umount2(place.c_str(), MNT_DETACH);
       GTEST_SKIP() << "the temporary file system has no attributes here";
     }
     {
@@ -149,10 +184,9 @@ TEST(ExpansionTest, AFullDiskFailsTheOpeningAndLosesNothing) {
       const std::string ballast = mounted.at("ballast");
       Content::write(path, bytes);
       Content::compress(path);
-      Content::write(ballast, std::string(std::filesystem::space(disk.path()).free - room, 'b'));
+      Content::write(ballast, std::string(std::filesystem::space(place).free - room, 'b'));
       const FileDescriptor reader = Content::open(path);
-      EXPECT_FALSE(Content::open(path, O_WRONLY).isOpen());
-      EXPECT_EQ(errno, ENOSPC);
+      EXPECT_EQ(outcome(Content::open(path, O_WRONLY).get()), -ENOSPC);
       EXPECT_EQ(truncate(path.c_str(), 5), -1);
       EXPECT_EQ(Content::read(path), bytes);
       EXPECT_EQ(Content::read(reader), bytes);
@@ -161,7 +195,7 @@ TEST(ExpansionTest, AFullDiskFailsTheOpeningAndLosesNothing) {
       EXPECT_EQ(write(Content::open(path, O_WRONLY | O_APPEND).get(), "x", 1), 1);
       EXPECT_EQ(Content::read(path), bytes + "x");
     }
-    umount2(disk.path().c_str(), MNT_DETACH);
+    umount2(place.c_str(), MNT_DETACH);
   }
 }
 

@@ -66,7 +66,7 @@ class ModelTest : public VolumeTest {
   long regularFiles() {
     const auto files = mounted_->openFiles();
     return std::ranges::count_if(files, [&](const MountedFolder::OpenFile& file) {
-      return !file.isPathOnly && file.target.starts_with(source_.path() + "/") &&
+      return !file.isPathOnly && file.target.starts_with(source_.folder().bytes() + "/") &&
              !std::filesystem::is_directory(file.target);
     });
   }
@@ -76,7 +76,8 @@ class ModelTest : public VolumeTest {
     FileDescriptor descriptor;
     File file;
   };
-  std::mt19937_64 random_;
+  const unsigned long seed_ = numberFromEnvironment("MODEL_SEED", std::random_device()());
+  std::mt19937_64 random_{seed_};
   std::map<std::string, File> names_;
   std::vector<Handle> handles_;
   std::string subject_;
@@ -211,9 +212,7 @@ class ModelTest : public VolumeTest {
 };
 
 TEST_P(ModelTest, TheMountHoldsWhatWasDoneToIt) {
-  const unsigned long seed = numberFromEnvironment("MODEL_SEED", std::random_device()());
-  std::cout << "MODEL_SEED=" << seed << std::endl;
-  random_.seed(seed);
+  std::cout << "MODEL_SEED=" << seed_ << '\n' << std::flush;
   std::string last;
   int count = 0;
   constexpr int between = 20;
@@ -224,7 +223,7 @@ TEST_P(ModelTest, TheMountHoldsWhatWasDoneToIt) {
     if (count % between == 0) compareAll();
     if (count % remounts == remounts - 1) remount();
   }
-  EXPECT_FALSE(HasFailure()) << "seed " << seed << ", step " << count << ": " << last;
+  EXPECT_FALSE(HasFailure()) << "seed " << seed_ << ", step " << count << ": " << last;
   compareAll();
   EXPECT_GT(swaps_, 0U);
   handles_.clear();

@@ -6,13 +6,14 @@
 #include <sys/wait.h>
 #include <sys/xattr.h>
 
+#include <algorithm>
 #include <array>
+#include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <random>
 #include <thread>
 
 #include "Compression/FileCompressor.h"
@@ -20,23 +21,12 @@
 
 namespace quillbrook {
 
-TemporaryFolder::TemporaryFolder() {
-  std::string pattern = std::filesystem::temp_directory_path() / "quillbrook-volume-XXXXXX";
-  if (mkdtemp(pattern.data()) == nullptr) ADD_FAILURE() << "no temporary folder";
-  path_ = pattern;
-}
-
-TemporaryFolder::~TemporaryFolder() {
-  std::error_code ignored;
-  std::filesystem::remove_all(path_, ignored);
-}
-
 constexpr uid_t nobody = 65534;
 
 std::optional<std::string> MountedFolder::obstacle(Owner owner) {
   if (access("/dev/fuse", R_OK | W_OK) != 0) return "/dev/fuse cannot be opened";
   if (owner == Owner::nobody && geteuid() != 0) return "only root can hand a mount to another user";
-  if (geteuid() != 0 && std::system("command -v fusermount3 >/dev/null") != 0) return "fusermount3 is missing";
+  if (geteuid() != 0 && access("/usr/bin/fusermount3", X_OK) != 0) return "fusermount3 is missing";
   return std::nullopt;
 }
 
@@ -57,12 +47,12 @@ MountedFolder::MountedFolder(std::string source, std::vector<std::string> argume
     words.insert(words.end(), {"--fd", std::to_string(device.get()), "/proc/self/fd/" + std::to_string(folder.get())});
   }
   words.push_back(source_);
-  std::vector<char*> pointers;
-  for (std::string& word : words) pointers.push_back(word.data());
-  pointers.push_back(nullptr);
+  std::vector<char*> pointers(words.size() + 1);
+  std::ranges::transform(words, pointers.begin(), [](std::string& word) { return word.data(); });
   daemon_ = fork();
   if (daemon_ == 0) {
-    dup2(open(log_.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600), STDERR_FILENO);
+    const int log = open(log_.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
+    if (log < 0 || dup2(log, STDERR_FILENO) < 0) _exit(2);
     if (owner_ == Owner::nobody && (setgroups(0, nullptr) != 0 || setgid(nobody) != 0 || setuid(nobody) != 0)) _exit(3);
     execv(VOLUME_PROGRAM, pointers.data());
     _exit(4);
@@ -105,9 +95,8 @@ int MountedFolder::stop() {
 
 std::string MountedFolder::backing(const std::string& name) const {
   std::array<char, 256> folder{};
-  const ssize_t length =
-      getxattr(source_.c_str(), VolumeProtocol::sourceAttribute.data(), folder.data(), folder.size());
-  EXPECT_GT(length, 0);
+  const std::string attribute(VolumeProtocol::sourceAttribute);
+  EXPECT_GT(getxattr(source_.c_str(), attribute.c_str(), folder.data(), folder.size()), 0);
   return std::string(folder.data()) + "/" + name;
 }
 
@@ -135,6 +124,10 @@ std::string ownerName(const testing::TestParamInfo<MountedFolder::Owner>& owner)
   return owner.param == MountedFolder::Owner::nobody ? "nobody" : "caller";
 }
 
+long outcome(long value) {
+  return value < 0 ? -errno : value;
+}
+
 unsigned long numberFromEnvironment(const char* variable, unsigned long otherwise) {
   const char* text = std::getenv(variable);
   return text == nullptr ? otherwise : std::strtoul(text, nullptr, 10);
@@ -143,11 +136,7 @@ unsigned long numberFromEnvironment(const char* variable, unsigned long otherwis
 namespace Content {
 
 std::string text(std::size_t byteCount, unsigned seed) {
-  std::mt19937 random(seed);
-  std::string result;
-  while (result.size() < byteCount) result += "line " + std::to_string(random() % 5000) + " of the text\n";
-  result.resize(byteCount);
-  return result;
+  return ScratchFolder::prose(byteCount, seed);
 }
 
 void write(const std::string& path, const std::string& bytes) {

@@ -5,27 +5,16 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <array>
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "Platform/Linux/FileDescriptor.h"
+#include "support/ScratchFolder.h"
 
 namespace quillbrook {
-
-// A folder of its own for each test, gone at the end.
-class TemporaryFolder {
- public:
-  TemporaryFolder();
-  ~TemporaryFolder();
-  TemporaryFolder(const TemporaryFolder&) = delete;
-  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-  [[nodiscard]] const std::string& path() const { return path_; }
-
- private:
-  std::string path_;
-};
 
 // A volume mounted in place over a folder by the daemon program, in the foreground, watched to its end.
 class MountedFolder {
@@ -74,14 +63,16 @@ class VolumeTest : public testing::TestWithParam<MountedFolder::Owner> {
   // Skips the test where there can be no mount.
   void SetUp() override;
   // Again, if it has been stopped.
-  void mount() { mounted_.emplace(source_.path(), std::vector<std::string>(), GetParam()); }
+  void mount() { mounted_.emplace(source_.folder().bytes(), std::vector<std::string>(), GetParam()); }
 
-  const TemporaryFolder source_;
+  const ScratchFolder source_;
   std::optional<MountedFolder> mounted_;
 };
 [[nodiscard]] std::string ownerName(const testing::TestParamInfo<MountedFolder::Owner>& owner);
-inline constexpr MountedFolder::Owner owners[]{MountedFolder::Owner::caller, MountedFolder::Owner::nobody};
+inline constexpr std::array<MountedFolder::Owner, 2> owners{MountedFolder::Owner::caller, MountedFolder::Owner::nobody};
 
+// What a call says: its value, or the error's number below zero.
+[[nodiscard]] long outcome(long value);
 [[nodiscard]] unsigned long numberFromEnvironment(const char* variable, unsigned long otherwise);
 
 namespace Content {

@@ -15,7 +15,7 @@ TEST(OptionsTest, ReadsWhatUsersAndMountHelpersWrite) {
   const FilePath m("/m");
   const std::vector<std::string> others{"ro", "allow_other"};
   // Source, mount point, descriptor, foreground, read-only, the mount's options.
-  const std::pair<Arguments, Options> cases[]{
+  const std::vector<std::pair<Arguments, Options>> cases{
       {{"/s"}, {s, s, {}, false, false, {}}},
       {{"-f", "/s"}, {s, s, {}, true, false, {}}},
       {{"/s", "/m", "-o", "rw,ro,allow_other,noauto,x-systemd.automount,_netdev"}, {s, m, {}, false, true, others}},

@@ -15,11 +15,6 @@
 namespace quillbrook {
 namespace {
 
-// What a call says: its value, or the error's number below zero.
-long outcome(long value) {
-  return value < 0 ? -errno : value;
-}
-
 FileDescriptor opened(const char* path, int flags, mode_t mode = 0644) {
   return FileDescriptor(open(path, flags | O_CLOEXEC, mode));
 }
@@ -37,7 +32,7 @@ struct Step {
 };
 #define STEP(...) {#__VA_ARGS__, [] { return outcome(__VA_ARGS__); }}
 
-const Step steps[]{
+constexpr auto steps = std::to_array<Step>({
     STEP(opened("a", O_WRONLY | O_CREAT | O_EXCL, 0640).isOpen()),
     STEP(opened("a", O_WRONLY | O_CREAT | O_EXCL).get()),
     STEP(write(opened("r", O_RDWR | O_CREAT, 0444).get(), "xyz", 3)),
@@ -131,7 +126,7 @@ const Step steps[]{
      }},
     STEP(fsync(opened("a", O_RDONLY).get())),
     STEP(fsync(opened(".", O_RDONLY | O_DIRECTORY).get())),
-};
+});
 
 long runIn(const std::string& folder, const Step& step) {
   std::filesystem::current_path(folder);
@@ -150,19 +145,19 @@ std::set<std::string> names(const std::string& folder) {
 using ParityTest = VolumeTest;
 
 TEST_P(ParityTest, EveryCallAnswersAsInAnOrdinaryFolder) {
-  const TemporaryFolder ordinary;
+  const ScratchFolder folder;
+  const std::string ordinary = folder.folder().bytes();
   const std::string source = mounted_->source();
   for (const Step& step : steps) {
     SCOPED_TRACE(step.name);
-    const long expected = runIn(ordinary.path(), step);
+    const long expected = runIn(ordinary, step);
     EXPECT_EQ(runIn(source, step), expected);
-    ASSERT_EQ(names(source), names(ordinary.path()));
+    ASSERT_EQ(names(source), names(ordinary));
     for (const std::string& name : names(source)) {
-      EXPECT_EQ(described(mounted_->at(name)), described(ordinary.path() + "/" + name)) << name;
+      EXPECT_EQ(described(mounted_->at(name)), described(ordinary + "/" + name)) << name;
     }
   }
-  for (const char* name : {"/a", "/d/b"})
-    EXPECT_EQ(Content::read(source + name), Content::read(ordinary.path() + name));
+  for (const char* name : {"/a", "/d/b"}) EXPECT_EQ(Content::read(source + name), Content::read(ordinary + name));
 }
 
 TEST_P(ParityTest, TheVolumesOwnFolderIsOutOfReach) {
@@ -204,14 +199,14 @@ INSTANTIATE_TEST_SUITE_P(Owners, ParityTest, testing::ValuesIn(owners), ownerNam
 
 TEST(MountTest, OneDaemonAFolderAndNoVolumeInAnother) {
   if (const auto obstacle = MountedFolder::obstacle()) GTEST_SKIP() << *obstacle;
-  const TemporaryFolder source;
-  mkdir((source.path() + "/inner").c_str(), 0700);
-  const MountedFolder outer(source.path());
+  const ScratchFolder source;
+  source.makeFolder("inner");
+  const MountedFolder outer(source.folder().bytes());
   ASSERT_TRUE(outer.isMounted());
-  const MountedFolder inner(source.path() + "/inner");
+  const MountedFolder inner(source.at("inner"));
   EXPECT_FALSE(inner.isMounted());
-  const TemporaryFolder elsewhere;
-  const MountedFolder again(elsewhere.path(), {outer.backing(".")});
+  const ScratchFolder elsewhere;
+  const MountedFolder again(elsewhere.folder().bytes(), {outer.backing(".")});
   EXPECT_FALSE(again.isMounted());
 }
 

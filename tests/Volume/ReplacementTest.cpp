@@ -6,11 +6,11 @@
 #include <atomic>
 #include <cerrno>
 #include <chrono>
-#include <cstring>
 #include <functional>
 #include <iostream>
 #include <map>
 #include <random>
+#include <span>
 #include <thread>
 #include <tuple>
 
@@ -25,6 +25,10 @@ using VolumeProtocol::ReplaceRequest;
 
 class ReplacementTest : public VolumeTest {
  protected:
+  static void put(std::span<char> field, std::string_view name) {
+    std::ranges::fill(field, '\0');
+    std::ranges::copy(name, field.begin());
+  }
   // What replaces "f" by "work", as both stand now.
   ReplaceRequest request() {
     const struct stat backing = Content::status(mounted_->backing("f"));
@@ -34,8 +38,8 @@ class ReplacementTest : public VolumeTest {
     result.logicalSize = Content::status(mounted_->at("f")).st_size;
     result.modificationSeconds = backing.st_mtim.tv_sec;
     result.modificationNanoseconds = static_cast<std::uint32_t>(backing.st_mtim.tv_nsec);
-    std::strcpy(result.work, "work");
-    std::strcpy(result.target, "f");
+    put(result.work, "work");
+    put(result.target, "f");
     return result;
   }
   // 0 or the error's number.
@@ -50,16 +54,16 @@ TEST_P(ReplacementTest, RefusesWhatIsNotTheExpectedFileOrInUse) {
   const std::string path = mounted_->at("f");
   Content::write(path, bytes);
   Content::write(mounted_->backing("work"), bytes);
-  const std::tuple<const char*, int, std::function<void(ReplaceRequest&)>> cases[]{
+  const std::vector<std::tuple<const char*, int, std::function<void(ReplaceRequest&)>>> cases{
       {"inode", EBUSY, [](auto& r) { ++r.inode; }},
       {"device", EBUSY, [](auto& r) { ++r.device; }},
       {"size", EBUSY, [](auto& r) { ++r.logicalSize; }},
       {"time", EBUSY, [](auto& r) { r.modificationNanoseconds ^= 1U; }},
-      {"itself", EBUSY, [](auto& r) { std::strcpy(r.work, "f"); }},
-      {"no work file", ENOENT, [](auto& r) { std::strcpy(r.work, "none"); }},
-      {"path", EINVAL, [](auto& r) { std::strcpy(r.work, "./work"); }},
-      {"dots", EINVAL, [](auto& r) { std::strcpy(r.target, ".."); }},
-      {"hidden", EINVAL, [](auto& r) { std::strcpy(r.work, ".quillbrook-volume"); }},
+      {"itself", EBUSY, [](auto& r) { put(r.work, "f"); }},
+      {"no work file", ENOENT, [](auto& r) { put(r.work, "none"); }},
+      {"path", EINVAL, [](auto& r) { put(r.work, "./work"); }},
+      {"dots", EINVAL, [](auto& r) { put(r.target, ".."); }},
+      {"hidden", EINVAL, [](auto& r) { put(r.work, ".quillbrook-volume"); }},
       {"unended name", EINVAL, [](auto& r) { std::ranges::fill(r.work, 'w'); }},
   };
   for (const auto& [name, expected, spoil] : cases) {
@@ -170,7 +174,7 @@ TEST_P(ReplacementTest, NothingWrittenIsLostWhileFilesAreSwapped) {
   EXPECT_TRUE(Content::read(mounted_->at("map")) == mapped);
   EXPECT_TRUE(Content::read(mounted_->at("rename" + std::to_string(renames))) == base);
   EXPECT_EQ(Content::read(mounted_->at("count")).substr(base.size()), std::to_string(counted));
-  for (const auto& [kind, count] : swaps) std::cout << count << " swaps against " << kind << std::endl;
+  for (const auto& [kind, count] : swaps) std::cout << count << " swaps against " << kind << '\n';
   EXPECT_FALSE(isMissing());
 }
 
