@@ -120,7 +120,7 @@ TEST_F(NativeFileCompressorTest, OutsideAVolumeNothingIsCompressed) {
   volume_.reset();
   write(TestData::text(70'000));
   for (const bool streams : {false, true}) {
-    EXPECT_EQ((Route{true, streams}.run(url_)), "ioError(" + url_.bytes() + ".slimtmp, chflags: errno=" +
+    EXPECT_EQ((Route{true, streams}.run(url_)), "ioError(" + url_.displayText() + ".slimtmp, chflags: errno=" +
                                                     std::to_string(ErrorNumber::notSupported.value) + ")");
     EXPECT_EQ(read(), TestData::text(70'000));
     EXPECT_TRUE(isAlone());

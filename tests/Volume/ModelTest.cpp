@@ -6,7 +6,6 @@
 #include <cerrno>
 #include <chrono>
 #include <cstring>
-#include <filesystem>
 #include <iostream>
 #include <map>
 #include <memory>
@@ -66,8 +65,7 @@ class ModelTest : public VolumeTest {
   long regularFiles() {
     const auto files = mounted_->openFiles();
     return std::ranges::count_if(files, [&](const MountedFolder::OpenFile& file) {
-      return !file.isPathOnly && file.target.starts_with(source_.folder().bytes() + "/") &&
-             !std::filesystem::is_directory(file.target);
+      return file.isContent && file.target.starts_with(source_.folder().bytes() + "/");
     });
   }
 

@@ -109,7 +109,9 @@ std::vector<MountedFolder::OpenFile> MountedFolder::openFiles() const {
     const std::string info = Content::read(process + "/fdinfo/" + entry.path().filename().string());
     const std::size_t flags = info.find("flags:");
     if (flags == std::string::npos) continue;
-    files.push_back({target, (std::stoul(info.substr(flags + 6), nullptr, 8) & O_PATH) != 0});
+    // The entry leads to the file itself, even where the mount hides its name.
+    const bool isPathOnly = (std::stoul(info.substr(flags + 6), nullptr, 8) & O_PATH) != 0;
+    files.push_back({target, !isPathOnly && std::filesystem::is_regular_file(entry.path(), gone)});
   }
   return files;
 }

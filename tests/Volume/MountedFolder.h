@@ -43,7 +43,7 @@ class MountedFolder {
   // Of the daemon: what its descriptors lead to.
   struct OpenFile {
     std::string target;
-    bool isPathOnly = false;  // O_PATH
+    bool isContent = false;  // of a regular file, and not O_PATH
   };
   [[nodiscard]] std::vector<OpenFile> openFiles() const;
 
