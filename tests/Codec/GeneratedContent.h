@@ -11,21 +11,25 @@
 // Content with a known nature; the same on every run and, as no distribution is used, with every standard library.
 namespace quillbrook::test {
 
+inline std::mt19937 generator(unsigned seed) {
+  return std::mt19937(seed);
+}
+
 // Of only some values: entropy coding gains, matches do not.
 inline Bytes randomBytes(std::size_t size, unsigned values = 256, unsigned seed = 1) {
-  std::mt19937 generator(seed);
+  auto random = generator(seed);
   Bytes bytes(size);
-  std::ranges::generate(bytes, [&] { return static_cast<std::uint8_t>(generator() % 256 % values); });
+  std::ranges::generate(bytes, [&] { return static_cast<std::uint8_t>(random() % 256 % values); });
   return bytes;
 }
 
 // Words of a small vocabulary, the first ones preferred, as in a text.
 inline Bytes text(std::size_t size, unsigned seed = 1) {
-  std::mt19937 generator(seed);
+  auto random = generator(seed);
   Bytes bytes;
   while (bytes.size() < size) {
-    const auto choices = 1 + generator() % 200;
-    const auto word = (1 + generator() % choices) * 0x9E37'79B1U;
+    const auto choices = 1 + random() % 200;
+    const auto word = (1 + random() % choices) * 0x9E37'79B1U;
     for (unsigned i = 0; i < 3 + word % 7; ++i) bytes.push_back(static_cast<std::uint8_t>('a' + (word >> 3 * i) % 26));
     bytes.push_back(' ');
   }
