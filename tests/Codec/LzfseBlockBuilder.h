@@ -31,8 +31,8 @@ struct LzfseBlockBuilder {
   std::vector<Triple> triples;
   std::size_t rawBytes = 0;
 
-  // Set by encode(), the frequencies only if they are all zero: then symbols that occur get 1, the first of them the
-  // rest.
+  // Set by encode(), the frequencies of a table only if they are all zero: then symbols that occur get 1, the first of
+  // them the rest.
   std::array<std::uint16_t, 360> frequencies{};
   std::size_t literalCount = 0;
   std::size_t matchCount = 0;
@@ -74,7 +74,16 @@ struct LzfseBlockBuilder {
     while (literals.size() % 4 != 0) literals.push_back(0);
     literalCount = literals.size();
     matchCount = triples.size();
-    if (frequencies == decltype(frequencies){}) countSymbols();
+    std::array<std::vector<unsigned>, 3> lmd;
+    for (const Triple& triple : triples) {
+      lmd[0].push_back(symbolOf(l, triple.l).index);
+      lmd[1].push_back(symbolOf(m, triple.m).index);
+      lmd[2].push_back(symbolOf(d, triple.d).index);
+    }
+    countSymbols(l, lmd[0]);
+    countSymbols(m, lmd[1]);
+    countSymbols(d, lmd[2]);
+    countSymbols(literal, {literals.begin(), literals.end()});
 
     Bits bits;
     literalStates = {};
@@ -149,21 +158,14 @@ struct LzfseBlockBuilder {
     return {15 + 16 * (f - 24), 14};
   }
 
-  void countSymbols() {
-    for (const std::uint8_t byte : literals) frequencies.at(literal.first + byte) = 1;
-    for (const Triple& triple : triples) {
-      frequencies.at(l.first + symbolOf(l, triple.l).index) = 1;
-      frequencies.at(m.first + symbolOf(m, triple.m).index) = 1;
-      frequencies.at(d.first + symbolOf(d, triple.d).index) = 1;
-    }
-    for (const Table& table : {l, m, d, literal}) {
-      auto* const begin = &frequencies.at(table.first);
-      auto* const end = begin + table.symbols;
-      auto* const found = std::find(begin, end, 1);
-      auto& first = found == end ? *begin : *found;
-      first = 0;
-      first = static_cast<std::uint16_t>(static_cast<int>(table.states) - std::accumulate(begin, end, 0));
-    }
+  void countSymbols(const Table& table, const std::vector<unsigned>& symbols) {
+    auto* const begin = &frequencies.at(table.first);
+    auto* const end = begin + table.symbols;
+    if (std::accumulate(begin, end, 0) != 0) return;
+    for (const unsigned symbol : symbols) begin[symbol] = 1;
+    auto& first = begin[symbols.empty() ? 0 : std::ranges::min(symbols)];
+    first = 0;
+    first = static_cast<std::uint16_t>(static_cast<int>(table.states) - std::accumulate(begin, end, 0));
   }
 
   // One step of the encoder, as the format states it: signed arithmetic, no table.

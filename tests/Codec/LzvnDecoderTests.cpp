@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "Codec/Lzvn.h"
@@ -42,12 +43,7 @@ TEST(LzvnDecoder, EveryRow) {
   // Distance 4 by the first row, for rows that repeat it.
   const Bytes known = abcd() + Bytes{0x00, 4};
   const std::string digits = repeated("0123456789", 271);
-  struct Row {
-    std::string name;
-    Bytes opcodes;
-    std::string expected;
-  };
-  const std::vector<Row> rows{
+  const std::vector<std::tuple<std::string, Bytes, std::string>> rows{
       {"near match, no literals, shortest", abcd() + Bytes{0x00, 4}, "abcdabc"},
       {"near match, no literals, longest", abcd() + Bytes{0x38, 4}, repeated("abcd", 14)},
       {"near match, three literals", abcd() + Bytes{0xC8, 7, 'x', 'y', 'z'}, "abcdxyzabcd"},
@@ -95,19 +91,11 @@ TEST(LzvnDecoder, RefusesWhatIsUndefinedOrReachesTooFar) {
 }
 
 TEST(LzvnDecoder, GivesWhatFitsAndWhatIsThere) {
-  const Bytes opcodes = abcd() + Bytes{0xC8, 4, 'x', 'y', 'z', 0xF0, 40} + end();
+  const Bytes opcodes = abcd() + Bytes{0xC8, 4, 'x', 'y', 'z', 0xF0, 40};
   const std::string whole = "abcdxyz" + repeated("dxyz", 4 + 56);
-  for (std::size_t capacity = 0; capacity <= whole.size(); ++capacity) {
-    EXPECT_EQ(opcodesDecoded(opcodes, capacity), whole.substr(0, capacity));
+  for (std::size_t capacity = 0; capacity <= whole.size() + 9; ++capacity) {
+    EXPECT_EQ(opcodesDecoded(opcodes, capacity), whole.substr(0, capacity)) << "no end opcode";
   }
-  std::size_t before = 0;
-  for (std::size_t size = 0; size <= opcodes.size(); ++size) {
-    const std::string part = opcodesDecoded(prefix(opcodes, size), 200);
-    EXPECT_EQ(part, whole.substr(0, part.size()));
-    EXPECT_GE(part.size(), before);
-    before = part.size();
-  }
-  EXPECT_EQ(before, whole.size());
   EXPECT_EQ(opcodesDecoded(abcd() + Bytes{0x70}, 4), "abcd") << "full before the part that is malformed";
 }
 

@@ -2,6 +2,8 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <tuple>
+#include <utility>
 #include <vector>
 
 #include "Codec/GeneratedContent.h"
@@ -31,12 +33,8 @@ TEST(CodecRoundTrip, EverySmallSizeAndDistance) {
 }
 
 TEST(CodecRoundTrip, EveryNatureAroundTheBlockSize) {
-  struct Case {
-    std::string name;
-    Bytes content;
-  };
   for (const std::size_t size : {16'384UZ, 65'535UZ, 65'536UZ, 65'537UZ, 1'048'576UZ}) {
-    const std::vector<Case> cases{
+    const std::vector<std::pair<std::string, Bytes>> cases{
         {"zeros", Bytes(size)},
         {"random", randomBytes(size)},
         {"text", text(size)},
@@ -65,12 +63,7 @@ TEST(CodecRoundTrip, DistancesAroundTheLargest) {
 }
 
 TEST(CodecEncoder, TakesTheSmallestForm) {
-  struct Case {
-    Bytes content;
-    std::string magic;
-    std::size_t atMost;
-  };
-  const std::vector<Case> cases{
+  const std::vector<std::tuple<Bytes, std::string, std::size_t>> cases{
       {{}, "bvx$", 4},
       {bytesOf("abcd"), "bvx-", 16},
       {Bytes(200), "bvxn", 40},

@@ -1,12 +1,13 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <algorithm>
+#include <gtest/gtest.h>
+
 #include <atomic>
-#include <cstdint>
+#include <functional>
 #include <span>
-#include <utility>
-#include <vector>
+#include <string>
+#include <tuple>
 
 #include "Codec/GeneratedContent.h"
 #include "Compression/Header/DecmpfsHeader.h"
@@ -56,11 +57,12 @@ inline BuiltContainer build(CompressionType type, std::uint64_t logicalByteCount
   return built;
 }
 
-inline std::vector<Bytes> blocksOf(Bytes content) {
+inline std::vector<Bytes> blocksOf(const Bytes& content) {
   std::vector<Bytes> blocks;
-  for (; !content.empty();
-       content.erase(content.begin(), content.begin() + static_cast<std::ptrdiff_t>(blocks.back().size())))
-    blocks.push_back(prefix(content, 65'536));
+  for (std::size_t at = 0; at < content.size(); at += 65'536) {
+    const auto block = std::span(content).subspan(at, std::min(65'536UZ, content.size() - at));
+    blocks.emplace_back(block.begin(), block.end());
+  }
   return blocks;
 }
 

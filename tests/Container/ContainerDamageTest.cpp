@@ -1,9 +1,4 @@
 // SPDX-License-Identifier: MIT
-#include <gtest/gtest.h>
-
-#include <string>
-#include <vector>
-
 #include "BuiltContainer.h"
 #include "Container/ContainerCheck.h"
 
@@ -34,8 +29,8 @@ TEST(ContainerDamage, EveryBitOfSmallContainers) {
 }
 
 TEST(ContainerDamage, TenThousandBitsOfALargeContainer) {
-  const auto content = text(16 * 65'536 + 77);
-  const auto built = buildLzfseFork(content);
+  const auto blocks = blocksOf(text(16 * 65'536 + 77));
+  const auto built = buildLzfseFork(text(16 * 65'536 + 77));
   MemorySource source(built.data);
   auto random = generator(20'260'101);
   ContainerReader::Scratch scratch;
@@ -44,18 +39,14 @@ TEST(ContainerDamage, TenThousandBitsOfALargeContainer) {
   for (int i = 0; i < 10'000; ++i) {
     const auto bit = random() % (built.data.size() * 8);
     flip(source.bytes, bit);
-    if (const auto reader = ContainerReader::open(source, built.state)) {
-      // The blocks around the damage; the others have nothing to do with its span.
-      const auto around = bit / 8 * content.size() / built.data.size() / 65'536;
-      for (auto block = around < 3 ? 0 : around - 3; block <= around + 3; ++block) {
-        const auto got = (*reader)->read(block * 65'536, piece, scratch);
-        if (!got) ++refused;
-        if (!got || *got == 0) continue;
-        ASSERT_TRUE(std::ranges::equal(std::span(piece).first(*got), std::span(content).subspan(block * 65'536, *got)))
-            << "wrong bytes after bit " << bit;
-      }
-    } else {
-      ++refused;
+    const auto reader = ContainerReader::open(source, built.state);
+    refused += reader ? 0U : 1U;
+    // The blocks around the damage; the others have nothing to do with its span.
+    const auto around = bit / 8 * blocks.size() / built.data.size();
+    for (auto block = std::max(around, 3UZ) - 3; reader && block < std::min(around + 4, blocks.size()); ++block) {
+      const auto got = (*reader)->read(block * 65'536, piece, scratch);
+      refused += got ? 0U : 1U;
+      ASSERT_TRUE(!got || prefix(piece, *got) == blocks[block]) << "wrong bytes after bit " << bit;
     }
     flip(source.bytes, bit);
   }
@@ -84,17 +75,12 @@ TEST(ContainerCheck, SaysWhatIsWrong) {
     damaged.data[byte] ^= 0x10;
     return damaged;
   };
-  struct Case {
-    std::string name;
-    BuiltContainer container;
-    std::optional<ContainerDamage> expected;
-  };
-  const std::vector<Case> cases{
-      {"sound and a tebibyte of zeros", build(datalessSparse, std::uint64_t{1} << 40, {}), {}},
+  const std::vector<std::tuple<std::string, BuiltContainer, std::optional<ContainerDamage>>> cases{
+      {"sound and a tebibyte of zeros", build(datalessSparse, std::uint64_t{1} << 40, {}), std::nullopt},
       {"second span", afterFlip(65'536), SpanDamaged{1}},
       {"a checksum", afterFlip(good.state.payloadByteCount()), SpanDamaged{0}},
       {"trailer", afterFlip(good.data.size() - 1), TrailerDiffers{}},
-      {"appended", {good.data + Bytes(9, 'x'), good.state}, SurplusBytes{9}},
+      {"appended", BuiltContainer{good.data + Bytes(9, 'x'), good.state}, SurplusBytes{9}},
       {"bad stream under good checksums",
        build(lzfseRsrc, 65'536 + 5, {}, forkOf({encoded(text(65'536)), Bytes(30, 'x')})), BlockUndecodable{1}},
       {"bad table under good checksums", build(lzfseRsrc, 65'536, {}, Bytes(7, 0)), StructureInvalid{}},

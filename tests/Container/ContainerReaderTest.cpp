@@ -1,12 +1,7 @@
 // SPDX-License-Identifier: MIT
-#include <gtest/gtest.h>
 #include <zlib.h>
 
-#include <array>
-#include <functional>
-#include <string>
 #include <thread>
-#include <vector>
 
 #include "BuiltContainer.h"
 #include "Container/ContainerReader.h"
@@ -57,13 +52,7 @@ Bytes resourceMap(const std::vector<Bytes>& blocks, std::uint32_t dataOffset = 0
          Bytes(0x100 - 16, 0) + bigEndian(byteCount) + table + content + Bytes(50, 0);
 }
 
-struct Golden {
-  std::string name;
-  BuiltContainer container;
-  Bytes content;
-};
-
-std::vector<Golden> goldenContainers() {
+std::vector<std::tuple<std::string, BuiltContainer, Bytes>> goldenContainers() {
   const auto small = text(900);
   const auto large = text(3 * 65'536 + 1234);
   const auto inlined = [](CompressionType type, const Bytes& payload) { return build(type, 900, payload); };
@@ -153,12 +142,7 @@ TEST(ContainerReader, RefusesWhatContradictsItself) {
   const auto withMap = [](std::uint32_t dataOffset) {
     return build(zlibRsrc, 100, {}, resourceMap({zlibStream(text(100))}, dataOffset));
   };
-  struct Case {
-    std::string name;
-    BuiltContainer container;
-    ErrorNumber expected = ErrorNumber::inputOutput;
-  };
-  const std::vector<Case> cases{
+  const std::vector<std::pair<std::string, BuiltContainer>> contradictory{
       {"first offset", withEntry(0, 16)},
       {"offset backward", withEntry(1, 8)},
       {"empty chunk", withEntry(1, 12)},
@@ -179,14 +163,12 @@ TEST(ContainerReader, RefusesWhatContradictsItself) {
       {"inline size beyond reason", build(lzvnAttr, std::uint64_t{1} << 40, text(10))},
       {"zlib garbage", build(zlibAttr, 10, bytesOf("x not zlib"))},
       {"negative as a file size", build(datalessSparse, std::uint64_t{1} << 63, {})},
-      {"uncompressedRsrc", build(uncompressedRsrc, 5, {}, text(5)), ErrorNumber::notSupported},
-      {"lzbitmapRsrc", build(lzbitmapRsrc, 5, {}, text(5)), ErrorNumber::notSupported},
-      {"unknown type", build(static_cast<CompressionType>(2), 5, text(5)), ErrorNumber::notSupported},
   };
-  for (const auto& [name, container, expected] : cases) {
-    const auto read = contentOf(container);
-    ASSERT_FALSE(read) << name;
-    EXPECT_EQ(read.error(), expected) << name << ": " << read.error().text();
+  for (const auto& [name, container] : contradictory) {
+    EXPECT_EQ(contentOf(container), std::unexpected(ErrorNumber::inputOutput)) << name;
+  }
+  for (const auto type : {uncompressedRsrc, lzbitmapRsrc, lzbitmapAttr, static_cast<CompressionType>(2)}) {
+    EXPECT_EQ(contentOf(build(type, 5, text(5), text(5))), std::unexpected(ErrorNumber::notSupported));
   }
 }
 

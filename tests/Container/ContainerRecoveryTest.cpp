@@ -1,9 +1,4 @@
 // SPDX-License-Identifier: MIT
-#include <gtest/gtest.h>
-
-#include <string>
-#include <vector>
-
 #include "BuiltContainer.h"
 #include "Container/ContainerRecovery.h"
 
@@ -18,12 +13,7 @@ TEST(ContainerRecovery, FindsTheStateInTheDataAlone) {
   damaged[100'000] ^= 1;
   // A container whose stored bytes are themselves a container: the outer one is meant.
   const auto nested = build(CompressionType::uncompressedAttr, inlined.data.size(), inlined.data);
-  struct Case {
-    std::string name;
-    Bytes data;
-    ContainerFinding expected;
-  };
-  const std::vector<Case> cases{
+  const std::vector<std::tuple<std::string, Bytes, ContainerFinding>> cases{
       {"inline", inlined.data, RecoveredContainer{inlined.state, 0}},
       {"appended to", inlined.data + bytesOf("more"), RecoveredContainer{inlined.state, 4}},
       {"appended to, far in", forked.data + text(2'000'000), RecoveredContainer{forked.state, 2'000'000}},

@@ -1,8 +1,4 @@
 // SPDX-License-Identifier: MIT
-#include <gtest/gtest.h>
-
-#include <vector>
-
 #include "BuiltContainer.h"
 #include "Container/ContainerState.h"
 
