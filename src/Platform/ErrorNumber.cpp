@@ -19,8 +19,6 @@ constinit const ErrorNumber ErrorNumber::noSpace{ENOSPC};
 constinit const ErrorNumber ErrorNumber::invalid{EINVAL};
 constinit const ErrorNumber ErrorNumber::cancelled{ECANCELED};
 
-std::string ErrorNumber::text() const {
-  return std::generic_category().message(value);
-}
+std::string ErrorNumber::text() const { return std::generic_category().message(value); }
 
 }  // namespace quillbrook

@@ -69,8 +69,8 @@ Bytes extracted(const std::vector<Chunk>& chunks) {
       popen(("7zz e -so '" + path.string() + "'  2>/dev/null").c_str(), "r"), pclose);
   Bytes content;
   Bytes buffer(65'536);
-  while (const std::size_t count = std::fread(buffer.data(), 1, buffer.size(), pipe.get())) {
-    content = std::move(content) + prefix(buffer, count);
+  for (std::size_t count = 1; count != 0; content = std::move(content) + prefix(buffer, count)) {
+    count = std::fread(buffer.data(), 1, buffer.size(), pipe.get());
   }
   std::filesystem::remove(path);
   return content;

@@ -146,7 +146,8 @@ struct LzfseBlockBuilder {
 
   static Bytes packed(const Bits& bits) {
     Bytes bytes((bits.size() + 7) / 8);
-    for (std::size_t i = 0; i < bits.size(); ++i) bytes[i / 8] |= static_cast<std::uint8_t>(bits[i] << i % 8);
+    for (std::size_t i = 0; i < bits.size(); ++i)
+      bytes[i / 8] |= static_cast<std::uint8_t>((bits[i] ? 1U : 0U) << i % 8);
     return bytes;
   }
 

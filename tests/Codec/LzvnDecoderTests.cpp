@@ -21,7 +21,7 @@ Bytes abcd() {
 }
 
 std::string opcodesDecoded(const Bytes& opcodes, std::size_t capacity) {
-  const Bytes source(opcodes);
+  const Bytes source(opcodes.begin(), opcodes.end());
   Bytes room(capacity);
   room.resize(Lzvn::decode(room, source));
   return {room.begin(), room.end()};

@@ -42,14 +42,14 @@ inline Bytes bigEndian(std::uint64_t value, unsigned count = 4) {
 
 // A stream within the 64 bytes that callers leave beyond the content, or nothing if it does not fit.
 inline Bytes encoded(const Bytes& content) {
-  const Bytes source(content);
+  const Bytes source(content.begin(), content.end());
   Bytes stream(content.size() + 64);
   stream.resize(compression_encode_buffer(stream, source, {}, COMPRESSION_LZFSE));
   return stream;
 }
 
 inline Bytes decoded(const Bytes& stream, std::size_t capacity) {
-  const Bytes source(stream);
+  const Bytes source(stream.begin(), stream.end());
   Bytes content(capacity);
   content.resize(compression_decode_buffer(content, source, {}, COMPRESSION_LZFSE));
   return content;

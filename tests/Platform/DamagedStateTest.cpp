@@ -18,7 +18,7 @@ TEST_F(DamagedState, IsNeverTakenForOrdinary) {
   for (const auto& [name, damage] : cases) {
     SCOPED_TRACE(name);
     const auto file = compressed(name, prose(3'000));
-    const auto state = StoredState::readAt(file.c_str()).value()->encode();
+    const auto state = StoredState::readAt(file.c_str()).value().value_or(ContainerState{}).encode();
     Bytes bytes(state.begin(), state.end());
     damage(bytes);
     ASSERT_EQ(setxattr(file.c_str(), "user.quillbrook.state", bytes.data(), bytes.size(), 0), 0);

@@ -20,17 +20,15 @@
 #include <random>
 #include <string>
 
-#include "Pattern.h"
 #include "Platform/Linux/FileDescriptor.h"
+#include "Pattern.h"
 
 namespace quillbrook {
 namespace {
 
 constexpr int fileCount = 8;
 
-std::string pathOf(const std::string& folder, int file) {
-  return folder + "/record." + std::to_string(file);
-}
+std::string pathOf(const std::string& folder, int file) { return folder + "/record." + std::to_string(file); }
 
 using Lengths = std::array<std::uint64_t, fileCount>;
 

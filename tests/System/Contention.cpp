@@ -26,8 +26,8 @@
 #include <thread>
 #include <vector>
 
-#include "Pattern.h"
 #include "Platform/Linux/FileDescriptor.h"
+#include "Pattern.h"
 
 namespace quillbrook {
 namespace {
@@ -46,9 +46,7 @@ void need(bool ok, const std::string& what, const std::string& path) {
   if (!ok) fail(what, path);
 }
 
-std::size_t below(Random& random, std::size_t limit) {
-  return static_cast<std::size_t>(random() % limit);
-}
+std::size_t below(Random& random, std::size_t limit) { return static_cast<std::size_t>(random() % limit); }
 
 void writeAll(int file, std::string_view bytes, const std::string& path) {
   while (!bytes.empty()) {
@@ -194,9 +192,9 @@ struct Role {
   const char* name;
   void (*act)(Guarded&, Random&);
 };
-constexpr Role roles[] = {
-    {"append", append}, {"overwrite", overwrite},    {"truncate", truncate}, {"save", saveLikeAnEditor},
-    {"move", moveAway}, {"unlink", unlinkWhileOpen}, {"map", map},           {"link", linkAndWrite}};
+constexpr Role roles[] = {{"append", append},       {"overwrite", overwrite}, {"truncate", truncate},
+                          {"save", saveLikeAnEditor}, {"move", moveAway},       {"unlink", unlinkWhileOpen},
+                          {"map", map},             {"link", linkAndWrite}};
 
 void play(const Role& role, std::vector<Guarded>& files, std::uint64_t seed) {
   Random random(seed);
@@ -268,8 +266,7 @@ int main(int argc, char** argv) {
   const std::vector<std::string> arguments(argv + 1, argv + argc);
   if (arguments.size() == 3 && arguments[0] == "--verify") return quillbrook::verify(arguments[1], arguments[2]);
   if (arguments.size() == 3) {
-    return quillbrook::run(arguments[0], std::atoi(arguments[1].c_str()),
-                           std::strtoull(arguments[2].c_str(), nullptr, 10));
+    return quillbrook::run(arguments[0], std::atoi(arguments[1].c_str()), std::strtoull(arguments[2].c_str(), nullptr, 10));
   }
   std::fputs("usage: contention FOLDER SECONDS SEED | contention --verify FOLDER COPIES\n", stderr);
   return 2;

@@ -8,8 +8,8 @@
 
 namespace quillbrook::Pattern {
 
-// Text that a compressor can make smaller, different for every (file, offset), so that a byte of the wrong file or from
-// the wrong place is noticed. Depends on nothing but its arguments.
+// Text that a compressor can make smaller, different for every (file, offset), so that a byte of the wrong file or from the
+// wrong place is noticed. Depends on nothing but its arguments.
 inline char byteAt(std::uint64_t file, std::uint64_t offset) {
   constexpr std::string_view words = "the quick brown fox jumps over the lazy dog and runs on\n";
   const std::uint64_t line = offset / words.size();
