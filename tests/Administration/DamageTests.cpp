@@ -3,13 +3,18 @@
 // it.
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/file.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <sys/xattr.h>
+#include <unistd.h>
 
-#include <algorithm>
+#include <chrono>
+#include <csignal>
 #include <filesystem>
 #include <map>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "OrdinaryUser.h"
@@ -32,25 +37,25 @@ struct Case {
   std::string name;
   std::vector<Tree::Mishap> mishaps;
   std::optional<Kind> finding;
-  std::string restored = {};  // empty: its content is back; else one of the above, or where what was appended is kept
+  std::string restored;  // empty: its content is back; else one of the above, or where what was appended is kept
   std::uint32_t redoIdentifier = 0;
 };
 
 const std::vector<Case>& cases() {
   static const std::string longName = std::string(250, 'n') + "\xC3\xA4\xC3\xA4";
   static const std::vector<Case> all{
-      {"whole", {}, std::nullopt},
-      {"folder/linked", {}, std::nullopt},
-      {"read-only", {}, std::nullopt},
+      {"whole", {}, std::nullopt, ""},
+      {"folder/linked", {}, std::nullopt, ""},
+      {"read-only", {}, std::nullopt, ""},
       {"bit", {&Tree::flipBit}, Kind::damagedContainer, failed},
       {"bit and surplus", {&Tree::flipBit, &Tree::appendMore}, Kind::damagedContainer, failed},
       {"trailer bit", {&Tree::flipTrailerBit}, Kind::damagedContainer, failed},
       {"cut", {&Tree::cutShort}, Kind::cutShort, failed},
-      {"lost", {&Tree::loseState}, Kind::attributeMissing},
+      {"lost", {&Tree::loseState}, Kind::attributeMissing, ""},
       {"lost, bit", {&Tree::loseState, &Tree::flipBit}, Kind::damagedContainer, failed},
       {"lost, cut", {&Tree::loseState, &Tree::cutShort}, Kind::trailerMissing, failed},
       {"lost, surplus", {&Tree::loseState, &Tree::appendMore}, Kind::attributeMissing, "lost, surplus.appended"},
-      {"garbled", {&Tree::garbleState}, Kind::damagedState},
+      {"garbled", {&Tree::garbleState}, Kind::damagedState, ""},
       {"garbled, cut", {&Tree::garbleState, &Tree::cutShort}, Kind::damagedState, failed},
       {"surplus", {&Tree::appendMore}, Kind::surplusBytes, "surplus.appended.1"},
       {"again", {&Tree::appendMore}, Kind::surplusBytes, "again.appended"},
@@ -118,18 +123,6 @@ void expectFindings(const Tree& tree, std::size_t contentByteCount) {
   EXPECT_EQ(checked->logicalBytes, 10 * contentByteCount);
 }
 
-struct Status {
-  ino_t inode;
-  mode_t mode;
-  time_t modificationTime;
-};
-
-Status statusOf(const Tree& tree, const std::string& name) {
-  struct stat status{};
-  EXPECT_EQ(::lstat(tree.at(name).c_str(), &status), 0) << name;
-  return {status.st_ino, status.st_mode, status.st_mtim.tv_sec};
-}
-
 // What is told of each file: nothing, that it failed, or the name of what was appended.
 std::map<std::string, std::string> restore(const Tree& tree, bool isFirst) {
   std::map<std::string, std::string> events;
@@ -146,7 +139,6 @@ std::map<std::string, std::string> restore(const Tree& tree, bool isFirst) {
   if (result) {
     EXPECT_EQ(result->restored, isFirst ? 10U : 0U);
     EXPECT_EQ(result->failed, 10U);
-    EXPECT_FALSE(result->removedPrivateFolder);
   }
   return events;
 }
@@ -158,10 +150,10 @@ void meetEveryCase() {
   expectFindings(tree, content.size());
   expectFindings(tree, content.size());  // the first changed nothing
 
-  std::map<std::string, Status> before;
+  std::map<std::string, std::filesystem::file_time_type> times;
   std::map<std::string, std::string> bytes;
   for (const Case& c : cases()) {
-    before[c.name] = statusOf(tree, c.name);
+    times[c.name] = std::filesystem::last_write_time(tree.at(c.name));
     bytes[c.name] = tree.read(c.name);
   }
   auto events = restore(tree, true);
@@ -179,14 +171,12 @@ void meetEveryCase() {
     }
     EXPECT_TRUE(tree.read(c.name) == content);
     EXPECT_FALSE(tree.isCompressed(c.name));
-    const Status after = statusOf(tree, c.name);
-    EXPECT_EQ(after.inode, before[c.name].inode);
-    EXPECT_EQ(after.mode, before[c.name].mode);
-    EXPECT_EQ(after.modificationTime, c.restored.empty() ? Tree::modificationSeconds : before[c.name].modificationTime);
+    EXPECT_EQ(std::filesystem::last_write_time(tree.at(c.name)), times[c.restored.empty() ? "whole" : c.name]);
     if (!c.restored.empty()) {
       EXPECT_EQ(tree.read(c.restored), "more");
     }
   }
+  EXPECT_EQ(std::filesystem::status(tree.at("read-only")).permissions(), std::filesystem::perms::owner_read);
   EXPECT_EQ(tree.read("surplus.appended"), "mine");
   EXPECT_FALSE(tree.exists("again.appended.1"));
   for (const char* name : {"folder/second name", "ordinary", "name \xFF\n", "flags", "foreign.slimtmp"}) {
@@ -209,14 +199,65 @@ TEST(DamageTests, ForAnOrdinaryUserAsWell) {
 TEST(VolumeCheckTests, StopsAndRefuses) {
   const SourceTree tree;
   tree.write("file", "content");
-  std::stop_source stop;
-  stop.request_stop();
+  const std::stop_source stop;
+  ASSERT_TRUE(stop.request_stop());
   const auto ignore = [](const CheckFinding&) {};
-  EXPECT_EQ(VolumeCheck::check(tree.folder(), ignore, stop.get_token()).error(), VolumeError(VolumeErrors::Stopped{}));
+  EXPECT_TRUE(VolumeCheck::check(tree.folder(), ignore, stop.get_token()) ==
+              std::unexpected(VolumeError(VolumeErrors::Stopped{})));
   for (const char* name : {"file", "nothing/deeper"}) {
     const auto refused = VolumeCheck::check(tree.path(name), ignore);
     ASSERT_FALSE(refused.has_value()) << name;
     EXPECT_TRUE(std::holds_alternative<VolumeErrors::NotAFolder>(refused.error())) << name;
+  }
+}
+
+TEST(VolumeRestoreTests, RefusesWhileADaemonLives) {
+  const Tree tree;
+  tree.writeContainer("file", Tree::prose(20'000));
+  tree.write(".quillbrook-volume/lock", "");
+  const FileDescriptor lock(::open(tree.at(".quillbrook-volume/lock").c_str(), O_RDWR));
+  ASSERT_EQ(::flock(lock.get(), LOCK_EX), 0);
+  const auto refused = VolumeRestore::restore(tree.folder(), [](const RestoreEvent&) { ADD_FAILURE(); });
+  ASSERT_FALSE(refused.has_value());
+  EXPECT_TRUE(std::holds_alternative<VolumeErrors::Served>(refused.error()));
+  EXPECT_TRUE(tree.isCompressed("file"));
+}
+
+// Killed again and again at other moments, a restore that is let go to the end has every byte.
+TEST(VolumeRestoreTests, MayBeKilledAtAnyMoment) {
+  const Tree tree;
+  const std::vector<std::vector<Tree::Mishap>> mishaps{{}, {&Tree::loseState}, {&Tree::appendMore}};
+  const auto name = [](unsigned i) { return "file " + std::to_string(i); };
+  const auto content = [](unsigned i) { return Tree::prose(std::size_t{70'000} * (i + 1), i); };
+  for (unsigned round = 0; round < 6; ++round) {
+    for (unsigned i = 0; i < 12; ++i) {
+      std::filesystem::remove(tree.at(name(i) + ".appended"));
+      tree.writeContainer(name(i), content(i), mishaps[i % 3]);
+    }
+    for (unsigned kill = 0; kill < 12; ++kill) {
+      const pid_t child = ::fork();
+      ASSERT_GE(child, 0);
+      if (child == 0) {
+        const auto result = VolumeRestore::restore(tree.folder(), [](const RestoreEvent&) {});
+        ::_exit(result && result->failed == 0 ? 0 : 1);
+      }
+      std::this_thread::sleep_for(std::chrono::microseconds((12 * round + kill) * 2'654'435'761U % 30'000));
+      ::kill(child, SIGKILL);
+      int status = 0;
+      ASSERT_EQ(::waitpid(child, &status, 0), child);
+      ASSERT_TRUE(WIFSIGNALED(status) || WEXITSTATUS(status) == 0);
+    }
+    const auto result = VolumeRestore::restore(tree.folder(), [](const RestoreEvent&) {});
+    ASSERT_TRUE(result.has_value()) << sentence(result.error());
+    EXPECT_EQ(result->failed, 0U);
+    for (unsigned i = 0; i < 12; ++i) {
+      SCOPED_TRACE(name(i) + ", round " + std::to_string(round));
+      EXPECT_TRUE(tree.read(name(i)) == content(i));
+      EXPECT_FALSE(tree.isCompressed(name(i)));
+      EXPECT_EQ(tree.read(name(i) + ".appended"), i % 3 == 2 ? "more" : "");
+      EXPECT_FALSE(tree.exists(name(i) + ".appended.1"));
+    }
+    EXPECT_FALSE(tree.exists(".quillbrook-volume"));
   }
 }
 

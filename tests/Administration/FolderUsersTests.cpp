@@ -26,11 +26,12 @@ TEST(FolderUsersTests, TellsWhoIsThereAndWhoWrites) {
     };
   };
   enum class Use : std::uint8_t { none, stands, reads, writes };
-  const struct {
+  struct Case {
     const char* what;
     std::function<bool()> action;
     Use use;
-  } cases[] = {
+  };
+  const std::vector<Case> cases{
       {"stands in it", [&] { return ::chdir(tree.at("v/inner").c_str()) == 0; }, Use::stands},
       {"reads", opens(O_RDONLY), Use::reads},
       {"appends", opens(O_RDWR | O_APPEND), Use::writes},

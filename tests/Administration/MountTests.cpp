@@ -18,7 +18,7 @@ TEST(MountedVolumesTests, TakesVolumesFromWhatTheKernelWrites) {
   const auto volume = [](const char* mountPoint, const char* source, std::uint32_t owner, bool isReadOnly) {
     return MountedVolume{FilePath(mountPoint), FilePath(source), owner, isReadOnly, true};
   };
-  const std::pair<std::string, std::vector<MountedVolume>> cases[] = {
+  const std::vector<std::pair<std::string, std::vector<MountedVolume>>> cases{
       {"/v rw - fuse.quillbrooks /v rw", {}},
       // Several optional fields; read-only by the mount alone, and by the file system alone.
       {"/v ro,nosuid shared:1 master:2 unbindable - fuse.quillbrook /v rw,user_id=1000",
@@ -28,7 +28,7 @@ TEST(MountedVolumesTests, TakesVolumesFromWhatTheKernelWrites) {
       {"/a\\040b\\011c\\012d\\134e\xFF\xC3 rw - fuse.quillbrook \\043s rw",
        {volume("/a b\tc\nd\\e\xFF\xC3", "#s", 0, false)}},
       // An escaped backslash before digits is one character; what is no escape stands as it is.
-      {"/\\134040\\8\\04 rw - fuse.quillbrook s rw", {volume("/\\040\\8\\04", "s", 0, false)}},
+      {R"(/\134040\8\04 rw - fuse.quillbrook s rw)", {volume(R"(/\040\8\04)", "s", 0, false)}},
       // Options that only begin like "ro" and "user_id".
       {"/v rw,rootcontext=x - fuse.quillbrook s rw,user_idx=3,user_id=4x", {volume("/v", "s", 0, false)}}};
   for (const auto& [line, expected] : cases) {
@@ -81,15 +81,16 @@ TEST(MountPolicyTests, RefusesWhatTheSystemOrTheVolumeItselfNeeds) {
         std::string("/srv/data"), std::string("/usr/local/share"), std::string("/var/lib/app")}) {
     EXPECT_EQ(refusal(allowed, surroundings, {}, false), "") << allowed;
   }
-  const std::pair<std::string, std::string> refused[] = {{home, home},
-                                                         {tree.folder().bytes(), home},
-                                                         {home + "/elsewhere", home + "/elsewhere/keys"},
-                                                         {home + "/elsewhere/keys/old", home + "/elsewhere/keys"},
-                                                         {home + "/.config/systemd/user", home + "/.config/systemd"},
-                                                         {home + "/.local", home + "/.local/share/Quillbrook"},
-                                                         {home + "/.local/state", home + "/.local/state/Quillbrook"},
-                                                         {home + "/opt", home + "/opt/bin"},
-                                                         {"/run/user/1000", "/run/user/1000"}};
+  const std::vector<std::pair<std::string, std::string>> refused{
+      {home, home},
+      {tree.folder().bytes(), home},
+      {home + "/elsewhere", home + "/elsewhere/keys"},
+      {home + "/elsewhere/keys/old", home + "/elsewhere/keys"},
+      {home + "/.config/systemd/user", home + "/.config/systemd"},
+      {home + "/.local", home + "/.local/share/Quillbrook"},
+      {home + "/.local/state", home + "/.local/state/Quillbrook"},
+      {home + "/opt", home + "/opt/bin"},
+      {"/run/user/1000", "/run/user/1000"}};
   for (const auto& [folder, needed] : refused) {
     EXPECT_EQ(refusal(folder, surroundings, {}, false), needed) << folder;
     EXPECT_EQ(refusal(folder, surroundings, {}, true), "") << folder;
@@ -106,14 +107,14 @@ TEST(MountPolicyTests, RefusesNestedVolumesWhateverIsInsistedOn) {
       "1 0 0:1 / /srv/a/b rw - fuse.quillbrook /srv/a/b rw\n"
       "2 0 0:2 / /mnt/shown rw - fuse.quillbrook /srv/source rw\n"
       "3 0 0:3 / /srv/usb rw - vfat /dev/sdb1 rw\n");
-  const std::pair<const char*, const char*> cases[] = {{"/srv/a/b", ""},
-                                                       {"/srv/a/bc", ""},
-                                                       {"/srv/usb", ""},
-                                                       {"/srv/a/b/c", "inside /srv/a/b"},
-                                                       {"/srv/a", "holds /srv/a/b"},
-                                                       {"/srv/source", "served(folder: /srv/source)"},
-                                                       {"/srv/source/x", "inside /srv/source"},
-                                                       {"/mnt", "holds /mnt/shown"}};
+  const std::vector<std::pair<const char*, const char*>> cases{{"/srv/a/b", ""},
+                                                               {"/srv/a/bc", ""},
+                                                               {"/srv/usb", ""},
+                                                               {"/srv/a/b/c", "inside /srv/a/b"},
+                                                               {"/srv/a", "holds /srv/a/b"},
+                                                               {"/srv/source", "served(folder: /srv/source)"},
+                                                               {"/srv/source/x", "inside /srv/source"},
+                                                               {"/mnt", "holds /mnt/shown"}};
   for (const auto& [folder, expected] : cases) EXPECT_EQ(refusal(folder, {}, volumes, true), expected) << folder;
 }
 

@@ -17,7 +17,7 @@
 namespace quillbrook {
 namespace {
 
-const std::string attributeName(ContainerState::attributeName);
+constexpr const char* attributeName = "user.quillbrook.state";
 
 void flipBitAt(const SourceTree& tree, std::string_view name, std::size_t position) {
   std::string bytes = tree.read(name);
@@ -32,8 +32,8 @@ void SourceTree::writeContainer(std::string_view name, std::string_view content,
   // A long name would leave no room for the engine's ending.
   const std::string made = "being made";
   write(made, content);
-  const std::array<timespec, 2> times{timespec{.tv_sec = modificationSeconds, .tv_nsec = 1},
-                                      timespec{.tv_sec = modificationSeconds, .tv_nsec = 123'456'789}};
+  const std::array<timespec, 2> times{timespec{.tv_sec = 1'000'000'000, .tv_nsec = 1},
+                                      timespec{.tv_sec = 1'000'000'000, .tv_nsec = 123'456'789}};
   ASSERT_EQ(::utimensat(AT_FDCWD, at(made).c_str(), times.data(), 0), 0);
   {
     const VolumeRegistration volume(folder());
@@ -46,12 +46,12 @@ void SourceTree::writeContainer(std::string_view name, std::string_view content,
 }
 
 void SourceTree::loseState(std::string_view name) const {
-  ASSERT_EQ(::removexattr(at(name).c_str(), attributeName.c_str()), 0);
+  ASSERT_EQ(::removexattr(at(name).c_str(), attributeName), 0);
 }
 
 void SourceTree::garbleState(std::string_view name) const {
   const std::string junk(ContainerState::byteCount, 'x');
-  ASSERT_EQ(::setxattr(at(name).c_str(), attributeName.c_str(), junk.data(), junk.size(), 0), 0);
+  ASSERT_EQ(::setxattr(at(name).c_str(), attributeName, junk.data(), junk.size(), 0), 0);
 }
 
 void SourceTree::flipBit(std::string_view name) const {
@@ -68,17 +68,19 @@ void SourceTree::cutShort(std::string_view name) const {
 
 std::optional<ContainerState> SourceTree::state(std::string_view name) const {
   std::array<std::uint8_t, ContainerState::byteCount> bytes{};
-  if (::getxattr(at(name).c_str(), attributeName.c_str(), bytes.data(), bytes.size()) < 0) return std::nullopt;
-  return ContainerState::decode(bytes).value();
+  if (::getxattr(at(name).c_str(), attributeName, bytes.data(), bytes.size()) < 0) return std::nullopt;
+  const auto state = ContainerState::decode(bytes);
+  return state ? std::optional(*state) : std::nullopt;
 }
 
 void SourceTree::setState(std::string_view name, const ContainerState& state) const {
   const auto bytes = state.encode();
-  ASSERT_EQ(::setxattr(at(name).c_str(), attributeName.c_str(), bytes.data(), bytes.size(), 0), 0);
+  ASSERT_EQ(::setxattr(at(name).c_str(), attributeName, bytes.data(), bytes.size(), 0), 0);
 }
 
 void SourceTree::setRedoIdentifier(std::string_view name, std::uint32_t identifier) const {
-  ContainerState changed = state(name).value();
+  ContainerState changed = state(name).value_or(ContainerState{});
+  ASSERT_TRUE(changed.isSealed());
   changed.redoIdentifier = identifier;
   setState(name, changed);
 }

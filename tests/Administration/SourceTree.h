@@ -31,13 +31,11 @@ class SourceTree : public ScratchFolder {
   [[nodiscard]] bool isCompressed(std::string_view name) const {
     return state(name).value_or(ContainerState{}).isSealed();
   }
-  // Nothing if there is none.
+  // Nothing if there is none, or none that makes sense.
   [[nodiscard]] std::optional<ContainerState> state(std::string_view name) const;
   void setState(std::string_view name, const ContainerState& state) const;
   // As in an expansion that was interrupted.
   void setRedoIdentifier(std::string_view name, std::uint32_t identifier) const;
-
-  static constexpr std::int64_t modificationSeconds = 1'000'000'000;
 };
 
 }  // namespace quillbrook

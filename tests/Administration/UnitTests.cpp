@@ -13,16 +13,15 @@ namespace quillbrook {
 namespace {
 
 TEST(VolumeUnitTests, EscapesPathsAsSystemdDoes) {
-  const std::pair<std::string, std::string> cases[] = {{"/", "-"},
-                                                       {"/home/a-b", "home-a\\x2db"},
-                                                       {"/.cache/.x", "\\x2ecache-.x"},
-                                                       {"/with blank/100%\\", "with\\x20blank-100\\x25\\x5c"},
-                                                       {"/\xC3\xA4/\xFF", "\\xc3\\xa4-\\xff"},
-                                                       {"/A_z:9.\nd\"$@", "A_z:9.\\x0ad\\x22\\x24\\x40"}};
+  const std::vector<std::pair<std::string, std::string>> cases{{"/", "-"},
+                                                               {"/home/a-b", R"(home-a\x2db)"},
+                                                               {"/.cache/.x", R"(\x2ecache-.x)"},
+                                                               {"/with blank/100%\\", R"(with\x20blank-100\x25\x5c)"},
+                                                               {"/\xC3\xA4/\xFF", R"(\xc3\xa4-\xff)"},
+                                                               {"/A_z:9.\nd\"$@", R"(A_z:9.\x0ad\x22\x24\x40)"}};
   const bool hasPeer = std::filesystem::exists("/usr/bin/systemd-escape");
   for (const auto& [path, escaped] : cases) {
     EXPECT_EQ(VolumeUnit::escapedPath(FilePath(path)), escaped);
-    EXPECT_EQ(VolumeUnit::unescapedPath(escaped), FilePath(path));
     if (!hasPeer) continue;
     auto peer = ChildProgram::start({"/usr/bin/systemd-escape", "--path", "--", path}, ChildProgram::Session::own);
     ASSERT_TRUE(peer.has_value());
@@ -30,9 +29,6 @@ TEST(VolumeUnitTests, EscapesPathsAsSystemdDoes) {
     EXPECT_EQ(peer->words(), escaped + "\n");
   }
   EXPECT_EQ(VolumeUnit::escapedPath(FilePath("/a//b/")), "a-b");
-  for (const char* broken : {"", "a\\x2", "a\\xzz", "a\\y", "a b", "a/b"}) {
-    EXPECT_EQ(VolumeUnit::unescapedPath(broken), FilePath()) << broken;
-  }
 }
 
 // Without a service manager: what is put in place, and that it goes again with the last folder.

@@ -34,6 +34,8 @@ class WaitingChild {
   }
   WaitingChild(const WaitingChild&) = delete;
   WaitingChild& operator=(const WaitingChild&) = delete;
+  WaitingChild(WaitingChild&&) = delete;
+  WaitingChild& operator=(WaitingChild&&) = delete;
 
   [[nodiscard]] bool isReady() const { return isReady_; }
   [[nodiscard]] pid_t process() const { return process_; }

@@ -14,10 +14,11 @@ using testing::HasSubstr;
 using Words = std::vector<std::string>;
 
 TEST(Arguments, NamesArriveAsTheyAre) {
-  const struct {
+  struct Case {
     Words arguments;
     Words names;
-  } cases[] = {
+  };
+  const std::vector<Case> cases{
       {{"compress", "[a,b]", "[]", "++", "\x01[x"}, {"[a,b]", "[]", "++", "\x01[x"}},
       {{"compress", "inspect", "volume", "compress"}, {"inspect", "volume", "compress"}},
       {{"compress", "--jobs", "1", "--", "--help", "--", "-x", "[a]"}, {"--help", "--", "-x", "[a]"}},
@@ -35,11 +36,12 @@ TEST(Arguments, NamesArriveAsTheyAre) {
 }
 
 TEST(Arguments, WrongUsageAndHelpSayWhatToDo) {
-  const struct {
+  struct Case {
     Words arguments;
     std::string words;
     bool isWrongUsage = true;
-  } cases[] = {
+  };
+  const std::vector<Case> cases{
       {{}, "a verb is needed"},
       {{"compact", "a"}, "compact"},
       {{"compress", "--"}, "quillbrookctl compress --help"},

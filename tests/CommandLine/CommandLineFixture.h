@@ -68,7 +68,7 @@ class CommandLineTest : public testing::Test {
   bool isTerminal = false;
   std::ostringstream out;
   std::ostringstream err;
-  SteadyTime now{};
+  SteadyTime now;
   std::stop_source stop;
   std::atomic<int> stopSignal = 0;
 };

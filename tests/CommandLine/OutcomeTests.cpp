@@ -15,11 +15,12 @@ TEST(Outcome, EveryRefusalCountsAsDecided) {
   const FilePath url("/a");
   const auto skipped = Outcome::skipped;
   const auto failed = Outcome::failed;
-  const struct {
+  struct Case {
     EngineError error;
     Outcome compress;
     Outcome decompress;
-  } cases[] = {
+  };
+  const std::vector<Case> cases{
       {FileCompressionError(FileNotFound{url}), failed, failed},
       {FileCompressionError(NotARegularFile{url}), skipped, skipped},
       {FileCompressionError(SymbolicLink{url}), skipped, skipped},

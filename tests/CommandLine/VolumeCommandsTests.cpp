@@ -20,17 +20,25 @@ class VolumeCommandsTest : public CommandLineTest {};
 
 TEST_F(VolumeCommandsTest, CheckTellsDamageInItsExitCode) {
   using Kind = CheckFinding::Kind;
-  const struct {
+  struct Case {
     CheckFinding finding;
+    std::string kind;
     CheckResult result;
     int exitCode;
-  } cases[] = {
-      {{FilePath("/v/left.slimtmp"), Kind::workFile, ""}, {.folder = {}, .files = 3, .notes = 1}, 0},
-      {{FilePath("/v/closed"), Kind::unreadable, "Permission denied"}, {.folder = {}, .unreadable = 1}, 3},
-      {{FilePath("/v/\xff"), Kind::damagedContainer, "block 3"}, {.folder = {}, .damaged = 1, .unreadable = 1}, 4},
   };
-  for (const auto& [finding, result, exitCode] : cases) {
-    volumes.check = [&](const auto&, const auto& onFinding, auto) -> std::expected<CheckResult, VolumeError> {
+  const std::vector<Case> cases{
+      {{FilePath("/v/left.slimtmp"), Kind::workFile, ""}, "workFile", {.folder = {}, .files = 3, .notes = 1}, 0},
+      {{FilePath("/v/closed"), Kind::unreadable, "Permission denied"},
+       "unreadable",
+       {.folder = {}, .unreadable = 1},
+       3},
+      {{FilePath("/v/\xff"), Kind::damagedContainer, "block 3"},
+       "damagedContainer",
+       {.folder = {}, .damaged = 1, .unreadable = 1},
+       4},
+  };
+  for (const auto& [finding, kind, result, exitCode] : cases) {
+    volumes.check = [&](const auto&, const auto& onFinding, const auto&) -> std::expected<CheckResult, VolumeError> {
       onFinding(finding);
       return result;
     };
@@ -39,7 +47,7 @@ TEST_F(VolumeCommandsTest, CheckTellsDamageInItsExitCode) {
     EXPECT_EQ(run({"volume", "check", "--json", "/v"}), exitCode);
     const auto lines = objects();
     ASSERT_EQ(lines.size(), 2U);
-    EXPECT_EQ(lines[0]["kind"], std::string(describe(finding.kind)));
+    EXPECT_EQ(lines[0]["kind"], kind);
     EXPECT_EQ(lines[0]["damage"], exitCode == 4);
     EXPECT_EQ(lines[0].contains("pathBase64"), !finding.path.isUtf8());
     EXPECT_EQ(lines[1]["type"], "summary");
@@ -71,7 +79,7 @@ TEST_F(VolumeCommandsTest, RefusalsAreToldAndStopsAreNot) {
 
 TEST_F(VolumeCommandsTest, MountPassesItsOptionsAndWarnsOfThoseWhoSeePastIt) {
   MountOptions seen;
-  volumes.mount = [&](const FilePath& folder, const MountOptions& options, auto,
+  volumes.mount = [&](const FilePath& folder, const MountOptions& options, const auto&,
                       const auto& onMounted) -> std::expected<MountOutcome, VolumeError> {
     seen = options;
     MountOutcome outcome{.folder = folder, .clearedStaleMount = true, .users = {}};
@@ -86,9 +94,9 @@ TEST_F(VolumeCommandsTest, MountPassesItsOptionsAndWarnsOfThoseWhoSeePastIt) {
 }
 
 TEST_F(VolumeCommandsTest, UnmountSaysWhatOthersCannotReadAndRestoreWhatFailed) {
-  volumes.unmount = [](const FilePath& folder, auto,
+  volumes.unmount = [](const FilePath& folder, const auto&,
                        const auto& onCounted) -> std::expected<UnmountOutcome, VolumeError> {
-    const UnmountOutcome outcome{.folder = folder, .compressedFiles = 12, .unreadFolders = 1};
+    UnmountOutcome outcome{.folder = folder, .compressedFiles = 12, .unreadFolders = 1};
     onCounted(outcome);
     return outcome;
   };
@@ -96,7 +104,8 @@ TEST_F(VolumeCommandsTest, UnmountSaysWhatOthersCannotReadAndRestoreWhatFailed) 
   EXPECT_EQ(out.str(), "unmounted /v\n");
   EXPECT_THAT(err.str(), HasSubstr("at least 12 compressed files"));
 
-  volumes.restore = [](const FilePath& folder, const auto& onEvent, auto) -> std::expected<RestoreResult, VolumeError> {
+  volumes.restore = [](const FilePath& folder, const auto& onEvent,
+                       const auto&) -> std::expected<RestoreResult, VolumeError> {
     onEvent({.path = FilePath("/v/a"), .appended = FilePath("/v/a.appended"), .detail = ""});
     onEvent({.path = FilePath("/v/b"), .outcome = RestoreEvent::Outcome::failed, .appended = {}, .detail = "no space"});
     return RestoreResult{.folder = folder, .restored = 1, .failed = 1};

@@ -18,7 +18,7 @@ import json, os, sys
 results = [json.loads(line) for line in open(sys.argv[1])]
 failed = {os.path.basename(r['path']): r['detail'] for r in results if r.get('outcome') == 'failed'}
 print(failed)
-assert 'create slimtmp: errno=36' in failed.pop('n' * 255)
+assert 'create slimtmp' in failed.pop('n' * 255)
 assert set(failed) <= {'attributes full'}
 PY
   unchanged_by compress

@@ -29,6 +29,8 @@ class ScratchFolder {
   }
   ScratchFolder(const ScratchFolder&) = delete;
   ScratchFolder& operator=(const ScratchFolder&) = delete;
+  ScratchFolder(ScratchFolder&&) = delete;
+  ScratchFolder& operator=(ScratchFolder&&) = delete;
 
   [[nodiscard]] const FilePath& folder() const { return folder_; }
   [[nodiscard]] FilePath path(std::string_view name) const { return folder_.appending(name); }
