@@ -4,10 +4,10 @@
 #include <cerrno>
 #include <string>
 
-#include "Compression/CompressionAttributes.h"
 #include "Compression/FileCompressionInspector.h"
 #include "Compression/Header/DecmpfsHeader.h"
-#include "Compression/Header/LittleEndian.h"
+#include "Platform/LittleEndian.h"
+#include "Platform/ReservedNames.h"
 #include "TestData.h"
 #include "support/FaultyFileSystem.h"
 #include "support/MemoryFileSystem.h"
@@ -16,8 +16,8 @@ namespace quillbrook {
 namespace {
 
 const FilePath url("/folder/a");
-const std::string decmpfs(CompressionAttributes::decmpfs);
-const std::string resourceFork(CompressionAttributes::resourceFork);
+const std::string decmpfs(ReservedNames::decmpfs);
+const std::string resourceFork(ReservedNames::resourceFork);
 
 TestData::Bytes header(std::uint32_t type, std::uint64_t size) {
   auto encoded = DecmpfsHeader::encode(CompressionType::lzfseAttr, size);

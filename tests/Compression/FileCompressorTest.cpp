@@ -8,11 +8,11 @@
 #include <string>
 #include <vector>
 
-#include "Compression/CompressionAttributes.h"
 #include "Compression/FileCompressor.h"
 #include "Compression/Header/DecmpfsHeader.h"
 #include "Compression/WorkFile.h"
 #include "Platform/Log.h"
+#include "Platform/ReservedNames.h"
 #include "TestData.h"
 #include "support/FaultyFileSystem.h"
 #include "support/MemoryFileSystem.h"
@@ -195,8 +195,8 @@ TEST(FileCompressorTest, DecompressesWhatOthersWrote) {
     auto& node = memory.put(url, {});
     const auto header = DecmpfsHeader::encode(CompressionType::lzvnRsrc, 70'000);
     node.status.st_flags = UF_COMPRESSED;
-    node.attributes[std::string(CompressionAttributes::decmpfs)] = {header.begin(), header.end()};
-    node.attributes[std::string(CompressionAttributes::resourceFork)] = noise(10);
+    node.attributes[std::string(ReservedNames::decmpfs)] = {header.begin(), header.end()};
+    node.attributes[std::string(ReservedNames::resourceFork)] = noise(10);
     node.foreignContent = text(70'000);
     EXPECT_EQ(decompress(memory, threshold), "none 70000 70000");
     EXPECT_EQ(memory.at(url).data, text(70'000));
@@ -204,7 +204,7 @@ TEST(FileCompressorTest, DecompressesWhatOthersWrote) {
     MemoryFileSystem lying;
     auto& liar = lying.put(url, {});
     liar.status.st_flags = UF_COMPRESSED;
-    liar.attributes[std::string(CompressionAttributes::decmpfs)] = {header.begin(), header.end()};
+    liar.attributes[std::string(ReservedNames::decmpfs)] = {header.begin(), header.end()};
     for (const std::size_t size : {69'999U, 70'001U, 0U}) {
       liar.foreignContent = text(size);
       EXPECT_EQ(decompress(lying, threshold), "roundtripVerificationFailed(/folder/a)");

@@ -8,8 +8,8 @@
 #include "Compression/DecmpfsInline.h"
 #include "Compression/DecmpfsResourceFork.h"
 #include "Compression/EncodingPlan.h"
-#include "Compression/Header/LittleEndian.h"
 #include "Compression/LZFSE.h"
+#include "Platform/LittleEndian.h"
 #include "TestData.h"
 
 namespace quillbrook {

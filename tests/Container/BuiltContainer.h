@@ -15,6 +15,7 @@
 #include "Container/ContainerReader.h"
 #include "Container/ContainerSealer.h"
 #include "Container/ContainerState.h"
+#include "Platform/LittleEndian.h"
 
 namespace quillbrook::test {
 

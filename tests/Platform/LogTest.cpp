@@ -18,6 +18,8 @@ TEST(Log, KeepsTheLastMessagesWithPrivateArgumentsMasked) {
   EXPECT_EQ(entries[9'998].category, "compression");
   EXPECT_EQ(entries[9'998].level, LogLevel::standard);
   EXPECT_EQ(entries.back().message, "word <private> -2 100%");
+  log.write(LogLevel::info, "unmarked %s %d", {"/home/someone/secret", std::int64_t{3}});
+  EXPECT_EQ(Log::entries().back().message, "unmarked <private> 3");
 }
 
 }  // namespace

@@ -43,6 +43,15 @@ TEST_F(Metadata, OfEveryKind) {
   EXPECT_FALSE(std::filesystem::exists(path("nowhere").bytes())) << "creation does not follow a link";
 }
 
+TEST_F(Metadata, LookingAtThePayloadIsNoReadingOfTheFile) {
+  const auto file = compressed("file", prose(5000));
+  const Timestamp longAgo{.seconds = 1'000'000'000, .nanoseconds = 1};
+  const auto modified = status(file).st_mtimespec;
+  ASSERT_TRUE(FileSystem::native().setFileTimes(file, longAgo, modified));
+  EXPECT_GT(attribute(file, decmpfs, shown).value().size(), std::size_t{DecmpfsHeader::byteCount});
+  EXPECT_EQ(status(file).st_atimespec, longAgo);
+}
+
 TEST_F(Metadata, FlagsOfOrdinaryFilesNeedNoStateUnlessTheHostHasNoPlace) {
   const auto file = ordinary("f", "x");
   constexpr std::uint32_t hidden = 0x8000;

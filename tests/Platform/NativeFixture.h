@@ -17,6 +17,7 @@
 #include "Platform/FileSystem.h"
 #include "Platform/Linux/FileDescriptor.h"
 #include "Platform/Linux/VolumeRegistration.h"
+#include "Platform/LittleEndian.h"
 
 namespace quillbrook::test {
 

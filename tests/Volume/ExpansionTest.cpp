@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <sys/mount.h>
 #include <sys/ptrace.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <sys/xattr.h>
@@ -12,6 +13,7 @@
 #include <csignal>
 #include <filesystem>
 #include <functional>
+#include <optional>
 
 #include "MountedFolder.h"
 #include "Platform/Linux/BackingFile.h"
@@ -45,6 +47,10 @@ struct BareVolume {
     ContainerReader::Scratch scratch;
     const auto count = (*file)->read(0, {reinterpret_cast<std::uint8_t*>(result.data()), result.size()}, scratch);
     return count && *count == result.size() ? result : "short";
+  }
+  [[nodiscard]] bool namesCopy() const {
+    const auto state = StoredState::read(openFile().get());
+    return state && *state && (*state)->redoIdentifier != 0;
   }
   [[nodiscard]] std::size_t copyCount() const {
     const std::string redo = folder.path() + "/.quillbrook-volume/redo";
@@ -119,7 +125,9 @@ TEST(ExpansionTest, ACrashAtAnyCallLeavesTheFileWhole) {
     if (!killedAtCall([&] { expand(volume); }, call)) break;
     ++killed;
     ASSERT_EQ(volume.content(), volume.bytes) << "call " << call;
-    ExpansionRecovery::run(volume.source.get());
+    const RecoveryOutcome outcome = ExpansionRecovery::run(volume.source.get());
+    ASSERT_EQ(outcome.settled, outcome.found) << "call " << call;
+    ASSERT_EQ(sentence(outcome), "") << "call " << call;
     ASSERT_EQ(volume.content(), volume.bytes) << "call " << call << ", after recovery";
     ASSERT_EQ(volume.copyCount(), 0U) << "call " << call;
     struct stat status{};
@@ -128,6 +136,37 @@ TEST(ExpansionTest, ACrashAtAnyCallLeavesTheFileWhole) {
     ASSERT_EQ(status.st_mode & 07777U, 04711U) << "call " << call;
   }
   EXPECT_GT(killed, 20);
+}
+
+// Moved away before the recovery: further down than a walk has descriptors for, or out of the folder altogether.
+TEST(ExpansionTest, AMovedFileIsFoundOrToldToBeMissing) {
+  rlimit limit{};
+  ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &limit), 0);
+  const rlimit few{.rlim_cur = 150, .rlim_max = limit.rlim_max};
+  for (const bool isInside : {true, false}) {
+    // Killed as soon as the state names the copy.
+    std::optional<BareVolume> interrupted;
+    for (int call = 1; !interrupted || !interrupted->namesCopy(); ++call) {
+      interrupted.emplace();
+      ASSERT_TRUE(killedAtCall([&] { expand(*interrupted); }, call));
+    }
+    const BareVolume& volume = *interrupted;
+    const TemporaryFolder elsewhere;
+    std::string place = isInside ? volume.folder.path() : elsewhere.path();
+    for (int level = 0; level < 200; ++level) place += "/m";
+    std::filesystem::create_directories(place);
+    ASSERT_EQ(rename(volume.path.c_str(), (place + "/f").c_str()), 0);
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &few), 0);
+    const RecoveryOutcome outcome = ExpansionRecovery::run(volume.source.get());
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
+    EXPECT_EQ(outcome.found, 1U);
+    EXPECT_EQ(outcome.settled, isInside ? 1U : 0U);
+    EXPECT_EQ(sentence(outcome).contains("its file was not found"), !isInside) << sentence(outcome);
+    EXPECT_EQ(volume.copyCount(), isInside ? 0U : 1U);
+    if (isInside) {
+      EXPECT_EQ(Content::read(place + "/f"), volume.bytes);
+    }
+  }
 }
 
 TEST(ExpansionTest, ACrashWhileEmptyingShowsTheContentOrNothing) {

@@ -4,10 +4,10 @@
 #include <algorithm>
 #include <cerrno>
 
-#include "Compression/CompressionAttributes.h"
 #include "Compression/DecmpfsInline.h"
 #include "Compression/DecmpfsResourceFork.h"
 #include "Compression/Header/DecmpfsHeader.h"
+#include "Platform/ReservedNames.h"
 
 namespace quillbrook {
 namespace {
@@ -20,7 +20,7 @@ bool isCompressed(const Node& node) {
 }
 
 bool isPayload(std::string_view name) {
-  return name == CompressionAttributes::decmpfs || name == CompressionAttributes::resourceFork;
+  return name == ReservedNames::decmpfs || name == ReservedNames::resourceFork;
 }
 
 bool isHidden(const Node& node, std::string_view name, XattrOptions options) {
@@ -36,12 +36,12 @@ std::span<const std::uint8_t> attribute(const Node& node, std::string_view name)
 Result<Bytes> content(const Node& node) {
   if (!isCompressed(node)) return node.data;
   if (node.foreignContent) return *node.foreignContent;
-  const auto value = attribute(node, CompressionAttributes::decmpfs);
+  const auto value = attribute(node, ReservedNames::decmpfs);
   const auto header = DecmpfsHeader::parse(value);
   if (!header) return std::unexpected(ErrorNumber::inputOutput);
   if (header->compressionType == CompressionType::lzfseRsrc) {
     const auto bytes =
-        DecmpfsResourceFork::decode(attribute(node, CompressionAttributes::resourceFork), header->uncompressedSize);
+        DecmpfsResourceFork::decode(attribute(node, ReservedNames::resourceFork), header->uncompressedSize);
     if (!bytes) return std::unexpected(ErrorNumber::inputOutput);
     return Bytes(bytes->begin(), bytes->end());
   }
@@ -164,7 +164,7 @@ Result<FileStatus> MemoryFileSystem::lstat(const FilePath& path) {
   for (const auto& [name, value] : node.attributes) {
     if (isPayload(name)) stored += value.size();
   }
-  const auto header = DecmpfsHeader::parse(attribute(node, CompressionAttributes::decmpfs));
+  const auto header = DecmpfsHeader::parse(attribute(node, ReservedNames::decmpfs));
   const bool showsHeader = isCompressed(node) && header;
   status.st_size = static_cast<std::int64_t>(showsHeader ? header->uncompressedSize : node.data.size());
   if (node.shownSize) status.st_size = *node.shownSize;
@@ -248,7 +248,7 @@ Result<std::unique_ptr<FileWriter>> MemoryFileSystem::createExclusively(const Fi
 
 Result<std::unique_ptr<FileWriter>> MemoryFileSystem::openResourceFork(const FilePath& path) {
   if (!exists(path)) return std::unexpected(ErrorNumber::noEntry);
-  Bytes& fork = at(path).attributes[std::string(CompressionAttributes::resourceFork)];
+  Bytes& fork = at(path).attributes[std::string(ReservedNames::resourceFork)];
   fork.clear();
   return std::make_unique<Writer>(nodes_[path], fork);
 }

@@ -10,7 +10,8 @@
 
 namespace quillbrook {
 
-// The redo copies in a volume's private folder, whether some file's state names them or not.
+// The redo copies in a volume's private folder, whether some file's state names them or not. Any thread; errors as of
+// opening and reading the folder.
 namespace RedoCopies {
 
 // Their numbers; none if there is no such folder. `source` is a descriptor of the source folder. Creates nothing.
@@ -19,6 +20,7 @@ namespace RedoCopies {
 // The inode of the file that the copy was made for; nothing for one that was not finished, which no state can name.
 [[nodiscard]] Result<std::optional<std::uint64_t>> record(int source, std::uint32_t identifier);
 
+// Takes one away. Nobody's state may name it.
 [[nodiscard]] Result<void> remove(int source, std::uint32_t identifier);
 
 // Where they lie, for the person.

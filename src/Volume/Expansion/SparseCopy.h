@@ -8,7 +8,8 @@
 
 namespace quillbrook {
 
-// Content moved between files with its runs of zeros left out.
+// Content moved between files with its runs of zeros left out. Descriptors are open for what is done to them. Any
+// thread; errors are those of the calls, and `inputOutput` for a copy that is shorter than it should be.
 namespace SparseCopy {
 
 // Zeros are left out in pieces of this size, aligned.

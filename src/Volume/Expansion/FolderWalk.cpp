@@ -1,24 +1,25 @@
 // SPDX-License-Identifier: MIT
-#include "Volume/Administration/FolderWalk.h"
+#include "Volume/Expansion/FolderWalk.h"
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <sys/stat.h>
 
 #include <cerrno>
 #include <cstddef>
-#include <memory>
 #include <string>
-#include <string_view>
 #include <utility>
 #include <vector>
 
 #include "Platform/Linux/FileDescriptor.h"
+#include "Platform/Linux/FolderListing.h"
+#include "Platform/Linux/SystemCall.h"
 #include "Platform/Linux/VolumeProtocol.h"
 
 namespace quillbrook {
 namespace {
 
-constexpr int folderFlags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
+constexpr int folderFlags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW;
 
 // Levels further up than this give their descriptor back and are found again through "..".
 constexpr std::size_t openLevelCount = 64;
@@ -52,16 +53,15 @@ class Walk {
 
  private:
   void descend(int parent, const std::string& name, const FilePath& path) {
-    FileDescriptor folder(::openat(parent, name.c_str(), folderFlags));
-    struct stat status{};
-    if (!folder.isOpen() || ::fstat(folder.get(), &status) != 0) {
-      tell(path, errno);
-      return;
-    }
+    auto folder = SystemCall::openAt(parent, name.c_str(), folderFlags);
+    if (!folder) return tell(path, folder.error());
+    const auto found = SystemCall::status(folder->get());
+    if (!found) return tell(path, found.error());
+    const struct stat& status = *found;
     if (!levels_.empty() && status.st_dev != levels_.front().device) return;
     if (levels_.size() >= openLevelCount) levels_[levels_.size() - openLevelCount].folder.reset();
     levels_.push_back(
-        {.folder = std::move(folder), .device = status.st_dev, .inode = status.st_ino, .path = path, .folders = {}});
+        {.folder = std::move(*folder), .device = status.st_dev, .inode = status.st_ino, .path = path, .folders = {}});
     list(levels_.back(), levels_.size() == 1);
   }
 
@@ -70,62 +70,50 @@ class Walk {
     levels_.pop_back();
     if (levels_.empty() || levels_.back().folder.isOpen()) return;
     Level& level = levels_.back();
-    level.folder = FileDescriptor(::openat(below.get(), "..", folderFlags));
-    struct stat status{};
-    if (level.folder.isOpen() && ::fstat(level.folder.get(), &status) == 0 && status.st_dev == level.device &&
-        status.st_ino == level.inode) {
+    auto folder = SystemCall::openAt(below.get(), "..", folderFlags);
+    const auto status = folder ? SystemCall::status(folder->get()) : std::unexpected(folder.error());
+    if (status && status->st_dev == level.device && status->st_ino == level.inode) {
+      level.folder = std::move(*folder);
       return;
     }
-    // Somebody moved the folder below away: what is left further up cannot be reached from here.
+    // Somebody moved the folder below away, or it cannot be left: what is left further up cannot be reached from here.
     for (; !levels_.empty(); levels_.pop_back()) {
       if (!levels_.back().folders.empty()) visitor_.onUnreadable(levels_.back().path, ErrorNumber{ESTALE});
     }
   }
 
   void list(Level& level, bool isRoot) {
-    struct Close {
-      void operator()(DIR* stream) const { ::closedir(stream); }
-    };
-    // The stream owns a descriptor of its own.
-    const int own = ::openat(level.folder.get(), ".", folderFlags);
-    const std::unique_ptr<DIR, Close> stream(own < 0 ? nullptr : ::fdopendir(own));
-    if (!stream) {
-      const int reason = errno;
-      FileDescriptor(own).reset();
-      return tell(level.path, reason);
-    }
+    auto listing = FolderListing::open(level.folder.get());
+    if (!listing) return tell(level.path, listing.error());
     while (!stop_.stop_requested()) {
-      errno = 0;
-      const dirent* entry = ::readdir(stream.get());
-      if (entry == nullptr) {
-        if (errno != 0) tell(level.path, errno);
-        return;
-      }
-      const std::string_view name = entry->d_name;
-      if (name == "." || name == ".." || (isRoot && name == VolumeProtocol::privateFolder)) continue;
-      visit(level, *entry);
+      const auto entry = listing->next();
+      if (!entry) return tell(level.path, entry.error());
+      if (!*entry) return;
+      if (!VolumeProtocol::isPrivate(isRoot, (*entry)->name)) visit(level, **entry);
     }
   }
 
-  void visit(Level& level, const dirent& entry) {
-    if (entry.d_type == DT_DIR) {
-      level.folders.emplace_back(entry.d_name);
+  void visit(Level& level, const FolderListing::Entry& entry) {
+    if (entry.type == DT_DIR) {
+      level.folders.emplace_back(entry.name);
       return;
     }
-    if (entry.d_type != DT_REG && entry.d_type != DT_UNKNOWN) return;
+    if (entry.type != DT_REG && entry.type != DT_UNKNOWN) return;
     struct stat status{};
-    const FilePath path = level.path.appending(entry.d_name);
-    if (::fstatat(level.folder.get(), entry.d_name, &status, AT_SYMLINK_NOFOLLOW) != 0) return tell(path, errno);
+    const FilePath path = level.path.appending(entry.name);
+    if (::fstatat(level.folder.get(), entry.name, &status, AT_SYMLINK_NOFOLLOW) != 0) {
+      return tell(path, ErrorNumber{errno});
+    }
     if (S_ISDIR(status.st_mode)) {
-      level.folders.emplace_back(entry.d_name);
+      level.folders.emplace_back(entry.name);
     } else if (S_ISREG(status.st_mode) && status.st_dev == level.device) {
-      visitor_.onFile({.folder = level.folder.get(), .name = entry.d_name, .path = path, .status = status});
+      visitor_.onFile({.folder = level.folder.get(), .name = entry.name, .path = path, .status = status});
     }
   }
 
   // Gone, or a file or link by now: nothing is hidden from anybody.
-  void tell(const FilePath& path, int reason) const {
-    if (reason != ENOENT && reason != ENOTDIR && reason != ELOOP) visitor_.onUnreadable(path, ErrorNumber{reason});
+  void tell(const FilePath& path, ErrorNumber reason) const {
+    if (reason.value != ENOENT && reason.value != ENOTDIR && reason.value != ELOOP) visitor_.onUnreadable(path, reason);
   }
 
   const FolderWalk::Visitor& visitor_;

@@ -3,7 +3,6 @@
 
 #include <sys/types.h>
 
-#include <stop_token>
 #include <string>
 #include <vector>
 
@@ -19,48 +18,32 @@ class ChildProgram {
     own,     // its standard output and error are kept for words(); the terminal's signals do not reach it
     shared,  // writes where this process writes, and gets the terminal's signals
   };
-  // `arguments` begin with the program: a path, or a name that is looked for in PATH.
+  // `arguments` begin with the program: a path, or a name that is looked for in PATH. Errors as of execve(2) and
+  // posix_spawn(3).
   [[nodiscard]] static Result<ChildProgram> start(const std::vector<std::string>& arguments, Session session);
 
-  // Waits for it, so that no process is left behind.
+  // Asks it to end if nobody has waited for it, and waits, so that no process is left behind.
   ~ChildProgram();
   ChildProgram(ChildProgram&& other) noexcept;
   ChildProgram& operator=(ChildProgram&&) = delete;
+  ChildProgram(const ChildProgram&) = delete;
+  ChildProgram& operator=(const ChildProgram&) = delete;
 
-  // Readable once the program has ended.
-  [[nodiscard]] int processDescriptor() const { return descriptor_.get(); }
-  void terminate();
+  // Readable once the program has ended. Not to be called after wait().
+  [[nodiscard]] Result<FileDescriptor> openProcess() const;
+  // Asks it to end, as SIGTERM does.
+  void terminate() const;
   // Waits for its end: its exit code, or 128 and the signal's number.
   [[nodiscard]] int wait();
+  // What it has written up to now, bytes; empty for a shared session.
   [[nodiscard]] std::string words() const;
 
  private:
-  ChildProgram(pid_t process, FileDescriptor descriptor, FileDescriptor output);
+  ChildProgram(pid_t process, FileDescriptor output);
 
   pid_t process_;  // -1 once waited for
   int exitCode_ = 0;
-  FileDescriptor descriptor_;
   FileDescriptor output_;
-};
-
-// A process as something that poll(2) can wait for: readable once it has ended. Not open if there is none of that
-// number.
-[[nodiscard]] FileDescriptor openProcess(pid_t process);
-
-// A stop token as something that poll(2) can wait for.
-class StopDescriptor {
- public:
-  explicit StopDescriptor(std::stop_token stop);
-  // Readable once the stop was requested.
-  [[nodiscard]] int get() const { return event_.get(); }
-
- private:
-  struct Notify {
-    int event;
-    void operator()() const;
-  };
-  FileDescriptor event_;
-  std::stop_callback<Notify> callback_;
 };
 
 }  // namespace quillbrook

@@ -1,20 +1,18 @@
 // SPDX-License-Identifier: MIT
-#include "Volume/Administration/ChildProgram.h"
+#include "Platform/Linux/ChildProgram.h"
 
 #include <fcntl.h>
-#include <signal.h>
 #include <spawn.h>
-#include <sys/eventfd.h>
 #include <sys/mman.h>
-#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
-#include <cerrno>
-#include <cstdint>
+#include <csignal>
+#include <cstddef>
 #include <utility>
 
+#include "Platform/Linux/ProcessDescriptor.h"
 #include "Platform/Linux/SystemCall.h"
 
 extern char** environ;
@@ -72,32 +70,32 @@ Result<ChildProgram> ChildProgram::start(const std::vector<std::string>& argumen
   const int reason = ::posix_spawnp(&process, owned.front().c_str(), &settings.actions, &settings.attributes,
                                     pointers.data(), environ);
   if (reason != 0) return std::unexpected(ErrorNumber{reason});
-  // Cannot be another process: this one has not waited for it yet.
-  FileDescriptor descriptor = openProcess(process);
-  return ChildProgram(process, std::move(descriptor), std::move(output));
+  return ChildProgram(process, std::move(output));
 }
 
-ChildProgram::ChildProgram(pid_t process, FileDescriptor descriptor, FileDescriptor output)
-    : process_(process), descriptor_(std::move(descriptor)), output_(std::move(output)) {}
+ChildProgram::ChildProgram(pid_t process, FileDescriptor output) : process_(process), output_(std::move(output)) {}
 
 ChildProgram::ChildProgram(ChildProgram&& other) noexcept
-    : process_(std::exchange(other.process_, -1)),
-      exitCode_(other.exitCode_),
-      descriptor_(std::move(other.descriptor_)),
-      output_(std::move(other.output_)) {}
+    : process_(std::exchange(other.process_, -1)), exitCode_(other.exitCode_), output_(std::move(other.output_)) {}
 
 ChildProgram::~ChildProgram() {
-  (void)wait();
+  terminate();
+  static_cast<void>(wait());
 }
 
-void ChildProgram::terminate() {
+Result<FileDescriptor> ChildProgram::openProcess() const {
+  // Cannot be another process: this one has not waited for it yet.
+  return ProcessDescriptor::open(process_);
+}
+
+void ChildProgram::terminate() const {
   if (process_ > 0) ::kill(process_, SIGTERM);
 }
 
 int ChildProgram::wait() {
   if (process_ <= 0) return exitCode_;
   int status = 0;
-  (void)SystemCall::retrying([&] { return ::waitpid(process_, &status, 0); });
+  static_cast<void>(SystemCall::retrying([&] { return ::waitpid(process_, &status, 0); }));
   process_ = -1;
   exitCode_ = WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
   return exitCode_;
@@ -114,19 +112,5 @@ std::string ChildProgram::words() const {
   }
   return text;
 }
-
-void StopDescriptor::Notify::operator()() const {
-  const std::uint64_t one = 1;
-  // Fails only if the counter is full: readable as well.
-  [[maybe_unused]] const ssize_t written = ::write(event, &one, sizeof one);
-}
-
-// By its number: the header of glibc 2.36 does not give the function its C name.
-FileDescriptor openProcess(pid_t process) {
-  return FileDescriptor(static_cast<int>(::syscall(SYS_pidfd_open, process, 0)));
-}
-
-StopDescriptor::StopDescriptor(std::stop_token stop)
-    : event_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)), callback_(std::move(stop), Notify{event_.get()}) {}
 
 }  // namespace quillbrook

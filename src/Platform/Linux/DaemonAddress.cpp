@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "Volume/Administration/DaemonAddress.h"
+#include "Platform/Linux/DaemonAddress.h"
 
 #include <sys/xattr.h>
 
@@ -8,9 +8,9 @@
 #include <cstddef>
 #include <string>
 
+#include "Platform/Linux/ParsedNumber.h"
 #include "Platform/Linux/SystemCall.h"
 #include "Platform/Linux/VolumeProtocol.h"
-#include "Volume/Administration/ParsedNumber.h"
 
 namespace quillbrook {
 
