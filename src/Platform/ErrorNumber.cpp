@@ -23,6 +23,8 @@ constinit const ErrorNumber ErrorNumber::invalid{EINVAL};
 constinit const ErrorNumber ErrorNumber::cancelled{ECANCELED};
 constinit const ErrorNumber ErrorNumber::notRecoverable{ENOTRECOVERABLE};
 
-std::string ErrorNumber::text() const { return std::generic_category().message(value); }
+std::string ErrorNumber::text() const {
+  return std::generic_category().message(value);
+}
 
 }  // namespace quillbrook

@@ -27,7 +27,8 @@ std::string describe(const DecmpfsHeaderError& error) {
 
 std::expected<DecmpfsHeader, DecmpfsHeaderError> DecmpfsHeader::parse(std::span<const std::uint8_t> bytes) {
   if (bytes.size() < byteCount) {
-    return std::unexpected(InsufficientHeaderBytes{.needed = byteCount, .got = static_cast<std::int64_t>(bytes.size())});
+    return std::unexpected(
+        InsufficientHeaderBytes{.needed = byteCount, .got = static_cast<std::int64_t>(bytes.size())});
   }
   const auto foundMagic = LittleEndian::load<std::uint32_t>(bytes.data());
   if (foundMagic != magic) return std::unexpected(InvalidMagic{foundMagic});
