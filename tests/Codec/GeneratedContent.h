@@ -47,7 +47,7 @@ inline Bytes periodic(std::size_t period, std::size_t size) {
 inline Bytes manyMatches(std::size_t size) {
   const Bytes vocabulary = randomBytes(256);
   Bytes bytes = randomBytes(size, 256, 2);
-  for (std::size_t i = 0; i + 4 < size; i += 5) std::copy_n(&vocabulary[bytes[i] / 4 * 4], 4, &bytes[i]);
+  for (std::size_t i = 0; i + 4 < size; i += 5) std::copy_n(&vocabulary[bytes[i] & 0xFCU], 4, &bytes[i]);
   return bytes;
 }
 
