@@ -16,7 +16,7 @@ namespace {
 using testing::AllOf;
 using testing::HasSubstr;
 
-class VolumeCommandsTest : public CommandLineTest {};
+using VolumeCommandsTest = CommandLineTest;
 
 TEST_F(VolumeCommandsTest, CheckTellsDamageInItsExitCode) {
   using Kind = CheckFinding::Kind;
@@ -77,7 +77,7 @@ TEST_F(VolumeCommandsTest, RefusalsAreToldAndStopsAreNot) {
   for (const std::string& verb : verbs) EXPECT_EQ(run({"volume", verb, "/v"}), 143) << verb;
 }
 
-TEST_F(VolumeCommandsTest, MountPassesItsOptionsAndWarnsOfThoseWhoSeePastIt) {
+TEST_F(VolumeCommandsTest, WhatWasDoneIsToldAndWhatOthersMeet) {
   MountOptions seen;
   volumes.mount = [&](const FilePath& folder, const MountOptions& options, const auto&,
                       const auto& onMounted) -> std::expected<MountOutcome, VolumeError> {
@@ -91,9 +91,7 @@ TEST_F(VolumeCommandsTest, MountPassesItsOptionsAndWarnsOfThoseWhoSeePastIt) {
   EXPECT_TRUE(seen.readOnly);
   EXPECT_EQ(out.str(), "mounted /v\n");
   EXPECT_THAT(err.str(), AllOf(HasSubstr("4711"), HasSubstr("daemon had died")));
-}
 
-TEST_F(VolumeCommandsTest, UnmountSaysWhatOthersCannotReadAndRestoreWhatFailed) {
   volumes.unmount = [](const FilePath& folder, const auto&,
                        const auto& onCounted) -> std::expected<UnmountOutcome, VolumeError> {
     UnmountOutcome outcome{.folder = folder, .compressedFiles = 12, .unreadFolders = 1};
