@@ -20,10 +20,9 @@ struct ErrorNumber {
   static const ErrorNumber wouldBlock;        // EWOULDBLOCK
   static const ErrorNumber exists;            // EEXIST
   static const ErrorNumber notPermitted;      // EPERM
-  static const ErrorNumber permissionDenied;  // EACCES
+  static const ErrorNumber accessDenied;      // EACCES
   static const ErrorNumber readOnly;          // EROFS
   static const ErrorNumber noEntry;           // ENOENT
-  static const ErrorNumber accessDenied;      // EACCES
   static const ErrorNumber brokenPipe;        // EPIPE
   static const ErrorNumber interrupted;       // EINTR
   static const ErrorNumber busy;              // EBUSY

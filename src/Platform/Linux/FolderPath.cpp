@@ -49,8 +49,8 @@ std::optional<std::string> FolderPath::beneath(std::string_view folder, std::str
   return std::string(path.substr(1));
 }
 
-bool FolderPath::contains(const FilePath& folder, const FilePath& path) {
-  return beneath(folder.bytes(), path.bytes()).has_value();
+bool FolderPath::contains(const FilePath& outer, const FilePath& inner) {
+  return beneath(outer.bytes(), inner.bytes()).has_value();
 }
 
 }  // namespace quillbrook

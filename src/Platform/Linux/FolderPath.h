@@ -8,10 +8,8 @@
 #include "Platform/ErrorNumber.h"
 #include "Platform/FilePath.h"
 
-namespace quillbrook {
-
 // Places of files and folders, compared as bytes. Any thread.
-namespace FolderPath {
+namespace quillbrook::FolderPath {
 
 // Absolute, without links, "." and "..", as the mount table writes it. Also of a folder whose mount has lost its
 // daemon, since only what lies above it is asked. The last part need not exist. Errors as of realpath(3).
@@ -25,8 +23,7 @@ namespace FolderPath {
 // "b/c" for "/a/b/c" in "/a", "." for the folder itself, nothing for what is not in it. Both as resolve() gives them.
 [[nodiscard]] std::optional<std::string> beneath(std::string_view folder, std::string_view path);
 
-// Whether `path` is `folder` or lies in it. Both as resolve() gives them.
-[[nodiscard]] bool contains(const FilePath& folder, const FilePath& path);
+// Whether `inner` is `outer` or lies in it. Both as resolve() gives them.
+[[nodiscard]] bool contains(const FilePath& outer, const FilePath& inner);
 
-}  // namespace FolderPath
-}  // namespace quillbrook
+}  // namespace quillbrook::FolderPath

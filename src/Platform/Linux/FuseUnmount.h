@@ -8,10 +8,8 @@
 #include "Platform/ErrorNumber.h"
 #include "Platform/FilePath.h"
 
-namespace quillbrook {
-
 // Taking FUSE mounts away: by the system call for root, by `helper` for everybody else. Any thread.
-namespace FuseUnmount {
+namespace quillbrook::FuseUnmount {
 
 // The set-user-id program with which everybody but root mounts and unmounts.
 inline constexpr const char* helper = "fusermount3";
@@ -42,5 +40,4 @@ using Error = std::variant<CallFailed, HelperMissing, HelperFailed>;
 // The topmost mount at `mountPoint`, which is no link.
 [[nodiscard]] std::expected<void, Error> unmount(const FilePath& mountPoint, Manner manner);
 
-}  // namespace FuseUnmount
-}  // namespace quillbrook
+}  // namespace quillbrook::FuseUnmount

@@ -6,14 +6,11 @@
 #include "Platform/ErrorNumber.h"
 #include "Platform/Linux/FileDescriptor.h"
 
-namespace quillbrook {
-
 // A process as something that poll(2) can wait for. Any thread.
-namespace ProcessDescriptor {
+namespace quillbrook::ProcessDescriptor {
 
-// Readable once the process has ended, whoever's child it is. Errors as of pidfd_open(2): ESRCH if there is none of
+// Readable once the process has ended, also if it is nobody's child here. Errors as of pidfd_open(2): ESRCH if there is none of
 // that number.
 [[nodiscard]] Result<FileDescriptor> open(pid_t process);
 
-}  // namespace ProcessDescriptor
-}  // namespace quillbrook
+}  // namespace quillbrook::ProcessDescriptor

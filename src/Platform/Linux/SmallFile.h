@@ -7,10 +7,8 @@
 #include "Platform/ErrorNumber.h"
 #include "Platform/FilePath.h"
 
-namespace quillbrook {
-
 // Files that are read or written in one go: the kernel's tables in /proc, a unit file. Any thread.
-namespace SmallFile {
+namespace quillbrook::SmallFile {
 
 // The whole content, to its end. Errors as of open(2) and read(2).
 [[nodiscard]] Result<std::string> read(const FilePath& path);
@@ -19,5 +17,4 @@ namespace SmallFile {
 // replaced. On failure the older one is what it was.
 [[nodiscard]] Result<void> replace(const FilePath& path, std::string_view content);
 
-}  // namespace SmallFile
-}  // namespace quillbrook
+}  // namespace quillbrook::SmallFile

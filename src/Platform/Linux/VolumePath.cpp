@@ -86,7 +86,7 @@ Result<VolumePath> VolumePath::locate(const FilePath& path) {
   if (!parent) return std::unexpected(parent.error());
   const auto place = VolumeRegistry::place(parent->get());
   const auto volume = place ? VolumeRegistry::find(parent->get(), place->mountIdentifier) : nullptr;
-  if (volume && !volume->source.isOpen()) return std::unexpected(ErrorNumber::permissionDenied);
+  if (volume && !volume->source.isOpen()) return std::unexpected(ErrorNumber::accessDenied);
   if (volume) located.isReadOnly = volume->isReadOnly;
   if (volume && mayBeMapped) {
     if (auto backing = backingFolder(*volume, parent->get(), place->inode, located.name)) {

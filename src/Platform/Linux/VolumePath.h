@@ -29,7 +29,7 @@ struct VolumePath {
   // The parent through the mount, with O_PATH. For a mapped place; `busy` if another folder stands there by now.
   [[nodiscard]] Result<FileDescriptor> openMountFolder() const;
 
-  // The errors of opening the parent folder; `permissionDenied` in a volume that this process may not reach beneath
+  // The errors of opening the parent folder; `accessDenied` in a volume that this process may not reach beneath
   // (another user's, or a part of one that is mounted elsewhere too), since through such a mount nobody can tell a
   // compressed file. Any other path that cannot be mapped safely is not mapped: the operation then goes through the
   // mount.

@@ -7,10 +7,8 @@
 
 #include "Platform/ErrorNumber.h"
 
-namespace quillbrook {
-
 // Where the bytes go that somebody appended to a container: a file NAME.appended beside it.
-namespace AppendedFile {
+namespace quillbrook::AppendedFile {
 
 struct Surplus {
   int file = -1;             // open for reading
@@ -25,5 +23,4 @@ struct Surplus {
 // behind. Any thread, one call at a time in one `workFolder`.
 [[nodiscard]] Result<std::string> keep(int folder, std::string_view name, const Surplus& surplus, int workFolder);
 
-}  // namespace AppendedFile
-}  // namespace quillbrook
+}  // namespace quillbrook::AppendedFile

@@ -5,13 +5,10 @@
 
 #include "Container/ContainerCheck.h"
 
-namespace quillbrook {
-
 // What is wrong with a container, in words for the person.
-namespace DamageText {
+namespace quillbrook::DamageText {
 
 // A clause that fits behind a colon: "the stored bytes from 65536 on do not match their checksum".
 [[nodiscard]] std::string of(const ContainerDamage& damage);
 
-}  // namespace DamageText
-}  // namespace quillbrook
+}  // namespace quillbrook::DamageText

@@ -6,10 +6,8 @@
 #include "Platform/ErrorNumber.h"
 #include "Volume/Administration/VolumeError.h"
 
-namespace quillbrook {
-
 // Whether this machine lets the caller mount a FUSE file system. Any thread.
-namespace FuseAvailability {
+namespace quillbrook::FuseAvailability {
 
 // FuseUnavailable.
 [[nodiscard]] std::expected<void, VolumeError> check();
@@ -17,5 +15,4 @@ namespace FuseAvailability {
 // What to say when FuseUnmount::helper could not be started.
 [[nodiscard]] VolumeErrors::FuseUnavailable withoutHelper(ErrorNumber reason);
 
-}  // namespace FuseAvailability
-}  // namespace quillbrook
+}  // namespace quillbrook::FuseAvailability

@@ -8,11 +8,9 @@
 #include "Platform/ErrorNumber.h"
 #include "Platform/FilePath.h"
 
-namespace quillbrook {
-
 // The redo copies in a volume's private folder, whether some file's state names them or not. Any thread; errors as of
 // opening and reading the folder.
-namespace RedoCopies {
+namespace quillbrook::RedoCopies {
 
 // Their numbers; none if there is no such folder. `source` is a descriptor of the source folder. Creates nothing.
 [[nodiscard]] Result<std::vector<std::uint32_t>> list(int source);
@@ -26,5 +24,4 @@ namespace RedoCopies {
 // Where they lie, for the person.
 [[nodiscard]] FilePath path(const FilePath& source);
 
-}  // namespace RedoCopies
-}  // namespace quillbrook
+}  // namespace quillbrook::RedoCopies

@@ -6,10 +6,8 @@
 
 #include "Platform/FilePath.h"
 
-namespace quillbrook {
-
 // The names of the systemd user units that mount volumes at login, and what stands in them. Any thread.
-namespace UnitName {
+namespace quillbrook::UnitName {
 
 // The file of the one unit that all folders share.
 inline constexpr std::string_view templateFile = "quillbrook-volume@.service";
@@ -26,5 +24,4 @@ inline constexpr std::string_view templateFile = "quillbrook-volume@.service";
 // systemd.syntax(7) and systemd.service(5): a program between double quotes, with "%" taken as it is.
 [[nodiscard]] std::string quoted(const FilePath& program);
 
-}  // namespace UnitName
-}  // namespace quillbrook
+}  // namespace quillbrook::UnitName

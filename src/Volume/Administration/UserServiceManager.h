@@ -7,10 +7,8 @@
 
 #include "Volume/Administration/VolumeError.h"
 
-namespace quillbrook {
-
 // systemd's manager of the caller's own services, asked through `systemctl --user`. Any thread; waits for the answer.
-namespace UserServiceManager {
+namespace quillbrook::UserServiceManager {
 
 enum class Reach {
   running,
@@ -22,5 +20,4 @@ enum class Reach {
 // Has it carry out one command, as {"enable", "--now", "x.service"}. HelperFailed, SystemFailure.
 [[nodiscard]] std::expected<void, VolumeError> run(const std::vector<std::string>& arguments);
 
-}  // namespace UserServiceManager
-}  // namespace quillbrook
+}  // namespace quillbrook::UserServiceManager

@@ -103,7 +103,13 @@ int serve(const Options& options, FileDescriptor ready) {
     return 1;
   }
   if (!options.readOnly) {
-    if (const auto told = sentence(ExpansionRecovery::run(source->descriptor->get())); !told.empty()) complain(told);
+    const RecoveryOutcome recovery = ExpansionRecovery::run(source->descriptor->get());
+    if (!recovery.failures.empty()) {
+      complain(sentence(recovery));
+      volumeLog.write(LogLevel::error, "%d of %d interrupted conversions could not be completed",
+                      {static_cast<std::int64_t>(recovery.found - recovery.settled),
+                       static_cast<std::int64_t>(recovery.found)});
+    }
   }
   const std::string name = source->path;
   const sigset_t signals = endingSignals();
