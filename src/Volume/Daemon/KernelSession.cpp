@@ -11,10 +11,14 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cstring>
+#include <string_view>
 
+#include "Platform/Linux/MountTable.h"
 #include "Platform/Linux/SystemCall.h"
+#include "Platform/Linux/VolumeProtocol.h"
 #include "Volume/Daemon/KernelProtocol.h"
 #include "Volume/Daemon/Volume.h"
 
@@ -106,7 +110,13 @@ void KernelSession::detach() {
 
 Result<std::int32_t> KernelSession::registerBacking(int file) const {
   KernelProtocol::BackingMap map{.descriptor = file, .flags = 0, .padding = 0};
-  const int identifier = ioctl(fuse_session_fd(session_.get()), KernelProtocol::backingOpen, &map);
+  int identifier = ioctl(fuse_session_fd(session_.get()), KernelProtocol::backingOpen, &map);
+  if (identifier < 0 && errno == EBADF) {  // before Linux 6.16 it had to be open, if only for reading
+    const FileDescriptor opened(::open(SystemCall::pathOf(file).c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+    if (!opened.isOpen()) return SystemCall::failure();
+    map.descriptor = opened.get();
+    identifier = ioctl(fuse_session_fd(session_.get()), KernelProtocol::backingOpen, &map);
+  }
   if (identifier <= 0) return SystemCall::failure();
   return identifier;
 }
@@ -114,6 +124,26 @@ Result<std::int32_t> KernelSession::registerBacking(int file) const {
 void KernelSession::unregisterBacking(std::int32_t identifier) const {
   auto number = static_cast<std::uint32_t>(identifier);
   ioctl(fuse_session_fd(session_.get()), KernelProtocol::backingClose, &number);
+}
+
+// The kernel reads ahead 128 KiB in every FUSE mount, whatever is agreed on with it; the administrator may have it read
+// more. A compressed file then comes in fewer requests, several of them under way at once.
+void KernelSession::raiseReadAhead() const {
+  // Not by stat, which would ask this daemon; and nothing but our own mount may be touched.
+  const auto mounts = MountTable::read();
+  const bool isOurs = std::ranges::any_of(mounts, [&](const MountEntry& mount) {
+    return mount.mountPoint == mountPoint_ && mount.type == VolumeProtocol::mountType;
+  });
+  struct statx status{};
+  if (!isOurs || statx(AT_FDCWD, mountPoint_.c_str(), AT_SYMLINK_NOFOLLOW | AT_STATX_DONT_SYNC, 0, &status) != 0) {
+    return;
+  }
+  const std::string path = "/sys/class/bdi/" + std::to_string(status.stx_dev_major) + ":" +
+                           std::to_string(status.stx_dev_minor) + "/read_ahead_kb";
+  const FileDescriptor file(::open(path.c_str(), O_WRONLY | O_CLOEXEC));
+  // Who may not do this reads as before, only slower.
+  constexpr std::string_view kibibytes = "1024";
+  if (file.isOpen()) static_cast<void>(!::write(file.get(), kibibytes.data(), kibibytes.size()));
 }
 
 ssize_t KernelSession::receive(int device, void* buffer, std::size_t byteCount, void* userData) {
@@ -154,7 +184,10 @@ ssize_t KernelSession::send(int device, iovec* parts, int count, void* userData)
   // Before the answer: the next request may come to another thread at once.
   self.isInitialized_ = true;
   const ssize_t sent = ::writev(device, completed.data(), static_cast<int>(completed.size()));
-  if (sent > 0) self.whenReady();
+  if (sent > 0) {
+    self.raiseReadAhead();
+    self.whenReady();
+  }
   return sent;
 }
 

@@ -80,6 +80,8 @@ class SignalThread {
   }
   SignalThread(const SignalThread&) = delete;
   SignalThread& operator=(const SignalThread&) = delete;
+  SignalThread(SignalThread&&) = delete;
+  SignalThread& operator=(SignalThread&&) = delete;
 
  private:
   std::thread thread_;
