@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <span>
 #include <vector>
 
@@ -21,7 +22,10 @@ class ContainerPayload {
     friend class ContainerPayload;
     std::uint64_t payloadIdentifier_ = 0;  // 0: empty
     std::uint64_t firstSpan_ = 0;
-    std::vector<std::uint8_t> bytes_;
+    std::size_t byteCount_ = 0;
+    std::size_t capacity_ = 0;
+    // Not a vector: it would clear what is read into it next.
+    std::unique_ptr<std::uint8_t[]> bytes_;
   };
 
   [[nodiscard]] std::size_t spanCount() const { return checksums_.size(); }

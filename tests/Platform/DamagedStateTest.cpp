@@ -73,5 +73,21 @@ TEST_F(DamagedState, ContentIsTheRedoCopyThatTheStateNames) {
   EXPECT_EQ(attribute(file, decmpfs, shown).value().size(), 16U) << "the header, which the state has too";
 }
 
+TEST_F(DamagedState, IsToldByNameAsByPath) {
+  const auto container = compressed("container", prose(3000));
+  const auto plain = ordinary("plain", "x");
+  const auto damaged = compressed("damaged", prose(3000));
+  ASSERT_EQ(setxattr(damaged.c_str(), "user.quillbrook.state", "x", 1, 0), 0);
+  const auto alias = path("alias");
+  ASSERT_EQ(symlink(container.c_str(), alias.c_str()), 0);
+  const FileDescriptor above(open(folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+  for (const auto* name : {"container", "plain", "damaged", "alias", "nothing"}) {
+    EXPECT_EQ(StoredState::readAt(above.get(), name), StoredState::readAt(path(name).c_str())) << name;
+  }
+  EXPECT_TRUE(StoredState::readAt(above.get(), "container").value());
+  EXPECT_FALSE(StoredState::readAt(above.get(), "alias").value()) << "a link has no state of its own";
+  EXPECT_EQ(StoredState::readAt(above.get(), "damaged").error(), ErrorNumber::inputOutput);
+}
+
 }  // namespace
 }  // namespace quillbrook::test

@@ -19,6 +19,10 @@ namespace StoredState {
 // /proc/self/fd/<folder>/<name> make it relative.
 [[nodiscard]] Result<std::optional<ContainerState>> readAt(const char* path);
 
+// The same for what stands at `name` in a folder, without the way through /proc where the kernel can do so
+// (Linux 6.13).
+[[nodiscard]] Result<std::optional<ContainerState>> readAt(int folder, const char* name);
+
 // Replaces it. Any descriptor, as above.
 [[nodiscard]] Result<void> write(int file, const ContainerState& state);
 

@@ -23,14 +23,14 @@ void DescriptorCache::insert(const Node& node, SharedDescriptor descriptor) {
   entries_.pop_back();
 }
 
-void DescriptorCache::drop(const Node& node) {
-  SharedDescriptor dropped;
+SharedDescriptor DescriptorCache::take(const Node& node) {
   const MutexLock lock(mutex_);
   const auto found = positions_.find(&node);
-  if (found == positions_.end()) return;
-  dropped = std::move(found->second->second);
+  if (found == positions_.end()) return nullptr;
+  SharedDescriptor taken = std::move(found->second->second);
   entries_.erase(found->second);
   positions_.erase(found);
+  return taken;
 }
 
 }  // namespace quillbrook

@@ -18,7 +18,8 @@ class DescriptorCache {
   // None if it is not there.
   [[nodiscard]] SharedDescriptor find(const Node& node);
   void insert(const Node& node, SharedDescriptor descriptor);
-  void drop(const Node& node);
+  // Takes it out. The caller lets go of it where it holds no lock: an inode's last descriptor is closed slowly.
+  [[nodiscard]] SharedDescriptor take(const Node& node);
 
  private:
   using Entry = std::pair<const Node*, SharedDescriptor>;

@@ -64,7 +64,23 @@ bool hasSetIdentifiers(int file) {
   return fstat(file, &status) != 0 || (status.st_mode & (S_ISUID | S_ISGID)) != 0;
 }
 
-Result<HandleMode> chooseMode(Volume& volume, OpenFile& open, int flags) {
+// Makes the inode known to the kernel, so that it serves the file by itself; whether it may and can.
+bool setBacking(Volume& volume, Node& node, OpenFile& open, int flags) REQUIRES(node.lock) {
+  // Past the daemon nobody would take set-id bits away.
+  if (wantsWriting(flags) && hasSetIdentifiers(open.writing.get())) return false;
+  const auto inode = Inodes::descriptor(volume, node);
+  if (!inode) return false;
+  const bool isKnown = open.writing.isOpen() || open.reading;
+  if (!(isKnown ? isOrdinary(open) : Inodes::formOf((*inode)->get()).isOrdinary())) return false;
+  const auto identifier = (*inode)->backingIdentifier(volume.kernel);
+  if (!identifier) return false;
+  open.backing = *inode;
+  open.backingIdentifier = *identifier;
+  return true;
+}
+
+// How the kernel shall serve another handle. A reader's content need not stand ready for that, a writer's must.
+Result<HandleMode> chooseMode(Volume& volume, Node& node, OpenFile& open, int flags) REQUIRES(node.lock) {
   const bool isLock = (flags & VolumeProtocol::lockOpenFlags) == VolumeProtocol::lockOpenFlags && !wantsWriting(flags);
   if (open.passthroughCount != 0) {
     // The kernel takes no other mode then, and such a file cannot be replaced: those handles would stay with the old
@@ -74,22 +90,13 @@ Result<HandleMode> chooseMode(Volume& volume, OpenFile& open, int flags) {
   }
   // Does not keep the file from being replaced, and the kernel lets it stand beside cached handles.
   if (isLock && volume.kernel.hasPassthrough()) return HandleMode::direct;
-  if (!volume.kernel.hasPassthrough() || open.cachedCount != 0 || open.directCount != 0 || !isOrdinary(open)) {
-    return HandleMode::cached;
-  }
-  // Past the daemon nobody would take set-id bits away.
-  if (wantsWriting(flags) && hasSetIdentifiers(open.descriptor())) return HandleMode::cached;
-  const auto identifier = volume.kernel.registerBacking(open.descriptor());
-  if (!identifier) return HandleMode::cached;
-  open.backingIdentifier = *identifier;
-  return HandleMode::passthrough;
+  if (!volume.kernel.hasPassthrough() || open.cachedCount != 0 || open.directCount != 0) return HandleMode::cached;
+  return setBacking(volume, node, open, flags) ? HandleMode::passthrough : HandleMode::cached;
 }
 
 // Counts the handle in and tells the kernel how to serve it.
-Result<Reply::Opened> finishOpen(Volume& volume, Node& node, OpenFile& open, int flags) REQUIRES(node.lock) {
-  const auto mode = chooseMode(volume, open, flags);
-  if (!mode) return std::unexpected(mode.error());
-  const Handle handle{.isWriter = wantsWriting(flags), .isAppending = (flags & O_APPEND) != 0, .mode = *mode};
+Reply::Opened finishOpen(Node& node, OpenFile& open, int flags, HandleMode mode) REQUIRES(node.lock) {
+  const Handle handle{.isWriter = wantsWriting(flags), .isAppending = (flags & O_APPEND) != 0, .mode = mode};
   KernelProtocol::OpenReply reply{.handle = number(handle), .openFlags = 0, .backingIdentifier = 0};
   if (!handle.isWriter) reply.openFlags |= FOPEN_NOFLUSH;
   switch (handle.mode) {
@@ -136,15 +143,17 @@ Result<Reply::Opened> open(Volume& volume, Node& node, int flags, uid_t caller) 
       return std::unexpected(done.error());
     }
   }
-  if (wantsReading(flags)) {
-    if (const auto done = Content::prepareReading(volume, node, open); !done) {
-      if (open.writerCount == 0) open.writing.reset();
-      return std::unexpected(done.error());
-    }
-    if (open.writerCount == 0 && !wantsWriting(flags)) open.writing.reset();
+  const auto mode = chooseMode(volume, node, open, flags);
+  Result<void> ready;
+  if (!mode) {
+    ready = std::unexpected(mode.error());
+  } else if (wantsReading(flags) && *mode != HandleMode::passthrough) {
+    ready = Content::prepareReading(volume, node, open);
   }
+  if (open.writerCount == 0 && (!ready || !wantsWriting(flags))) open.writing.reset();
+  if (!ready) return std::unexpected(ready.error());
   if (fresh) node.open = std::move(fresh);
-  return finishOpen(volume, node, *node.open, flags);
+  return finishOpen(node, *node.open, flags, *mode);
 }
 
 Result<Reply::Opened> adopt(Volume& volume, Node& node, FileDescriptor file, int flags) {
@@ -152,27 +161,37 @@ Result<Reply::Opened> adopt(Volume& volume, Node& node, FileDescriptor file, int
   std::unique_ptr<OpenFile> fresh;
   if (!node.open) fresh = std::make_unique<OpenFile>();
   OpenFile& open = fresh ? *fresh : *node.open;
-  if (wantsReading(flags) && !open.reading) {
-    FileDescriptor own(fcntl(file.get(), F_DUPFD_CLOEXEC, 0));
+  const int made = file.get();
+  if (wantsWriting(flags) && !open.writing.isOpen()) open.writing = std::move(file);
+  const auto mode = chooseMode(volume, node, open, flags);
+  const auto ready = [&]() -> Result<void> {
+    if (!mode) return std::unexpected(mode.error());
+    if (!wantsReading(flags) || *mode == HandleMode::passthrough || open.reading) return {};
+    // By what it was made with: its mode may forbid opening it again.
+    FileDescriptor own(fcntl(made, F_DUPFD_CLOEXEC, 0));
     if (!own.isOpen()) return SystemCall::failure();
     auto content = BackingFile::open(std::move(own), volume.source.descriptor->get());
     if (!content) return std::unexpected(content.error());
     open.reading = std::make_unique<Reading>(std::move(*content));
+    return {};
+  }();
+  if (!ready) {
+    if (open.writerCount == 0) open.writing.reset();
+    return std::unexpected(ready.error());
   }
-  if (wantsWriting(flags) && !open.writing.isOpen()) open.writing = std::move(file);
   if (fresh) node.open = std::move(fresh);
-  return finishOpen(volume, node, *node.open, flags);
+  return finishOpen(node, *node.open, flags, *mode);
 }
 
-void release(Volume& volume, Node& node, Handle handle) {
-  std::unique_ptr<OpenFile> ended;  // its descriptors are closed behind the lock
+void release(Node& node, Handle handle) {
+  // Both end behind the lock: closing can take the host long.
+  std::unique_ptr<OpenFile> ended;
+  SharedDescriptor backing;
   const ExclusiveLock lock(node.lock);
   if (!node.open) return;
   OpenFile& open = *node.open;
   --countOf(open, handle.mode);
-  if (handle.mode == HandleMode::passthrough && open.passthroughCount == 0) {
-    volume.kernel.unregisterBacking(std::exchange(open.backingIdentifier, 0));
-  }
+  if (open.passthroughCount == 0) backing = std::move(open.backing);
   if (handle.isWriter && --open.writerCount == 0) {
     if (handle.mode == HandleMode::cached) node.cachedVersion = versionOf(open);
     open.writing.reset();

@@ -19,7 +19,7 @@ namespace Handles {
 [[nodiscard]] Result<Reply::Opened> open(Volume& volume, Node& node, int flags, uid_t caller);
 // Takes over `file`, which was just created with `flags`.
 [[nodiscard]] Result<Reply::Opened> adopt(Volume& volume, Node& node, FileDescriptor file, int flags);
-void release(Volume& volume, Node& node, Handle handle);
+void release(Node& node, Handle handle);
 
 }  // namespace Handles
 

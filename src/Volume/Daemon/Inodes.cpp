@@ -47,7 +47,7 @@ Result<SharedDescriptor> descriptor(Volume& volume, Node& node) {
   if (auto pinned = volume.nodes.whereabouts(node).pinned) return pinned;
   auto file = openByName(volume, node, O_PATH);
   if (!file) return std::unexpected(file.error());
-  auto shared = std::make_shared<const FileDescriptor>(std::move(*file));
+  auto shared = std::make_shared<InodeDescriptor>(std::move(*file));
   volume.descriptors.insert(node, shared);
   return shared;
 }
@@ -74,7 +74,7 @@ FileForm formOf(int file) {
 FileForm formAt(int folder, const char* name, const struct stat& status) {
   // Nothing shorter than a trailer can be a container, but one under construction reads as empty as it is.
   if (!S_ISREG(status.st_mode) || status.st_size < static_cast<off_t>(ContainerState::byteCount)) return {};
-  const auto state = StoredState::readAt((SystemCall::pathOf(folder) + "/" + name).c_str());
+  const auto state = StoredState::readAt(folder, name);
   return state ? FileForm{.state = *state, .isDamaged = false} : FileForm{.state = {}, .isDamaged = true};
 }
 

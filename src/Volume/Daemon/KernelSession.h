@@ -27,6 +27,8 @@ class KernelSession {
   ~KernelSession();
   KernelSession(const KernelSession&) = delete;
   KernelSession& operator=(const KernelSession&) = delete;
+  KernelSession(KernelSession&&) = delete;
+  KernelSession& operator=(KernelSession&&) = delete;
 
   // Makes the session and mounts it. `userData` goes to the operations. The failure has been printed by libfuse.
   [[nodiscard]] Result<void> mount(const Options& options, const std::string& sourceName,
@@ -41,20 +43,29 @@ class KernelSession {
 
   // Whether the kernel may be given files of the host to read and write without the daemon. Known once it is mounted.
   [[nodiscard]] bool hasPassthrough() const { return hasPassthrough_; }
-  // The kernel's number for an open file of the host, to be given back by unregister.
+  // The kernel's number for a file of the host, to be given back by unregister. `file` is a descriptor opened with
+  // O_PATH; by which mode the kernel opens it is told by each handle's own flags.
   [[nodiscard]] Result<std::int32_t> registerBacking(int file) const;
   void unregisterBacking(std::int32_t identifier) const;
 
  private:
+  struct OwnMount {
+    std::uint64_t identifier = 0;  // in the mount table
+    std::string device;            // "major:minor"
+
+    // Nothing if no mount of ours is there: it was made elsewhere, and its device handed over.
+    [[nodiscard]] static std::optional<OwnMount> at(const FilePath& path);
+  };
   struct Destroy {
     void operator()(fuse_session* session) const { fuse_session_destroy(session); }
   };
 
+  void raiseReadAhead() const;
   static ssize_t receive(int device, void* buffer, std::size_t byteCount, void* userData);
   static ssize_t send(int device, iovec* parts, int count, void* userData);
 
   std::unique_ptr<fuse_session, Destroy> session_;
-  std::optional<std::uint64_t> mountIdentifier_;  // in the mount table
+  std::optional<OwnMount> ownMount_;
   bool isMounted_ = false;
   pthread_t loopThread_{};
   std::atomic<bool> hasEnded_ = false;

@@ -22,8 +22,10 @@ Doomed doomed(Volume& volume, int descriptor, const char* name) {
   if (fstatat(descriptor, name, &status, AT_SYMLINK_NOFOLLOW) != 0) return {};
   Doomed result{.node = volume.nodes.find({.device = status.st_dev, .inode = status.st_ino}), .pin = nullptr};
   if (!result.node) return result;
+  result.pin = volume.descriptors.find(*result.node);
+  if (result.pin) return result;
   FileDescriptor file(openat(descriptor, name, O_PATH | O_NOFOLLOW | O_CLOEXEC));
-  if (file.isOpen()) result.pin = std::make_shared<const FileDescriptor>(std::move(file));
+  if (file.isOpen()) result.pin = std::make_shared<InodeDescriptor>(std::move(file));
   return result;
 }
 
@@ -47,6 +49,8 @@ class FolderLocks {
   }
   FolderLocks(const FolderLocks&) = delete;
   FolderLocks& operator=(const FolderLocks&) = delete;
+  FolderLocks(FolderLocks&&) = delete;
+  FolderLocks& operator=(FolderLocks&&) = delete;
 
  private:
   Node& first_;

@@ -6,10 +6,8 @@
 #include "Volume/Daemon/Reply.h"
 #include "Volume/Daemon/Volume.h"
 
-namespace quillbrook {
-
 // What stands under a name in a folder.
-namespace Names {
+namespace quillbrook::Names {
 
 // The volume's own folder, which the mount neither shows nor lets anybody make.
 [[nodiscard]] bool isHidden(Volume& volume, const Node& folder, std::string_view name);
@@ -29,5 +27,4 @@ struct Doomed {
 };
 [[nodiscard]] Doomed doomed(Volume& volume, int descriptor, const char* name);
 
-}  // namespace Names
-}  // namespace quillbrook
+}  // namespace quillbrook::Names

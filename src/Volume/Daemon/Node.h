@@ -11,14 +11,11 @@
 #include <string>
 #include <vector>
 
-#include "Platform/Linux/FileDescriptor.h"
+#include "Volume/Daemon/InodeDescriptor.h"
 #include "Volume/Daemon/OpenFile.h"
 #include "Volume/Daemon/ThreadSafety.h"
 
 namespace quillbrook {
-
-// A descriptor that several may use at once; the last one closes it.
-using SharedDescriptor = std::shared_ptr<const FileDescriptor>;
 
 // Which inode of the backing file systems.
 struct InodeKey {
@@ -91,6 +88,8 @@ class InodeLock {
   }
   InodeLock(const InodeLock&) = delete;
   InodeLock& operator=(const InodeLock&) = delete;
+  InodeLock(InodeLock&&) = delete;
+  InodeLock& operator=(InodeLock&&) = delete;
 
  private:
   Node& node_;

@@ -30,10 +30,11 @@ NodeTable::NodeTable(const struct stat& root, SharedDescriptor rootDescriptor, D
 Node& NodeTable::acquire(Node& parent, std::string_view name, const struct stat& status) {
   const InodeKey key = keyOf(status);
   const mode_t kind = status.st_mode & S_IFMT;
+  Ended ended;
   const MutexLock lock(mutex_);
   auto found = nodes_.find(key);
   if (found != nodes_.end() && found->second->kind != kind) {
-    setAside(*found->second);  // the host has given the number of a file that went underneath to another one
+    setAside(*found->second, ended);  // the host has given the number of a file that went underneath to another one
     found = nodes_.end();
   }
   if (found == nodes_.end()) {
@@ -48,9 +49,10 @@ Node& NodeTable::acquire(Node& parent, std::string_view name, const struct stat&
 }
 
 void NodeTable::forget(Node& node, std::uint64_t lookups) {
+  Ended ended;
   const MutexLock lock(mutex_);
   node.lookupCount -= std::min(lookups, node.lookupCount);
-  if (node.lookupCount == 0 && node.childCount == 0) retire(node.shared_from_this());
+  if (node.lookupCount == 0 && node.childCount == 0) retire(node.shared_from_this(), ended);
 }
 
 std::shared_ptr<Node> NodeTable::find(const InodeKey& key) {
@@ -71,30 +73,33 @@ NodeTable::Whereabouts NodeTable::whereabouts(const Node& node) {
 }
 
 void NodeTable::unlinked(Node& node, const Node& parent, std::string_view name, SharedDescriptor pin) {
+  Ended ended;
   const MutexLock lock(mutex_);
   auto formerParent = removeLink(node, parent, name);
   if (node.links.empty()) node.pinned = std::move(pin);
-  if (formerParent) retire(std::move(formerParent));
+  if (formerParent) retire(std::move(formerParent), ended);
 }
 
 void NodeTable::renamed(Node& node, const Node& parent, std::string_view name, Node& newParent,
                         std::string_view newName) {
+  Ended ended;
   const MutexLock lock(mutex_);
   auto formerParent = removeLink(node, parent, name);
   if (std::ranges::none_of(node.links, linkTo(newParent, newName))) addLink(node, newParent, newName);
-  if (formerParent) retire(std::move(formerParent));
+  if (formerParent) retire(std::move(formerParent), ended);
 }
 
 void NodeTable::replaced(Node& target, const InodeKey& key, SharedDescriptor pin) {
+  Ended ended;
   const MutexLock lock(mutex_);
   if (const auto former = nodes_.find(key); former != nodes_.end()) {
     Node& work = *former->second;
-    setAside(work);
+    setAside(work, ended);
     auto links = std::exchange(work.links, {});
     work.pinned = std::move(pin);
     for (auto& link : links) {
       --link.parent->childCount;
-      retire(std::move(link.parent));
+      retire(std::move(link.parent), ended);
     }
   }
   auto entry = nodes_.extract(target.key);
@@ -103,7 +108,7 @@ void NodeTable::replaced(Node& target, const InodeKey& key, SharedDescriptor pin
   if (key.inode == target.shownInode) borrowedNumbers_.erase(key);
   entry.key() = key;
   nodes_.insert(std::move(entry));
-  descriptors_.drop(target);
+  ended.descriptors.push_back(descriptors_.take(target));
 }
 
 void NodeTable::addLink(Node& node, Node& parent, std::string_view name) {
@@ -122,10 +127,10 @@ std::shared_ptr<Node> NodeTable::removeLink(Node& node, const Node& parent, std:
 }
 
 // Ends a node that nobody needs any more, and with it the nodes above that only it needed.
-void NodeTable::retire(std::shared_ptr<Node> node) {
+void NodeTable::retire(std::shared_ptr<Node> node, Ended& ended) {
   std::vector<std::shared_ptr<Node>> pending{std::move(node)};
   while (!pending.empty()) {
-    const std::shared_ptr<Node> last = std::move(pending.back());
+    std::shared_ptr<Node> last = std::move(pending.back());
     pending.pop_back();
     if (last->lookupCount != 0 || last->childCount != 0) continue;
     for (auto& link : std::exchange(last->links, {})) {
@@ -138,14 +143,15 @@ void NodeTable::retire(std::shared_ptr<Node> node) {
       aside_.erase(last.get());
     }
     if (last->key.inode != last->shownInode) borrowedNumbers_.erase({last->key.device, last->shownInode});
-    descriptors_.drop(*last);
+    ended.descriptors.push_back(descriptors_.take(*last));
+    ended.nodes.push_back(std::move(last));
   }
 }
 
 // Takes a node out of the table by inode; it lives on until the kernel forgets it.
-void NodeTable::setAside(Node& node) {
+void NodeTable::setAside(Node& node, Ended& ended) {
   node.isCurrent = false;
-  descriptors_.drop(node);
+  ended.descriptors.push_back(descriptors_.take(node));
   auto entry = nodes_.extract(node.key);
   aside_.emplace(&node, std::move(entry.mapped()));
 }

@@ -51,11 +51,18 @@ class NodeTable {
   void replaced(Node& target, const InodeKey& key, SharedDescriptor pin);
 
  private:
+  // What is taken out with the mutex held and let go of behind it: when an inode ends with its last descriptor, the
+  // host frees its space.
+  struct Ended {
+    std::vector<std::shared_ptr<Node>> nodes;
+    std::vector<SharedDescriptor> descriptors;
+  };
+
   void addLink(Node& node, Node& parent, std::string_view name) REQUIRES(mutex_);
   // The removed link's parent, which the caller gives to `retire` once it has no use for the node any more.
   std::shared_ptr<Node> removeLink(Node& node, const Node& parent, std::string_view name) REQUIRES(mutex_);
-  void retire(std::shared_ptr<Node> node) REQUIRES(mutex_);
-  void setAside(Node& node) REQUIRES(mutex_);
+  void retire(std::shared_ptr<Node> node, Ended& ended) REQUIRES(mutex_);
+  void setAside(Node& node, Ended& ended) REQUIRES(mutex_);
 
   DescriptorCache& descriptors_;
   Mutex mutex_;

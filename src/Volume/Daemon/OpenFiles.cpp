@@ -19,7 +19,7 @@ void open(fuse_req_t request, fuse_ino_t number, fuse_file_info* file) {
 
 void release(fuse_req_t request, fuse_ino_t number, fuse_file_info* file) {
   Reply::answer(request, [&](Volume& volume) -> Result<void> {
-    Handles::release(volume, volume.node(number), Handles::handle(file->fh));
+    Handles::release(volume.node(number), Handles::handle(file->fh));
     return {};
   });
 }

@@ -38,6 +38,8 @@ class HeldNode {
   ~HeldNode() { volume_.nodes.forget(node_, 1); }
   HeldNode(const HeldNode&) = delete;
   HeldNode& operator=(const HeldNode&) = delete;
+  HeldNode(HeldNode&&) = delete;
+  HeldNode& operator=(HeldNode&&) = delete;
   [[nodiscard]] Node& get() const { return node_; }
 
  private:
@@ -63,6 +65,8 @@ class ReplacementLocks {
   }
   ReplacementLocks(const ReplacementLocks&) = delete;
   ReplacementLocks& operator=(const ReplacementLocks&) = delete;
+  ReplacementLocks(ReplacementLocks&&) = delete;
+  ReplacementLocks& operator=(ReplacementLocks&&) = delete;
 
  private:
   Node& first_;
@@ -111,8 +115,9 @@ Result<void> replace(Volume& volume, Node& folder, int descriptor, Node& target,
     return std::unexpected(ErrorNumber::busy);
   }
   const InodeKey key{.device = workStatus.st_dev, .inode = workStatus.st_ino};
-  auto pin = std::make_shared<const FileDescriptor>(openat(descriptor, request.work, O_PATH | O_NOFOLLOW | O_CLOEXEC));
-  if (!pin->isOpen()) return SystemCall::failure();
+  FileDescriptor path(openat(descriptor, request.work, O_PATH | O_NOFOLLOW | O_CLOEXEC));
+  if (!path.isOpen()) return SystemCall::failure();
+  auto pin = std::make_shared<InodeDescriptor>(std::move(path));
   auto content = BackingFile::open(std::move(work), volume.source.descriptor->get());
   if (!content) return std::unexpected(content.error());
   const auto byteCount = (*content)->byteCount();

@@ -6,9 +6,7 @@
 #include "Platform/Linux/VolumeProtocol.h"
 #include "Volume/Daemon/Volume.h"
 
-namespace quillbrook {
-
-namespace Replacement {
+namespace quillbrook::Replacement {
 
 // Puts the work file in the place of the target, both in `folder`, on behalf of `caller`; see VolumeProtocol. The
 // target's node and its readers go on with the new inode. `busy` if somebody could be writing to the target, if the
@@ -16,5 +14,4 @@ namespace Replacement {
 [[nodiscard]] Result<void> perform(Volume& volume, Node& folder, const VolumeProtocol::ReplaceRequest& request,
                                    uid_t caller);
 
-}  // namespace Replacement
-}  // namespace quillbrook
+}  // namespace quillbrook::Replacement

@@ -66,9 +66,9 @@ void send(fuse_req_t request, Volume& volume, const Entry& reply) {
   if (fuse_reply_entry(request, &entry) != 0) volume.nodes.forget(reply.node, 1);
 }
 
-void send(fuse_req_t request, Volume& volume, const Opened& reply) {
+void send(fuse_req_t request, Volume&, const Opened& reply) {
   const iovec part{.iov_base = const_cast<KernelProtocol::OpenReply*>(&reply.reply), .iov_len = sizeof reply.reply};
-  if (!sendParts(request, {&part, 1})) Handles::release(volume, reply.node, reply.handle);
+  if (!sendParts(request, {&part, 1})) Handles::release(reply.node, reply.handle);
 }
 
 void send(fuse_req_t request, Volume& volume, const Created& reply) {
@@ -77,7 +77,7 @@ void send(fuse_req_t request, Volume& volume, const Created& reply) {
   const std::array<iovec, 2> parts{iovec{.iov_base = &entry, .iov_len = sizeof entry},
                                    iovec{.iov_base = &opened, .iov_len = sizeof opened}};
   if (sendParts(request, parts)) return;
-  Handles::release(volume, reply.opened.node, reply.opened.handle);
+  Handles::release(reply.opened.node, reply.opened.handle);
   volume.nodes.forget(reply.entry.node, 1);
 }
 

@@ -79,7 +79,7 @@ std::expected<SourceFolder, std::string> SourceFolder::open(const Options& optio
   auto lock = lockSource(descriptor.get(), options.readOnly);
   if (!lock) return std::unexpected(std::move(lock.error()));
   folder.lock = std::move(*lock);
-  folder.descriptor = std::make_shared<const FileDescriptor>(std::move(descriptor));
+  folder.descriptor = std::make_shared<InodeDescriptor>(std::move(descriptor));
   return folder;
 }
 

@@ -4,11 +4,11 @@
 #include <sys/stat.h>
 
 #include <expected>
-#include <memory>
 #include <optional>
 #include <string>
 
 #include "Platform/Linux/FileDescriptor.h"
+#include "Volume/Daemon/InodeDescriptor.h"
 #include "Volume/Daemon/Options.h"
 #include "Volume/Expansion/SourceLock.h"
 
@@ -16,8 +16,8 @@ namespace quillbrook {
 
 // The folder that a volume shows, opened before the mount hides it, and locked for as long as this lives.
 struct SourceFolder {
-  std::shared_ptr<const FileDescriptor> descriptor;  // open for reading, so that others can open it through /proc
-  std::optional<SourceLock> lock;                    // none on a read-only host
+  SharedDescriptor descriptor;     // open for reading, so that others can open it through /proc
+  std::optional<SourceLock> lock;  // none on a read-only host
   struct stat status{};
   std::string path;  // canonical, for the mount table
   bool isInPlace = false;

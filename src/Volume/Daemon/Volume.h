@@ -27,9 +27,9 @@ struct Volume {
   const SourceFolder source;
   // Whether the daemon may act for its callers: create what belongs to them.
   const bool isPrivileged;
+  KernelSession kernel;  // before what gives its numbers for backing files back
   DescriptorCache descriptors;
   NodeTable nodes;
-  KernelSession kernel;
   Notifier notifier;
 
   // Seconds for which the kernel may keep names and attributes. In place nobody else changes what is under the mount.

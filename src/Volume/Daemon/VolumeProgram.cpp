@@ -91,6 +91,8 @@ class SignalThread {
   }
   SignalThread(const SignalThread&) = delete;
   SignalThread& operator=(const SignalThread&) = delete;
+  SignalThread(SignalThread&&) = delete;
+  SignalThread& operator=(SignalThread&&) = delete;
 
  private:
   std::thread thread_;
@@ -106,9 +108,9 @@ int serve(const Options& options, FileDescriptor ready) {
     const RecoveryOutcome recovery = ExpansionRecovery::run(source->descriptor->get());
     if (!recovery.failures.empty()) {
       complain(sentence(recovery));
-      volumeLog.write(LogLevel::error, "%d of %d interrupted conversions could not be completed",
-                      {static_cast<std::int64_t>(recovery.found - recovery.settled),
-                       static_cast<std::int64_t>(recovery.found)});
+      volumeLog.write(
+          LogLevel::error, "%d of %d interrupted conversions could not be completed",
+          {static_cast<std::int64_t>(recovery.found - recovery.settled), static_cast<std::int64_t>(recovery.found)});
     }
   }
   const std::string name = source->path;

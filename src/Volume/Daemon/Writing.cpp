@@ -93,8 +93,11 @@ Result<Reply::Written> copyLocked(Node& from, off_t fromOffset, Node& to, off_t 
 void copyFileRange(fuse_req_t request, fuse_ino_t from, off_t fromOffset, fuse_file_info*, fuse_ino_t to,
                    off_t toOffset, fuse_file_info*, std::size_t length, int) {
   Reply::answer(request, [&](Volume& volume) -> Result<Reply::Written> {
+    Node& source = volume.node(from);
     Node& target = volume.node(to);
-    const auto done = copyLocked(volume.node(from), fromOffset, target, toOffset, length);
+    const auto ready = Content::sharing(volume, source, false, [](OpenFile&) { return Result<void>(); });
+    if (!ready) return std::unexpected(ready.error());
+    const auto done = copyLocked(source, fromOffset, target, toOffset, length);
     if (done) {
       const SharedLock lock(target.lock);
       if (target.open && target.open->writing.isOpen()) {
