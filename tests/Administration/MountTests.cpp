@@ -77,10 +77,11 @@ TEST(MountPolicyTests, RefusesWhatTheSystemOrTheVolumeItselfNeeds) {
                                        .data = FilePath(home + "/.local/share"),
                                        .state = FilePath(home + "/.local/state"),
                                        .runtime = FilePath("/run/user/1000"),
+                                       .otherHomes = {FilePath("/people/other")},
                                        .programs = {FilePath(home + "/opt/bin")}};
-  for (const std::string& allowed :
-       {home + "/documents", home + "/.configuration", home + "/.config/editor", home + "/opt/bin/data",
-        std::string("/srv/data"), std::string("/usr/local/share"), std::string("/var/lib/app")}) {
+  for (const std::string& allowed : {home + "/documents", home + "/.configuration", home + "/.config/editor",
+                                     home + "/opt/bin/data", std::string("/srv/data"), std::string("/usr/local/share"),
+                                     std::string("/var/lib/app"), std::string("/people/other/documents")}) {
     EXPECT_EQ(refusal(allowed, surroundings, {}, false), "") << allowed;
   }
   const std::vector<std::pair<std::string, std::string>> refused{
@@ -92,7 +93,9 @@ TEST(MountPolicyTests, RefusesWhatTheSystemOrTheVolumeItselfNeeds) {
       {home + "/.local", home + "/.local/share/Quillbrook"},
       {home + "/.local/state", home + "/.local/state/Quillbrook"},
       {home + "/opt", home + "/opt/bin"},
-      {"/run/user/1000", "/run/user/1000"}};
+      {"/run/user/1000", "/run/user/1000"},
+      {"/people/other", "/people/other"},
+      {"/people", "/people/other"}};
   for (const auto& [folder, needed] : refused) {
     EXPECT_EQ(refusal(folder, surroundings, {}, false), needed) << folder;
     EXPECT_EQ(refusal(folder, surroundings, {}, true), "") << folder;

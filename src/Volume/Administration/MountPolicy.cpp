@@ -11,6 +11,7 @@
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "Platform/Linux/FolderPath.h"
 #include "Platform/Linux/SystemCall.h"
@@ -100,6 +101,7 @@ std::optional<VolumeErrors::Protected> protection(const FilePath& folder, const 
       {resolved(surroundings.state.appending("Quillbrook")), "where Quillbrook keeps its logs", true},
       {surroundings.runtime, "where running programs keep their sockets", false},
   };
+  for (const FilePath& home : surroundings.otherHomes) needs.push_back({home, "somebody's home folder", false});
   for (const FilePath& program : surroundings.programs)
     needs.push_back({program, "where Quillbrook's programs lie", false});
   for (const Need& need : needs) {
@@ -122,6 +124,21 @@ FilePath homeOfUser() {
   return entry == nullptr ? FilePath("/") : resolved(FilePath(entry->pw_dir));
 }
 
+// Services have folders in the database too, which are no homes.
+std::vector<FilePath> homesOfPeople() {
+  constexpr uid_t firstPerson = 1000;
+  constexpr uid_t nobody = 65'534;
+  std::vector<FilePath> homes;
+  ::setpwent();
+  while (const passwd* entry = ::getpwent()) {
+    const bool isPerson = entry->pw_uid == 0 || (entry->pw_uid >= firstPerson && entry->pw_uid != nobody);
+    FilePath home = resolved(FilePath(entry->pw_dir));
+    if (isPerson && home != FilePath("/")) homes.push_back(std::move(home));
+  }
+  ::endpwent();
+  return homes;
+}
+
 }  // namespace
 
 MountSurroundings MountSurroundings::current() {
@@ -132,6 +149,7 @@ MountSurroundings MountSurroundings::current() {
   surroundings.data = fromEnvironment("XDG_DATA_HOME", home.appending(".local/share"));
   surroundings.state = fromEnvironment("XDG_STATE_HOME", home.appending(".local/state"));
   surroundings.runtime = fromEnvironment("XDG_RUNTIME_DIR", FilePath());
+  surroundings.otherHomes = homesOfPeople();
   surroundings.programs.push_back(DaemonProgram::ownFolder());
   if (const auto daemon = DaemonProgram::find()) surroundings.programs.push_back(daemon->parent());
   return surroundings;

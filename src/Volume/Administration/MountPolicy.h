@@ -14,11 +14,12 @@ namespace quillbrook {
 // them; what does not exist is still protected.
 struct MountSurroundings {
   FilePath home;
-  FilePath configuration;          // $XDG_CONFIG_HOME
-  FilePath data;                   // $XDG_DATA_HOME
-  FilePath state;                  // $XDG_STATE_HOME
-  FilePath runtime;                // $XDG_RUNTIME_DIR, may be empty
-  std::vector<FilePath> programs;  // the folders of the running executable and of the daemon
+  FilePath configuration;            // $XDG_CONFIG_HOME
+  FilePath data;                     // $XDG_DATA_HOME
+  FilePath state;                    // $XDG_STATE_HOME
+  FilePath runtime;                  // $XDG_RUNTIME_DIR, may be empty
+  std::vector<FilePath> otherHomes;  // of the people in the user database
+  std::vector<FilePath> programs;    // the folders of the running executable and of the daemon
 
   // From this process's environment and the user database.
   [[nodiscard]] static MountSurroundings current();

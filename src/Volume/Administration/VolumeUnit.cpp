@@ -11,6 +11,7 @@
 #include <string_view>
 #include <system_error>
 #include <utility>
+#include <vector>
 
 #include "Platform/Linux/FolderListing.h"
 #include "Platform/Linux/FolderPath.h"
@@ -18,6 +19,7 @@
 #include "Platform/Linux/SystemCall.h"
 #include "Volume/Administration/DaemonProgram.h"
 #include "Volume/Administration/MountPolicy.h"
+#include "Volume/Administration/MountedVolumes.h"
 #include "Volume/Administration/UnitName.h"
 #include "Volume/Administration/UnitTemplate.h"
 #include "Volume/Administration/UserServiceManager.h"
@@ -114,8 +116,13 @@ std::expected<UnitOutcome, VolumeError> VolumeUnit::enable(const FilePath& folde
   if (const auto placed = putInPlace(places, *daemon); !placed) return std::unexpected(placed.error());
   if (outcome.reach != Reach::running) return outcome;
   if (const auto told = UserServiceManager::run({"daemon-reload"}); !told) return std::unexpected(told.error());
-  if (const auto told = UserServiceManager::run({"enable", "--now", outcome.unit}); !told)
-    return std::unexpected(told.error());
+  // A second daemon would be refused again and again, and nobody would be told.
+  const auto volumes = MountedVolumes::read();
+  if (!volumes) return MountedVolumes::failure(volumes.error());
+  outcome.isMountedAlready = MountedVolumes::at(*volumes, *resolved) != nullptr;
+  std::vector<std::string> command{"enable", outcome.unit};
+  if (!outcome.isMountedAlready) command.emplace_back("--now");
+  if (const auto told = UserServiceManager::run(command); !told) return std::unexpected(told.error());
   return outcome;
 }
 
@@ -145,6 +152,12 @@ std::string sentence(const UnitOutcome& outcome) {
   const std::string folder = outcome.folder.displayText();
   switch (outcome.reach) {
     case Reach::running:
+      if (outcome.isMountedAlready) {
+        return fmt::format(
+            "{} is mounted already, by a daemon that nobody starts again if it dies; from the next login on, {} does. "
+            "To have it so now, unmount it and enable it again.",
+            folder, outcome.unit);
+      }
       return outcome.isEnabled
                  ? fmt::format("{} is being mounted now, and will be at every login ({}).", folder, outcome.unit)
                  : fmt::format("{} is unmounted now and not mounted at login any more.", folder);

@@ -18,7 +18,8 @@ struct UnitOutcome {
   // Only a running manager took it up: the volume is mounted, or unmounted, now. Otherwise what was put in place counts
   // from the next login on, once systemd is installed.
   UserServiceManager::Reach reach = UserServiceManager::Reach::running;
-  bool isEnabled = false;  // enabled, otherwise disabled
+  bool isEnabled = false;         // enabled, otherwise disabled
+  bool isMountedAlready = false;  // enabled while mounted: the mount stays as it is until the next login
 
   friend bool operator==(const UnitOutcome&, const UnitOutcome&) = default;
 };
