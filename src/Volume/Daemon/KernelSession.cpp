@@ -169,6 +169,7 @@ void KernelSession::raiseReadAhead() const {
 ssize_t KernelSession::receive(int device, void* buffer, std::size_t byteCount, void* userData) {
   KernelSession& self = static_cast<Volume*>(userData)->kernel;
   const ssize_t got = ::read(device, buffer, byteCount);
+  self.answerCount_.load(std::memory_order_acquire);
   if (self.isInitialized_.load(std::memory_order_acquire) || got < 0) return got;
   fuse_in_header header{};
   fuse_init_in init{};
@@ -184,6 +185,7 @@ ssize_t KernelSession::receive(int device, void* buffer, std::size_t byteCount, 
 
 ssize_t KernelSession::send(int device, iovec* parts, int count, void* userData) {
   KernelSession& self = static_cast<Volume*>(userData)->kernel;
+  self.answerCount_.fetch_add(1, std::memory_order_release);
   if (self.isInitialized_.load(std::memory_order_acquire)) return ::writev(device, parts, count);
   fuse_out_header header{};
   KernelProtocol::InitReply reply{};

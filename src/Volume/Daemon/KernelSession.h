@@ -75,6 +75,9 @@ class KernelSession {
   std::uint32_t offeredFlags_ = 0;
   std::uint32_t offeredFlags2_ = 0;
   std::atomic<bool> isInitialized_ = false;
+  // A request may follow from another one's answer, and speak of what that one's thread has made: the kernel orders the
+  // two, and this tells the language so.
+  std::atomic<std::uint64_t> answerCount_ = 0;
   std::atomic<bool> hasPassthrough_ = false;
 };
 

@@ -4,7 +4,6 @@
 #include <fuse_lowlevel.h>
 #include <sys/stat.h>
 
-#include <atomic>
 #include <cstdint>
 #include <optional>
 
@@ -36,18 +35,12 @@ struct Volume {
   [[nodiscard]] double timeout() const { return source.isInPlace ? 86'400.0 : 1.0; }
 
   [[nodiscard]] Node& node(fuse_ino_t number) {
-    handedOut_.load(std::memory_order_acquire);
     // The kernel's number of every other node is its address, as number() gave it away.
     return number == FUSE_ROOT_ID ? nodes.root() : *reinterpret_cast<Node*>(number);
   }
   [[nodiscard]] fuse_ino_t number(Node& node) {
-    handedOut_.fetch_add(1, std::memory_order_release);
     return &node == &nodes.root() ? FUSE_ROOT_ID : reinterpret_cast<fuse_ino_t>(&node);
   }
-
- private:
-  // Addresses travel from one thread to another by way of the kernel; this is what orders the two in memory.
-  std::atomic<std::uint64_t> handedOut_ = 0;
 };
 
 // In which form a file's content stands.
