@@ -15,8 +15,6 @@
 #include "Platform/Linux/ProcessDescriptor.h"
 #include "Platform/Linux/SystemCall.h"
 
-extern char** environ;
-
 namespace quillbrook {
 namespace {
 
@@ -63,6 +61,7 @@ Result<ChildProgram> ChildProgram::start(const std::vector<std::string>& argumen
   }
   std::vector<std::string> owned = arguments;
   std::vector<char*> pointers;
+  pointers.reserve(owned.size() + 1);
   for (std::string& argument : owned) pointers.push_back(argument.data());
   pointers.push_back(nullptr);
   const SpawnSettings settings(output);

@@ -97,7 +97,7 @@ Result<std::string> AppendedFile::keep(int folder, std::string_view name, const 
   if (::unlinkat(workFolder, workName, 0) != 0 && errno != ENOENT) return SystemCall::failure();
   FileDescriptor work;
   for (std::size_t number = 0;; ++number) {
-    const std::string kept = candidate(name, number);
+    std::string kept = candidate(name, number);
     if (::faccessat(folder, kept.c_str(), F_OK, AT_SYMLINK_NOFOLLOW) == 0) {
       if (holds(folder, kept, surplus)) {
         if (::fsync(folder) != 0) return SystemCall::failure();

@@ -75,7 +75,7 @@ class Inspection {
 
   // Where a link of /proc leads, if that is in the folder and on its device. The name is compared first, so that
   // nothing elsewhere is asked: a file system that hangs must not hold this up.
-  std::optional<FilePath> placeOf(const FilePath& link) const {
+  [[nodiscard]] std::optional<FilePath> placeOf(const FilePath& link) const {
     std::array<char, PATH_MAX> target{};
     const ssize_t length = ::readlink(link.c_str(), target.data(), target.size());
     if (length <= 0) return std::nullopt;
@@ -100,7 +100,7 @@ class Inspection {
   }
 
   // proc_pid_fdinfo(5): "flags:", then the flags of open(2) in octal.
-  Result<bool> isWritable(std::string_view descriptor) const {
+  [[nodiscard]] Result<bool> isWritable(std::string_view descriptor) const {
     const auto text = SmallFile::read(directory_.appending("fdinfo").appending(descriptor));
     if (!text) return std::unexpected(text.error());
     constexpr std::string_view key = "flags:\t";
@@ -133,7 +133,7 @@ class Inspection {
 
   // The device in the table is the file system's own number, which on btrfs is not what stat tells: the link is
   // asked first where the kernel lets the caller.
-  bool isOnDevice(std::string_view line, std::string_view range) const {
+  [[nodiscard]] bool isOnDevice(std::string_view line, std::string_view range) const {
     struct stat status{};
     if (::stat(directory_.appending("map_files").appending(range).c_str(), &status) == 0) {
       return status.st_dev == device_;

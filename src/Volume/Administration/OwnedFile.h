@@ -20,6 +20,8 @@ class OwnedFile {
   ~OwnedFile();
   OwnedFile(OwnedFile&& other) noexcept;
   OwnedFile& operator=(OwnedFile&&) = delete;
+  OwnedFile(const OwnedFile&) = delete;
+  OwnedFile& operator=(const OwnedFile&) = delete;
 
   [[nodiscard]] int get() const { return file_.get(); }
 

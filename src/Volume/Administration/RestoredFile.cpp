@@ -63,7 +63,7 @@ class Restoration {
   Restoration(int source, int privateFolder, const WalkedFile& file, std::stop_token stop)
       : source_(source), privateFolder_(privateFolder), file_(file), stop_(std::move(stop)) {}
 
-  Answer run() const {
+  [[nodiscard]] Answer run() const {
     const auto examined = OwnedFile::open(file_.folder, file_.name, O_RDONLY);
     if (!examined) return failed("It could not be opened, and was left as it is", examined.error());
     const auto found = examineStoredFile(source_, examined->get(), file_.name);
@@ -84,13 +84,13 @@ class Restoration {
         "back from a backup.");
   }
 
-  Answer settle(int examined, const StoredFiles::Redone& stored) const {
+  [[nodiscard]] Answer settle(int examined, const StoredFiles::Redone& stored) const {
     auto answer = finish(examined, stored);
     if (!answer) answer.error().redoIdentifier = stored.state.redoIdentifier;
     return answer;
   }
 
-  Answer finish(int examined, const StoredFiles::Redone& stored) const {
+  [[nodiscard]] Answer finish(int examined, const StoredFiles::Redone& stored) const {
     if (!stored.hasCopy) {
       return leftAlone(
           fmt::format("Its content should be redo copy {}, which is missing, and it was left as it is. Bring it back "
@@ -105,7 +105,7 @@ class Restoration {
     return RestoredFile{.outcome = RestoredFile::Outcome::restored, .appended = {}};
   }
 
-  Answer settle(int examined, const StoredFiles::Container& stored) const {
+  [[nodiscard]] Answer settle(int examined, const StoredFiles::Container& stored) const {
     const bool isAsSealed =
         stored.attribute == StoredFiles::Container::Attribute::whole && stored.surplusByteCount == 0;
     // Expansion verifies all that it reads before it changes anything; what changes the file before it must be as sure.
@@ -136,7 +136,7 @@ class Restoration {
   }
 
   // What to answer instead of restoring, if the container is damaged or the search for damage is stopped.
-  std::optional<Answer> judge(int examined, const StoredFiles::Container& stored) const {
+  [[nodiscard]] std::optional<Answer> judge(int examined, const StoredFiles::Container& stored) const {
     const auto damage = findDamage(examined, stored, stop_);
     if (!damage && damage.error() == ErrorNumber::cancelled) {
       return RestoredFile{.outcome = RestoredFile::Outcome::stopped, .appended = {}};
@@ -154,7 +154,7 @@ class Restoration {
   }
 
   // The state goes back to where everybody looks for it first: from then on a crash leaves a container like any other.
-  Result<void> expand(int file, const StoredFiles::Container& stored) const {
+  [[nodiscard]] Result<void> expand(int file, const StoredFiles::Container& stored) const {
     if (stored.attribute != StoredFiles::Container::Attribute::whole) {
       if (const auto written = StoredState::write(file, stored.state); !written) return written;
       if (const auto synced = sync(file); !synced) return synced;
@@ -163,7 +163,7 @@ class Restoration {
   }
 
   // The very inode that was examined, locked against every other operation of ours.
-  Result<OwnedFile> openForRewriting(int examined) const {
+  [[nodiscard]] Result<OwnedFile> openForRewriting(int examined) const {
     auto file = OwnedFile::open(file_.folder, file_.name, O_RDWR);
     if (!file) return file;
     if (!isSameInode(examined, file->get())) return std::unexpected(ErrorNumber::busy);

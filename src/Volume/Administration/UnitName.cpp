@@ -26,7 +26,7 @@ std::string escapedPath(const FilePath& folder) {
     }
     if (isSeparated && !escaped.empty()) escaped += '-';
     isSeparated = false;
-    if (isPlain(byte) && !(byte == '.' && escaped.empty())) {
+    if (isPlain(byte) && (byte != '.' || !escaped.empty())) {
       escaped += byte;
     } else {
       escaped += fmt::format("\\x{:02x}", static_cast<unsigned char>(byte));

@@ -68,9 +68,15 @@ class Check {
     for (int i = 0; i < attempts; ++i) {
       const auto opened = SystemCall::openAt(file.folder, file.name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK);
       if (!opened && (opened.error() == ErrorNumber::noEntry || opened.error() == ErrorNumber{ELOOP})) return;
-      if (!opened) return report(file.path, Kind::unreadable, opened.error().text());
+      if (!opened) {
+        report(file.path, Kind::unreadable, opened.error().text());
+        return;
+      }
       const auto before = SystemCall::status(opened->get());
-      if (!before) return report(file.path, Kind::unreadable, before.error().text());
+      if (!before) {
+        report(file.path, Kind::unreadable, before.error().text());
+        return;
+      }
       const auto found = examine(opened->get(), file.name);
       if (!found && found.error() == ErrorNumber::cancelled) return;
       if (source_.isServed) {
@@ -78,8 +84,14 @@ class Check {
         if (!after || !isSameMoment(before->st_ctim, after->st_ctim)) continue;
       }
       ++result_.files;
-      if (!found) return report(file.path, Kind::unreadable, found.error().text());
-      if (found->damage) return reportDamage(file, *found->damage);
+      if (!found) {
+        report(file.path, Kind::unreadable, found.error().text());
+        return;
+      }
+      if (found->damage) {
+        reportDamage(file, *found->damage);
+        return;
+      }
       std::visit([&](const auto& stored) { judge(file, stored); }, found->stored);
       return;
     }
@@ -95,11 +107,11 @@ class Check {
   Result<Examined> examine(int file, const char* name) const {
     auto stored = examineStoredFile(source_.descriptor.get(), file, name);
     if (!stored) return std::unexpected(stored.error());
-    Examined examined{.stored = std::move(*stored), .damage = {}};
+    Examined examined{.stored = *stored, .damage = {}};
     if (const auto* container = std::get_if<StoredFiles::Container>(&examined.stored)) {
       auto damage = findDamage(file, *container, stop_);
       if (!damage) return std::unexpected(damage.error());
-      examined.damage = std::move(*damage);
+      examined.damage = *damage;
     }
     return examined;
   }
@@ -166,7 +178,10 @@ class Check {
   void reportOrphans() {
     const auto copies = RedoCopies::list(source_.descriptor.get());
     const FilePath folder = RedoCopies::path(source_.folder);
-    if (!copies) return report(folder, Kind::unreadable, copies.error().text());
+    if (!copies) {
+      report(folder, Kind::unreadable, copies.error().text());
+      return;
+    }
     for (const std::uint32_t identifier : *copies) {
       if (!named_.contains(identifier)) report(folder.appending(std::to_string(identifier)), Kind::orphanRedoCopy, {});
     }

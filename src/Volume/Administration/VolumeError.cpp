@@ -155,7 +155,9 @@ std::string sentence(const VolumeError& error) {
 }
 
 std::string sentence(const FolderUser& user) {
-  const std::string_view how = user.writes ? "writing" : user.hasOpenFiles ? "reading" : "standing in";
+  std::string_view how = "standing in";
+  if (user.hasOpenFiles) how = "reading";
+  if (user.writes) how = "writing";
   return fmt::format("{} ({}), {} {}", user.process, FilePath(user.command).displayText(), how,
                      user.example.displayText());
 }

@@ -105,7 +105,7 @@ Outcome runInBackground(ChildProgram daemon, MountOutcome outcome, const std::st
 
 }  // namespace
 
-Outcome VolumeMount::mount(const FilePath& folder, const MountOptions& options, std::stop_token stop,
+Outcome VolumeMount::mount(const FilePath& folder, const MountOptions& options, const std::stop_token& stop,
                            const std::function<void(const MountOutcome&)>& onMounted) {
   const auto resolved = FolderPath::resolve(folder);
   if (!resolved) return std::unexpected(VolumeErrors::NotAFolder{folder, resolved.error()});

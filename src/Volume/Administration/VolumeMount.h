@@ -33,7 +33,7 @@ namespace VolumeMount {
 // in PATH. Returns once the mount stands and `onMounted` was called. With `foreground` the daemon writes to this
 // process's standard error and the call returns when it has ended; a stop request ends it as SIGTERM does.
 [[nodiscard]] std::expected<MountOutcome, VolumeError> mount(
-    const FilePath& folder, const MountOptions& options, std::stop_token stop = {},
+    const FilePath& folder, const MountOptions& options, const std::stop_token& stop = {},
     const std::function<void(const MountOutcome&)>& onMounted = [](const MountOutcome&) {});
 
 }  // namespace VolumeMount

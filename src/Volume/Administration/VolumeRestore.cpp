@@ -91,7 +91,8 @@ class Restore {
       if (failure.isGone) return;
       if (file.status.st_nlink > 1) failedLinks_.insert(file.status.st_ino);
       if (failure.redoIdentifier != 0) copies_[failure.redoIdentifier].isKept = true;
-      return fail(file.path, failure.detail, beside(file.path, failure.appended));
+      fail(file.path, failure.detail, beside(file.path, failure.appended));
+      return;
     }
     if (restored->outcome != RestoredFile::Outcome::restored) return;
     ++result_.restored;

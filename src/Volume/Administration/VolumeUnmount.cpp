@@ -26,24 +26,27 @@
 namespace quillbrook {
 namespace {
 
+// A damaged state hides a compressed file as well.
+bool isCompressed(const WalkedFile& file) {
+  const std::string path = SystemCall::pathOf(file.folder) + '/' + file.name;
+  const auto state = StoredState::readAt(path.c_str());
+  if (!state) return state.error() == ErrorNumber::inputOutput;
+  return *state && ((*state)->isSealed() || (*state)->redoIdentifier != 0);
+}
+
 // Fills in the count. A source that cannot be reached leaves it empty.
 void count(UnmountOutcome& outcome, const std::stop_token& stop) {
   const auto source = VolumeSource::open(outcome.folder);
   if (!source) return;
   std::uint64_t files = 0;
   std::unordered_set<ino_t> linked;
-  const FolderWalk::Visitor visitor{
-      .onFile =
-          [&](const WalkedFile& file) {
-            const std::string path = SystemCall::pathOf(file.folder) + '/' + file.name;
-            const auto state = StoredState::readAt(path.c_str());
-            // A damaged state hides a compressed file as well.
-            if (state && !(*state && ((*state)->isSealed() || (*state)->redoIdentifier != 0))) return;
-            if (!state && state.error() != ErrorNumber::inputOutput) return;
-            if (file.status.st_nlink > 1 && !linked.insert(file.status.st_ino).second) return;
-            ++files;
-          },
-      .onUnreadable = [&](const FilePath&, ErrorNumber) { ++outcome.unreadFolders; }};
+  const FolderWalk::Visitor visitor{.onFile =
+                                        [&](const WalkedFile& file) {
+                                          if (!isCompressed(file)) return;
+                                          if (file.status.st_nlink == 1 || linked.insert(file.status.st_ino).second)
+                                            ++files;
+                                        },
+                                    .onUnreadable = [&](const FilePath&, ErrorNumber) { ++outcome.unreadFolders; }};
   if (FolderWalk::walk(source->descriptor.get(), outcome.folder, visitor, stop)) outcome.compressedFiles = files;
 }
 
@@ -77,7 +80,7 @@ std::expected<void, VolumeError> awaitEnd(const FileDescriptor& process, const F
 }  // namespace
 
 std::expected<UnmountOutcome, VolumeError> VolumeUnmount::unmount(
-    const FilePath& folder, std::stop_token stop, const std::function<void(const UnmountOutcome&)>& onCounted) {
+    const FilePath& folder, const std::stop_token& stop, const std::function<void(const UnmountOutcome&)>& onCounted) {
   const auto resolved = FolderPath::resolve(folder);
   if (!resolved) return std::unexpected(VolumeErrors::NotAFolder{folder, resolved.error()});
   UnmountOutcome outcome{.folder = *resolved, .compressedFiles = std::nullopt};

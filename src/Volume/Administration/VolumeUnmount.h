@@ -27,7 +27,7 @@ namespace VolumeUnmount {
 // while a process stands in the volume or has files open there; NotMounted, ForeignMount, and what MountDetach fails
 // with. Stopped, or SystemFailure for the wait, may also come when the volume is detached already.
 [[nodiscard]] std::expected<UnmountOutcome, VolumeError> unmount(
-    const FilePath& folder, std::stop_token stop = {},
+    const FilePath& folder, const std::stop_token& stop = {},
     const std::function<void(const UnmountOutcome&)>& onCounted = [](const UnmountOutcome&) {});
 
 }  // namespace VolumeUnmount

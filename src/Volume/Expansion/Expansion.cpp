@@ -36,6 +36,8 @@ class NewCopy {
   NewCopy(NewCopy&& other) noexcept
       : folder_(std::exchange(other.folder_, -1)), identifier_(other.identifier_), file_(std::move(other.file_)) {}
   NewCopy& operator=(NewCopy&&) = delete;
+  NewCopy(const NewCopy&) = delete;
+  NewCopy& operator=(const NewCopy&) = delete;
   ~NewCopy() {
     if (folder_ >= 0) unlinkat(folder_, std::to_string(identifier_).c_str(), 0);
   }
@@ -86,7 +88,10 @@ Result<void> complete(int folder, int file, int copy, const RedoRecord& record, 
 Result<void> nameCopy(int file, const ContainerState& before, const ContainerState& naming) {
   auto done = StoredState::write(file, naming);
   if (done) done = sync(file);
-  if (!done && StoredState::write(file, before)) static_cast<void>(sync(file));
+  if (!done && StoredState::write(file, before)) {
+    // What was to be told has failed before.
+    [[maybe_unused]] const auto synced = sync(file);
+  }
   return done;
 }
 
@@ -141,7 +146,9 @@ Result<void> expandToNothing(int file, const ContainerState& state) {
 
 void abandon(int file, const ContainerState& state, const RedoRecord& record) {
   // A truncation to the length that it has gives back what lies behind it.
-  if (ftruncate(file, static_cast<off_t>(state.rawByteCount())) == 0) static_cast<void>(record.restore(file));
+  if (ftruncate(file, static_cast<off_t>(state.rawByteCount())) != 0) return;
+  // Wrong times are all that a failure leaves, and the caller has another one to tell.
+  [[maybe_unused]] const auto restored = record.restore(file);
 }
 
 Result<void> finish(int source, int file, const ContainerState& state) {

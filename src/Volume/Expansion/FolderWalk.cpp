@@ -19,7 +19,7 @@
 namespace quillbrook {
 namespace {
 
-constexpr int folderFlags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW;
+constexpr int openFlags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW;
 
 // Levels further up than this give their descriptor back and are found again through "..".
 constexpr std::size_t openLevelCount = 64;
@@ -53,10 +53,16 @@ class Walk {
 
  private:
   void descend(int parent, const std::string& name, const FilePath& path) {
-    auto folder = SystemCall::openAt(parent, name.c_str(), folderFlags);
-    if (!folder) return tell(path, folder.error());
+    auto folder = SystemCall::openAt(parent, name.c_str(), openFlags);
+    if (!folder) {
+      tell(path, folder.error());
+      return;
+    }
     const auto found = SystemCall::status(folder->get());
-    if (!found) return tell(path, found.error());
+    if (!found) {
+      tell(path, found.error());
+      return;
+    }
     const struct stat& status = *found;
     if (!levels_.empty() && status.st_dev != levels_.front().device) return;
     if (levels_.size() >= openLevelCount) levels_[levels_.size() - openLevelCount].folder.reset();
@@ -70,7 +76,7 @@ class Walk {
     levels_.pop_back();
     if (levels_.empty() || levels_.back().folder.isOpen()) return;
     Level& level = levels_.back();
-    auto folder = SystemCall::openAt(below.get(), "..", folderFlags);
+    auto folder = SystemCall::openAt(below.get(), "..", openFlags);
     const auto status = folder ? SystemCall::status(folder->get()) : std::unexpected(folder.error());
     if (status && status->st_dev == level.device && status->st_ino == level.inode) {
       level.folder = std::move(*folder);
@@ -84,10 +90,16 @@ class Walk {
 
   void list(Level& level, bool isRoot) {
     auto listing = FolderListing::open(level.folder.get());
-    if (!listing) return tell(level.path, listing.error());
+    if (!listing) {
+      tell(level.path, listing.error());
+      return;
+    }
     while (!stop_.stop_requested()) {
       const auto entry = listing->next();
-      if (!entry) return tell(level.path, entry.error());
+      if (!entry) {
+        tell(level.path, entry.error());
+        return;
+      }
       if (!*entry) return;
       if (!VolumeProtocol::isPrivate(isRoot, (*entry)->name)) visit(level, **entry);
     }
@@ -102,7 +114,8 @@ class Walk {
     struct stat status{};
     const FilePath path = level.path.appending(entry.name);
     if (::fstatat(level.folder.get(), entry.name, &status, AT_SYMLINK_NOFOLLOW) != 0) {
-      return tell(path, ErrorNumber{errno});
+      tell(path, ErrorNumber{errno});
+      return;
     }
     if (S_ISDIR(status.st_mode)) {
       level.folders.emplace_back(entry.name);

@@ -62,7 +62,8 @@ Result<void> forEachExtent(int copy, std::uint64_t byteCount, Data data, Hole ho
 
 Result<void> copyRange(int file, int copy, std::uint64_t offset, std::uint64_t count,
                        std::vector<std::uint8_t>& buffer) {
-  for (std::uint64_t end = offset + count; offset < end;) {
+  const std::uint64_t end = offset + count;
+  while (offset < end) {
     const std::size_t wanted = std::min<std::uint64_t>(buffer.size(), end - offset);
     const ssize_t got =
         SystemCall::retrying([&] { return pread(copy, buffer.data(), wanted, static_cast<off_t>(offset)); });
@@ -84,7 +85,8 @@ Result<void> clear(int file, std::uint64_t offset, std::uint64_t count) {
   }
   if (errno != EOPNOTSUPP) return SystemCall::failure();
   const std::vector<std::uint8_t> zeros(std::min<std::uint64_t>(count, chunkByteCount));
-  for (std::uint64_t end = offset + count; offset < end;) {
+  const std::uint64_t end = offset + count;
+  while (offset < end) {
     const std::size_t part = std::min<std::uint64_t>(zeros.size(), end - offset);
     if (const auto written = SystemCall::writeAll(file, offset, std::span(zeros).first(part)); !written) return written;
     offset += part;
