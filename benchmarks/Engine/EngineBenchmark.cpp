@@ -4,9 +4,9 @@
 //
 //   EngineBenchmark VOLUME PLAIN ROUNDS     two copies of one folder: in a mounted volume, and on the host file system
 //
-// Large files (1 MiB and more), one thread: encode, decode and SHA-256 alone, then whole compress and decompress; the goal is the
-// time of one encode, one decode and two hashes. Small files, as many workers as processors: whole compress and decompress
-// beside a bare loop of write, sync and rename-over; interleaved rounds, the median counts.
+// Large files (1 MiB and more), one thread: encode, decode and SHA-256 alone, then whole compress and decompress; the
+// goal is the time of one encode, one decode and two hashes. Small files, as many workers as processors: whole compress
+// and decompress beside a bare loop of write, sync and rename-over; interleaved rounds, the median counts.
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -16,8 +16,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <functional>
 #include <fstream>
+#include <functional>
 #include <iterator>
 #include <string>
 #include <thread>
@@ -76,7 +76,8 @@ double timed(const std::function<void()>& work) {
 }
 
 // Every path goes to one of `workers` threads; the time until the last is done.
-double timedOverAll(const std::vector<fs::path>& paths, unsigned workers, const std::function<void(const fs::path&)>& act) {
+double timedOverAll(const std::vector<fs::path>& paths, unsigned workers,
+                    const std::function<void(const fs::path&)>& act) {
   return timed([&] {
     std::atomic<std::size_t> next = 0;
     std::vector<std::jthread> threads;
@@ -90,12 +91,14 @@ double timedOverAll(const std::vector<fs::path>& paths, unsigned workers, const 
 
 void compress(const fs::path& path) {
   const auto done = FileCompressor::compress(FilePath(path.string()));
-  if (!done && !describe(done.error()).starts_with("compressionDidNotReduceSize")) fail(path.string() + ": " + describe(done.error()));
+  if (!done && !describe(done.error()).starts_with("compressionDidNotReduceSize"))
+    fail(path.string() + ": " + describe(done.error()));
 }
 
 void decompress(const fs::path& path) {
   const auto done = FileCompressor::decompress(FilePath(path.string()));
-  if (!done && !describe(done.error()).starts_with("notCompressed")) fail(path.string() + ": " + describe(done.error()));
+  if (!done && !describe(done.error()).starts_with("notCompressed"))
+    fail(path.string() + ": " + describe(done.error()));
 }
 
 void largeFiles(const std::vector<fs::path>& files, const fs::path& volume, const fs::path& plain) {
@@ -114,8 +117,8 @@ void largeFiles(const std::vector<fs::path>& files, const fs::path& volume, cons
       std::size_t used = 0;
       for (std::size_t at = 0; at < content.size(); at += blockSize) {
         const std::size_t length = std::min(blockSize, content.size() - at);
-        const std::size_t count = compression_encode_buffer(std::span(fork).subspan(used, length + 64),
-                                                            std::span(content).subspan(at, length), {}, COMPRESSION_LZFSE);
+        const std::size_t count = compression_encode_buffer(
+            std::span(fork).subspan(used, length + 64), std::span(content).subspan(at, length), {}, COMPRESSION_LZFSE);
         if (count == 0) fail("encode");
         chunks.push_back(std::span(fork).subspan(used, count));
         used += count;
@@ -138,8 +141,8 @@ void largeFiles(const std::vector<fs::path>& files, const fs::path& volume, cons
   const double compressing = timedOverAll(paths, 1, compress);
   const double decompressing = timedOverAll(paths, 1, decompress);
   const double parts = encoding + decoding + 2 * hashing;
-  std::printf("  whole compress   %8.1f MB/s, %.0f%% of encode + decode + 2 hashes (%.1f MB/s)\n", megabytes / compressing,
-              100 * parts / compressing, megabytes / parts);
+  std::printf("  whole compress   %8.1f MB/s, %.0f%% of encode + decode + 2 hashes (%.1f MB/s)\n",
+              megabytes / compressing, 100 * parts / compressing, megabytes / parts);
   std::printf("  whole decompress %8.1f MB/s\n", megabytes / decompressing);
 }
 

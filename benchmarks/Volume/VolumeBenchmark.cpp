@@ -70,8 +70,10 @@ class Table {
       const double yardstick = median(values_.at(test).at(targets_.front().name));
       for (const Target& target : targets_) {
         const double value = median(values_.at(test).at(target.name));
-        if (&target == &targets_.front()) std::printf(" %20.0f", value);
-        else std::printf(" %13.0f (%3.0f%%)", value, 100 * value / yardstick);
+        if (&target == &targets_.front())
+          std::printf(" %20.0f", value);
+        else
+          std::printf(" %13.0f (%3.0f%%)", value, 100 * value / yardstick);
       }
       std::printf("\n");
     }
@@ -100,7 +102,7 @@ void readAll(const std::string& path, std::size_t chunk) {
 
 double randomReads(const std::string& path, int reads) {
   const FileDescriptor file = openFile(path, O_RDONLY);
-  struct stat status {};
+  struct stat status{};
   if (::fstat(file.get(), &status) != 0) fail(path);
   std::mt19937_64 random(1);
   std::vector<char> buffer(page);
@@ -162,10 +164,12 @@ void small(Table& table, const Target& target, int files) {
   }
   std::vector<char> data(page, 'x');
   const auto each = [&](const char* test, const std::function<void(const std::string&)>& act) {
-    table.add(test, target.name, rate(files, [&] { for (const auto& path : paths) act(path); }));
+    table.add(test, target.name, rate(files, [&] {
+                for (const auto& path : paths) act(path);
+              }));
   };
   const auto status = [](const std::string& path) {
-    struct stat found {};
+    struct stat found{};
     if (::lstat(path.c_str(), &found) != 0) fail(path);
   };
   const auto readOne = [&](const std::string& path) { readAll(path, 2 * page); };
@@ -182,7 +186,7 @@ void small(Table& table, const Target& target, int files) {
                 DIR* const open = ::opendir(folder.c_str());
                 if (open == nullptr) fail(folder);
                 while (const dirent* entry = ::readdir(open)) {
-                  struct stat found {};
+                  struct stat found{};
                   if (::fstatat(::dirfd(open), entry->d_name, &found, AT_SYMLINK_NOFOLLOW) != 0) fail(folder);
                 }
                 ::closedir(open);
@@ -211,7 +215,8 @@ double decoderAlone(const std::string& path) {
     const ssize_t count = ::read(file.get(), block.data(), block.size());
     if (count <= 0) break;
     std::vector<std::uint8_t> chunk(block.size() + 64);
-    chunk.resize(compression_encode_buffer(chunk, {block.data(), static_cast<std::size_t>(count)}, {}, COMPRESSION_LZFSE));
+    chunk.resize(
+        compression_encode_buffer(chunk, {block.data(), static_cast<std::size_t>(count)}, {}, COMPRESSION_LZFSE));
     chunks.push_back(std::move(chunk));
     total += static_cast<std::size_t>(count);
   }
@@ -223,7 +228,7 @@ double decoderAlone(const std::string& path) {
 }
 
 void compressed(Table& table, const Target& target) {
-  struct stat status {};
+  struct stat status{};
   if (::stat(target.path.c_str(), &status) != 0) fail(target.path);
   const double size = static_cast<double>(status.st_size) / mebibyte;
   dropCaches();
@@ -268,12 +273,16 @@ int run(const std::vector<std::string>& arguments) {
     std::printf("%-28s %20.0f\n", "decoder alone, MiB/s", median(alone));
     return 0;
   }
-  std::fputs("usage: VolumeBenchmark ordinary ROUNDS MEGABYTES FILES NAME=FOLDER...\n"
-             "       VolumeBenchmark compressed ROUNDS NAME=FILE...\n", stderr);
+  std::fputs(
+      "usage: VolumeBenchmark ordinary ROUNDS MEGABYTES FILES NAME=FOLDER...\n"
+      "       VolumeBenchmark compressed ROUNDS NAME=FILE...\n",
+      stderr);
   return 2;
 }
 
 }  // namespace
 }  // namespace quillbrook
 
-int main(int argc, char** argv) { return quillbrook::run({argv + 1, argv + argc}); }
+int main(int argc, char** argv) {
+  return quillbrook::run({argv + 1, argv + argc});
+}

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <array>
 #include <bit>
 #include <concepts>
 #include <cstddef>
@@ -29,8 +30,8 @@ inline void store(std::uint8_t* to, T value) noexcept {
 inline constexpr std::size_t generousMargin = 32;
 
 inline void copy16(std::uint8_t* to, const std::uint8_t* from) noexcept {
-  std::uint64_t low;
-  std::uint64_t high;
+  std::uint64_t low = 0;
+  std::uint64_t high = 0;
   std::memcpy(&low, from, 8);
   std::memcpy(&high, from + 8, 8);
   std::memcpy(to, &low, 8);
@@ -58,7 +59,7 @@ inline void repeatGenerously(std::uint8_t* to, std::size_t distance, std::size_t
   const std::uint8_t* from = to - distance;
   for (std::size_t i = 0; i < 16; ++i) to[i] = from[i];
   if (count <= 16) return;
-  constexpr std::uint8_t reach[16] = {0, 16, 16, 18, 16, 20, 18, 21, 16, 18, 20, 22, 24, 26, 28, 30};
+  constexpr std::array<std::uint8_t, 16> reach{0, 16, 16, 18, 16, 20, 18, 21, 16, 18, 20, 22, 24, 26, 28, 30};
   static_assert(generousMargin >= 16 + 15);
   copyGenerously(to + 16, to + 16 - reach[distance], count - 16);
 }

@@ -8,19 +8,16 @@
 namespace quillbrook {
 
 // The algorithms that the two operations know; any other value makes them return 0.
-enum compression_algorithm : std::uint32_t {
+enum compression_algorithm : std::uint32_t {  // NOLINT(performance-enum-size): the width belongs to the interface
   COMPRESSION_LZFSE = 0x801,
 };
-
-// Bytes of scratch memory with which `compression_encode_buffer` allocates nothing. The decoder needs none.
-std::size_t compression_encode_scratch_buffer_size(compression_algorithm algorithm) noexcept;
 
 // Writes `source` as one complete stream, with its end marker, and returns the stream's length in bytes. Returns 0 if
 // it does not fit into `destination`, if memory is short or if the algorithm is unknown; the content of `destination`
 // is unspecified then.
 //
-// `source.size() + 64` bytes suffice for any content of up to 16 GiB. The two buffers must not overlap. `scratch` may
-// be empty or too small: the function then allocates what it needs for the time of the call. Without state; any thread.
+// `source.size() + 64` bytes suffice for any content of up to 16 GiB. The two buffers must not overlap. The function
+// allocates what it needs for the time of the call and leaves `scratch` alone. Without state; any thread.
 std::size_t compression_encode_buffer(std::span<std::uint8_t> destination, std::span<const std::uint8_t> source,
                                       std::span<std::uint8_t> scratch, compression_algorithm algorithm) noexcept;
 

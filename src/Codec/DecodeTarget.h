@@ -43,6 +43,27 @@ struct DecodeTarget {
     next += taken;
     return taken == count;
   }
+
+  // Appends `l` literals, then a match of `m` bytes from `distance` back, if `m` is not 0. `readable` bytes may be read
+  // at `literals`; where they are fewer than `l`, the source has ended. A distance of 0, or one that reaches in front
+  // of what is written, is malformed.
+  DecodeOutcome appendLiteralsAndMatch(const std::uint8_t* literals, std::size_t readable, std::size_t l,
+                                       std::size_t distance, std::size_t m) {
+    // A distance of 0 wraps around to the largest number and fails the same test.
+    const bool reaches = distance - 1 < written() + l || m == 0;
+    if (readable >= l + Bytes::generousMargin && room() >= l + m + Bytes::generousMargin) [[likely]] {
+      if (!reaches) return DecodeOutcome::malformed;
+      Bytes::copyGenerously(next, literals, l);
+      next += l;
+      if (m != 0) Bytes::repeatGenerously(next, distance, m);
+      next += m;
+      return DecodeOutcome::complete;
+    }
+    if (!append(literals, std::min(l, readable))) return DecodeOutcome::full;
+    if (readable < l) return DecodeOutcome::inputEnded;
+    if (!reaches) return DecodeOutcome::malformed;
+    return appendMatch(distance, m) ? DecodeOutcome::complete : DecodeOutcome::full;
+  }
 };
 
 }  // namespace quillbrook::Codec

@@ -82,6 +82,11 @@ void normalise(std::span<const std::uint32_t> counts, std::uint32_t states,
                std::span<std::uint16_t> frequencies) noexcept {
   std::uint64_t total = 0;
   for (const std::uint32_t count : counts) total += count;
+  if (total == 0) {
+    std::ranges::fill(frequencies, std::uint16_t{0});
+    frequencies.front() = static_cast<std::uint16_t>(states);
+    return;
+  }
   std::int64_t surplus = -static_cast<std::int64_t>(states);
   for (std::size_t s = 0; s < counts.size(); ++s) {
     const std::uint64_t rounded = (std::uint64_t{counts[s]} * states + total / 2) / total;

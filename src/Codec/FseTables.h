@@ -54,7 +54,8 @@ void buildValueSteps(std::span<ValueStep> steps, std::span<const std::uint16_t> 
                      std::span<const std::uint8_t> extraBits, std::span<const std::uint32_t> bases) noexcept;
 
 // Scales counts to frequencies that add up to `states`, with at least 1 for each symbol that occurs, so that the coded
-// length comes out near its minimum. At least one count is not 0, and no more than `states` are.
+// length comes out near its minimum. No more than `states` counts are not 0; where all are, the first symbol gets all
+// states, as a table always adds up to them.
 void normalise(std::span<const std::uint32_t> counts, std::uint32_t states,
                std::span<std::uint16_t> frequencies) noexcept;
 

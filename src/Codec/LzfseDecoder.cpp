@@ -6,6 +6,7 @@
 #include "Codec/BitReader.h"
 #include "Codec/Bytes.h"
 #include "Codec/FseTables.h"
+#include "Codec/LiteralBuffer.h"
 #include "Codec/LzfseBlockHeader.h"
 #include "Codec/LzfseFormat.h"
 
@@ -21,8 +22,8 @@ static_assert(LzfseBlockHeader::packedFixedBytes >= BitReader::bytesInFront &&
                   LzfseBlockHeader::plainBytes >= BitReader::bytesInFront,
               "the bit reader looks at bytes in front of the payload");
 
-// The block's literals, with room behind them for generous copies.
-using LiteralBuffer = std::array<std::uint8_t, maxLiterals + Bytes::generousMargin>;
+// The zero bytes that fill a block's literals up to groups of four: what its triples may leave over.
+constexpr std::size_t maxPadding = 3;
 
 // Decodes all literals, a multiple of four. False if the payload holds fewer bits than they take.
 bool decodeLiterals(const LzfseBlockHeader& header, const std::uint8_t* payload, LiteralBuffer& literals) {
@@ -69,25 +70,14 @@ DecodeOutcome decodeTriples(const LzfseBlockHeader& header, const std::uint8_t* 
     const std::size_t d = FseTables::decodeValue(dTable.data(), dState, bits);
     distance = d != 0 ? d : distance;
     if (l > literalsLeft || l + m > rawLeft) return DecodeOutcome::malformed;
-    // A distance of 0 wraps around to the largest number and fails the same test.
-    const bool reaches = distance - 1 < target.written() + l || m == 0;
-
-    if (target.room() >= l + m + Bytes::generousMargin) [[likely]] {
-      if (!reaches) return DecodeOutcome::malformed;
-      Bytes::copyGenerously(target.next, literal, l);
-      target.next += l;
-      if (m != 0) Bytes::repeatGenerously(target.next, distance, m);
-      target.next += m;
-    } else {
-      if (!target.append(literal, l)) return DecodeOutcome::full;
-      if (!reaches) return DecodeOutcome::malformed;
-      if (!target.appendMatch(distance, m)) return DecodeOutcome::full;
-    }
+    const DecodeOutcome outcome = target.appendLiteralsAndMatch(literal, l + Bytes::generousMargin, l, distance, m);
+    if (outcome != DecodeOutcome::complete) return outcome;
     literal += l;
     literalsLeft -= l;
     rawLeft -= l + m;
   }
-  return rawLeft == 0 && !bits.overrun() ? DecodeOutcome::complete : DecodeOutcome::malformed;
+  const bool isUsedUp = rawLeft == 0 && literalsLeft <= maxPadding;
+  return isUsedUp && !bits.overrun() ? DecodeOutcome::complete : DecodeOutcome::malformed;
 }
 
 }  // namespace
@@ -104,6 +94,8 @@ DecodeOutcome decode(std::span<const std::uint8_t> source, DecodeTarget& target,
   const std::size_t payloadBytes = std::size_t{header.literalPayloadBytes} + header.lmdPayloadBytes;
   if (payloadBytes > source.size() - headerBytes) return DecodeOutcome::inputEnded;
   blockBytes = headerBytes + payloadBytes;
+  // No use in decoding literals that the triples cannot use.
+  if (header.literals > header.rawBytes + maxPadding) return DecodeOutcome::malformed;
 
   const std::uint8_t* const literalPayload = source.data() + headerBytes;
   LiteralBuffer literals;

@@ -40,8 +40,6 @@ void chooseLiteralFrequencies(std::span<const std::uint8_t> literals, LzfseBlock
     for (std::size_t lane = 0; lane < 4; ++lane) ++counts[lane][literals[i + lane]];
   }
   for (std::size_t s = 0; s < literalSymbols; ++s) counts[0][s] += counts[1][s] + counts[2][s] + counts[3][s];
-  // A table always adds up to its states; with nothing to code one symbol owns them all.
-  if (literals.empty()) counts[0][0] = 1;
   FseTables::normalise(counts[0], LzfseFormat::literalStates, header.literalFrequencies);
 }
 

@@ -5,12 +5,13 @@
 #include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <string_view>
 
 // The numbers of the LZFSE stream format.
 namespace quillbrook::Codec::LzfseFormat {
 
 // The four bytes in front of each block, as a little-endian number.
-constexpr std::uint32_t magic(const char (&text)[5]) {
+constexpr std::uint32_t magic(std::string_view text) {
   std::uint32_t value = 0;
   for (unsigned i = 0; i < 4; ++i) value |= static_cast<std::uint32_t>(static_cast<unsigned char>(text[i])) << (8 * i);
   return value;

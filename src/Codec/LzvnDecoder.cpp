@@ -104,22 +104,9 @@ DecodeOutcome decode(std::span<const std::uint8_t> payload, DecodeTarget& target
     }
     next += known.bytes;
 
-    const auto readable = static_cast<std::size_t>(end - next);
-    const bool reaches = distance - 1 < target.written() + l || m == 0;
-    if (readable >= l + Bytes::generousMargin && target.room() >= l + m + Bytes::generousMargin) [[likely]] {
-      if (!reaches) return DecodeOutcome::malformed;
-      Bytes::copyGenerously(target.next, next, l);
-      target.next += l;
-      if (m != 0) Bytes::repeatGenerously(target.next, distance, m);
-      target.next += m;
-    } else {
-      if (readable < l) {
-        return target.append(next, readable) ? DecodeOutcome::inputEnded : DecodeOutcome::full;
-      }
-      if (!target.append(next, l)) return DecodeOutcome::full;
-      if (!reaches) return DecodeOutcome::malformed;
-      if (!target.appendMatch(distance, m)) return DecodeOutcome::full;
-    }
+    const DecodeOutcome outcome =
+        target.appendLiteralsAndMatch(next, static_cast<std::size_t>(end - next), l, distance, m);
+    if (outcome != DecodeOutcome::complete) return outcome;
     next += l;
   }
   return DecodeOutcome::inputEnded;

@@ -6,6 +6,7 @@
 #include <limits>
 
 #include "Codec/Bytes.h"
+#include "Codec/LzfseEncoder.h"
 #include "Codec/LzvnEncoder.h"
 
 namespace quillbrook::Codec::StreamEncoder {
@@ -17,8 +18,7 @@ using namespace LzfseFormat;
 // Appends blocks to the destination, each in its shortest form.
 class BlockWriter {
  public:
-  BlockWriter(std::span<std::uint8_t> destination, const std::uint8_t* sourceEnd,
-              LzfseEncoder::LiteralBuffer& memory) noexcept
+  BlockWriter(std::span<std::uint8_t> destination, const std::uint8_t* sourceEnd, LiteralBuffer& memory) noexcept
       : destination_(destination), sourceEnd_(sourceEnd), memory_(memory) {}
 
   // False if the block does not fit.
@@ -88,7 +88,7 @@ class BlockWriter {
   std::size_t storedAt_ = none;  // where the last block begins, if it is a stored one
   std::size_t storedBytes_ = 0;
   const std::uint8_t* sourceEnd_;
-  LzfseEncoder::LiteralBuffer& memory_;
+  LiteralBuffer& memory_;
 };
 
 // Parses the source into literals and matches, and writes a block whenever one is full.

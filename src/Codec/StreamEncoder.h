@@ -6,7 +6,7 @@
 #include <span>
 
 #include "Codec/Block.h"
-#include "Codec/LzfseEncoder.h"
+#include "Codec/LiteralBuffer.h"
 #include "Codec/MatchFinder.h"
 
 namespace quillbrook::Codec::StreamEncoder {
@@ -16,7 +16,7 @@ namespace quillbrook::Codec::StreamEncoder {
 struct Workspace {
   MatchFinder finder;
   Block block;
-  LzfseEncoder::LiteralBuffer literals;
+  LiteralBuffer literals;
 };
 
 // Writes one stream and returns its length, or 0 if it does not fit.

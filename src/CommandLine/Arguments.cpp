@@ -5,6 +5,7 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <cstdint>
 #include <string_view>
 #include <thread>
 #include <utility>
@@ -39,11 +40,11 @@ struct Values {
 };
 
 // One verb and the command that it makes of the values. `paths` holds as many as `operands` allows.
-enum class Operands { none, folder, paths };
+enum class Operands : std::uint8_t { none, folder, paths };
 struct Verb {
   CLI::App* app;
   Operands operands;
-  Command (*make)(const Values& values, std::vector<FilePath> paths);
+  Command (*make)(const Values& values, const std::vector<FilePath>& paths);
 };
 
 class Grammar {
@@ -52,7 +53,7 @@ class Grammar {
     app_.description("Compresses files in place; a mounted volume shows them to every program as they were.");
     app_.footer(
         "'--' ends the options. Exit codes: 0 done, 1 failed, 2 wrong usage, 3 finished but files failed,\n"
-        "4 damage found, 130 and 143 stopped by a signal.");
+        "4 damage found, 130 and 143 stopped by a signal, 141 nobody reads the results.");
     app_.require_subcommand(0, 1);
     app_.add_flag("--version", values_.version, "Print the version and exit");
 
@@ -63,8 +64,8 @@ class Grammar {
                                        &makeOperation<OperationKind::decompress>);
     addJobs(*decompress);
     addPathVerb(app_, "inspect", "Show state, algorithm, logical and physical size of files",
-                [](const Values& values, std::vector<FilePath> paths) -> Command {
-                  return InspectCommand{std::move(paths), values.json};
+                [](const Values& values, const std::vector<FilePath>& paths) -> Command {
+                  return InspectCommand{paths, values.json};
                 });
     addVolumeVerbs();
   }
@@ -88,19 +89,20 @@ class Grammar {
     }
 
     std::vector<FilePath> paths;
+    paths.reserve(values_.names.size());
     for (std::string& name : values_.names) paths.push_back(unguarded(std::move(name)));
     if (mark != arguments.end()) {
       for (auto name = std::next(mark); name != arguments.end(); ++name) paths.emplace_back(*name);
     }
-    return finish(std::move(paths));
+    return finish(paths);
   }
 
  private:
-  using Make = Command (*)(const Values& values, std::vector<FilePath> paths);
+  using Make = Command (*)(const Values& values, const std::vector<FilePath>& paths);
 
   template <OperationKind kind>
-  static Command makeOperation(const Values& values, std::vector<FilePath> paths) {
-    return OperationCommand{kind, std::move(paths), values.jobs, values.json};
+  static Command makeOperation(const Values& values, const std::vector<FilePath>& paths) {
+    return OperationCommand{kind, paths, values.jobs, values.json};
   }
 
   CLI::App* addPathVerb(CLI::App& parent, const std::string& verb, const std::string& description, Make make) {
@@ -131,40 +133,43 @@ class Grammar {
     volume.require_subcommand(0, 1);
     volumeApp_ = &volume;
     CLI::App* mount = addFolderVerb(volume, "mount", "Mount a volume over its own folder",
-                                    [](const Values& values, std::vector<FilePath> paths) -> Command {
+                                    [](const Values& values, const std::vector<FilePath>& paths) -> Command {
                                       return VolumeMountCommand{paths.front(), values.mount};
                                     });
     mount->add_flag("--read-only", values_.mount.readOnly, "Let nobody write through the mount");
     mount->add_flag("--allow-other", values_.mount.allowOther, "Let other users reach into the volume");
     mount->add_flag("--foreground", values_.mount.foreground, "Stay until the volume is unmounted");
     mount->add_flag("--force", values_.mount.force, "Mount even where the system or the volume itself has its files");
-    addFolderVerb(volume, "unmount", "Unmount a volume", [](const Values&, std::vector<FilePath> paths) -> Command {
-      return VolumeUnmountCommand{paths.front()};
-    });
+    addFolderVerb(volume, "unmount", "Unmount a volume",
+                  [](const Values&, const std::vector<FilePath>& paths) -> Command {
+                    return VolumeUnmountCommand{paths.front()};
+                  });
     CLI::App* list = volume.add_subcommand("list", "List the mounted volumes");
     addJson(*list);
-    verbs_.push_back({list, Operands::none, [](const Values& values, std::vector<FilePath>) -> Command {
+    verbs_.push_back({list, Operands::none, [](const Values& values, const std::vector<FilePath>&) -> Command {
                         return VolumeListCommand{values.json};
                       }});
     CLI::App* check = addFolderVerb(volume, "check", "Decode and verify every compressed file, and change nothing",
-                                    [](const Values& values, std::vector<FilePath> paths) -> Command {
+                                    [](const Values& values, const std::vector<FilePath>& paths) -> Command {
                                       return VolumeCheckCommand{paths.front(), values.json};
                                     });
     addJson(*check);
-    addFolderVerb(
-        volume, "restore", "Without a mount, turn every compressed file back into an ordinary one",
-        [](const Values&, std::vector<FilePath> paths) -> Command { return VolumeRestoreCommand{paths.front()}; });
+    addFolderVerb(volume, "restore", "Without a mount, turn every compressed file back into an ordinary one",
+                  [](const Values&, const std::vector<FilePath>& paths) -> Command {
+                    return VolumeRestoreCommand{paths.front()};
+                  });
     CLI::App* enable = addFolderVerb(volume, "enable", "Mount a volume now and at every login",
-                                     [](const Values& values, std::vector<FilePath> paths) -> Command {
+                                     [](const Values& values, const std::vector<FilePath>& paths) -> Command {
                                        return VolumeEnableCommand{paths.front(), values.mount.force};
                                      });
     enable->add_flag("--force", values_.mount.force, "Enable even where the system or the volume itself has its files");
-    addFolderVerb(volume, "disable", "Undo 'volume enable'", [](const Values&, std::vector<FilePath> paths) -> Command {
-      return VolumeDisableCommand{paths.front()};
-    });
+    addFolderVerb(volume, "disable", "Undo 'volume enable'",
+                  [](const Values&, const std::vector<FilePath>& paths) -> Command {
+                    return VolumeDisableCommand{paths.front()};
+                  });
   }
 
-  std::expected<Command, ArgumentsAnswer> finish(std::vector<FilePath> paths) {
+  std::expected<Command, ArgumentsAnswer> finish(const std::vector<FilePath>& paths) {
     const auto verb = std::ranges::find_if(verbs_, [](const Verb& v) { return v.app->parsed(); });
     if (verb == verbs_.end()) {
       return wrongUsage(volumeApp_->parsed() ? "'volume' needs a verb: mount, unmount, list, check, restore, enable, "
@@ -182,7 +187,7 @@ class Grammar {
         if (paths.empty()) return wrongUsage("at least one file or folder is needed");
         break;
     }
-    return verb->make(values_, std::move(paths));
+    return verb->make(values_, paths);
   }
 
   [[nodiscard]] std::unexpected<ArgumentsAnswer> wrongUsage(std::string_view words) const {

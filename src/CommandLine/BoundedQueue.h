@@ -4,6 +4,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstddef>
+#include <cstdint>
 #include <deque>
 #include <expected>
 #include <mutex>
@@ -12,7 +13,7 @@
 
 namespace quillbrook {
 
-enum class QueueWait { timedOut, ended };
+enum class QueueWait : std::uint8_t { timedOut, ended };
 
 // Hands values from any number of threads to any number of others, a limited number at once: who is too fast waits.
 // So a tree of any size flows through in the memory of a few entries.

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -16,6 +16,7 @@ namespace quillbrook {
 // every further read and write of data answers `cancelled`, on open readers and writers too, and nothing is put into
 // another file's place any more; what cleans up still works. So the engine abandons the file by itself, whole.
 // Attributes, owner, mode and times pass: the engine forgives their loss, so refusing one could only do harm.
+// Belongs to the thread of that operation.
 class CancellableFileSystem final : public ForwardingFileSystem {
  public:
   // `onRead`, if there is one, hears of the bytes read from files opened for reading, on the reading thread.
@@ -42,7 +43,7 @@ class CancellableFileSystem final : public ForwardingFileSystem {
 
   std::stop_token stop_;
   std::function<void(std::size_t)> onRead_;
-  std::atomic<bool> hasRefused_ = false;
+  bool hasRefused_ = false;
 };
 
 }  // namespace quillbrook

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <cstdint>
 #include <string_view>
 #include <variant>
 #include <vector>
@@ -10,7 +11,7 @@
 
 namespace quillbrook {
 
-enum class OperationKind { compress, decompress };
+enum class OperationKind : std::uint8_t { compress, decompress };
 
 [[nodiscard]] constexpr std::string_view name(OperationKind kind) {
   return kind == OperationKind::compress ? "compress" : "decompress";

@@ -3,6 +3,8 @@
 
 #include <chrono>
 #include <iostream>
+#include <optional>
+#include <ostream>
 #include <variant>
 #include <vector>
 
@@ -11,6 +13,7 @@
 #include "CommandLine/Inspection.h"
 #include "CommandLine/Operation.h"
 #include "CommandLine/VolumeCommands.h"
+#include "Platform/StandardOutput.h"
 #include "Platform/StopSignals.h"
 #include "Platform/Terminal.h"
 
@@ -24,30 +27,39 @@ struct Runner {
   int operator()(const auto& command) const { return VolumeCommands::run(command, io); }
 };
 
+int answer(const ArgumentsAnswer& answer, Io& io) {
+  (answer.isWrongUsage ? io.err : io.out) << answer.text;
+  return answer.isWrongUsage ? ExitCode::wrongUsage : ExitCode::done;
+}
+
+// The exit code of a command whose results did not arrive: a failure, whatever else went well.
+int resultsLost(int exitCode, Io& io) {
+  const auto failure = io.outFailure ? io.outFailure() : std::nullopt;
+  // Who reads no further, as head(1), has what was wanted: it is told to nobody.
+  if (failure == ErrorNumber::brokenPipe) return exitCode > ExitCode::signalBase ? exitCode : ExitCode::nobodyReads;
+  io.err
+      << "quillbrookctl: cannot write the results; every file is whole: make room there, or send them elsewhere, and "
+         "give the same command again"
+      << (failure ? ": " + failure->text() : "") << '\n';
+  return exitCode > ExitCode::signalBase ? exitCode : ExitCode::failed;
+}
+
 }  // namespace
 
 int run(std::span<const std::string> arguments, Io& io) {
   const auto command = Arguments::parse(arguments);
-  if (!command) {
-    const ArgumentsAnswer& answer = command.error();
-    (answer.isWrongUsage ? io.err : io.out) << answer.text << std::flush;
-    return answer.isWrongUsage ? ExitCode::wrongUsage : ExitCode::done;
-  }
-  const int exitCode = std::visit(Runner{io}, *command);
-  // A result that did not arrive is a failure, whatever else went well.
-  if (!io.out.flush() && exitCode == ExitCode::done) {
-    io.err << "quillbrookctl: cannot write the results\n";
-    return ExitCode::failed;
-  }
-  return exitCode;
+  const int exitCode = command ? std::visit(Runner{io}, *command) : answer(command.error(), io);
+  return io.out.flush() ? exitCode : resultsLost(exitCode, io);
 }
 
 int runProcess(int argumentCount, const char* const* arguments) {
-  std::ios::sync_with_stdio(false);
   Terminal::ignoreBrokenPipes();
   const StopSignals signals;
-  Io io{.out = std::cout,
+  StandardOutput output;
+  std::ostream out(&output);
+  Io io{.out = out,
         .err = std::cerr,
+        .outFailure = [&output] { return output.failure(); },
         .outIsTerminal = Terminal::isOutputTerminal(),
         .errIsTerminal = Terminal::isErrorTerminal(),
         .width = Terminal::width(),
@@ -56,7 +68,7 @@ int runProcess(int argumentCount, const char* const* arguments) {
         .volumes = {},
         .now = std::chrono::steady_clock::now,
         .stop = signals.token(),
-        .stopSignal = signals.received()};
+        .stopSignal = StopSignals::received()};
   const std::vector<std::string> values(arguments + (argumentCount > 0 ? 1 : 0), arguments + argumentCount);
   return run(values, io);
 }

@@ -5,11 +5,11 @@
 
 #include <cstdint>
 #include <string_view>
-#include <utility>
 #include <variant>
 
 #include "CommandLine/ExitCode.h"
 #include "CommandLine/JsonLines.h"
+#include "CommandLine/Outcome.h"
 #include "CommandLine/PathText.h"
 #include "CommandLine/SizeText.h"
 #include "CommandLine/TreeWalk.h"
@@ -21,11 +21,13 @@ namespace {
 // The inspector's own words are not English.
 std::string sentence(const FileCompressionInspectionError& error) {
   struct {
-    std::string operator()(const FileNotFound&) const { return "not found"; }
+    std::string operator()(const FileNotFound&) const { return "not found; see whether the name is right"; }
     std::string operator()(const DecmpfsHeaderInvalid& e) const {
       return "the compressed form is damaged; 'quillbrookctl volume check' tells more: " + e.reason;
     }
-    std::string operator()(const IOError& e) const { return "a system call failed: " + e.detail; }
+    std::string operator()(const IOError& e) const {
+      return OutcomeTable::sentence(EngineError(FileCompressionError(e)));
+    }
     std::string operator()(const DecmpfsHeaderMissingDespiteFlag&) const {
       return "the compressed form is damaged; 'quillbrookctl volume check' tells more: it has no header";
     }
@@ -47,7 +49,7 @@ class Inspector final : public TreeVisitor {
     return io_.out && !io_.stop.stop_requested();
   }
   void unreadable(const FilePath& folder, ErrorNumber error) override {
-    fail(folder, "the folder cannot be read: " + error.text());
+    fail(folder, "the folder cannot be read, and what it holds was left out; see to its permissions: " + error.text());
   }
   void otherFileSystem(const FilePath& folder) override {
     io_.err << fmt::format("quillbrookctl: {} is another file system and was left out; name it to inspect it\n",

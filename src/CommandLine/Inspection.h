@@ -4,13 +4,10 @@
 #include "CommandLine/Command.h"
 #include "CommandLine/Io.h"
 
-namespace quillbrook {
-
 // Shows state, algorithm and sizes of files and of what lies in folders; changes nothing.
-namespace Inspection {
+namespace quillbrook::Inspection {
 
 // Returns the exit code.
 [[nodiscard]] int run(const InspectCommand& command, Io& io);
 
-}  // namespace Inspection
-}  // namespace quillbrook
+}  // namespace quillbrook::Inspection

@@ -5,6 +5,7 @@
 #include <chrono>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <ostream>
 #include <stop_token>
 
@@ -21,8 +22,9 @@ using SteadyTime = std::chrono::steady_clock::time_point;
 
 // Everything that the command line touches outside itself, so that a test can run it in memory.
 struct Io {
-  std::ostream& out;  // results
-  std::ostream& err;  // everything else
+  std::ostream& out;                                                 // results
+  std::ostream& err;                                                 // everything else
+  std::function<std::optional<ErrorNumber>()> outFailure = nullptr;  // why `out` failed, where that is known
   bool outIsTerminal = false;
   bool errIsTerminal = false;
   unsigned width = 80;  // columns of the terminal on `err`

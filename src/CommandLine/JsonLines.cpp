@@ -90,7 +90,7 @@ std::string volume(const VolumeListing& volume) {
 std::string finding(const CheckFinding& finding) {
   Json object{{"type", "finding"}};
   addPath(object, "path", finding.path);
-  object["kind"] = describe(finding.kind);
+  object["kind"] = caseName(finding.kind);
   object["damage"] = isDamage(finding.kind);
   object["detail"] = finding.detail.empty() ? Json(nullptr) : Json(finding.detail);
   return line(object);

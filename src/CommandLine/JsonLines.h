@@ -2,32 +2,19 @@
 #pragma once
 
 #include <chrono>
-#include <cstdint>
 #include <string>
-#include <string_view>
 
 #include "CommandLine/Command.h"
+#include "CommandLine/OperationTotals.h"
 #include "CommandLine/ProcessedFile.h"
 #include "Compression/FileCompressionInfo.h"
 #include "Platform/FilePath.h"
 #include "Volume/Administration/VolumeCheck.h"
 #include "Volume/Administration/VolumeList.h"
 
-namespace quillbrook {
-
-// Counts over the files of one run; bytes of those that were done.
-struct OperationTotals {
-  std::uint64_t done = 0;
-  std::uint64_t skipped = 0;
-  std::uint64_t failed = 0;
-  std::int64_t bytesBefore = 0;
-  std::int64_t bytesAfter = 0;
-  [[nodiscard]] std::uint64_t files() const { return done + skipped + failed; }
-};
-
 // The objects of `--json`, one a line without its line feed, keys in their documented order. Sizes are bytes. Where a
 // path is not UTF-8, "path" has U+FFFD and "pathBase64" behind it the bytes.
-namespace JsonLines {
+namespace quillbrook::JsonLines {
 
 [[nodiscard]] std::string file(const FilePath& path, const FileCompressionInfo& info);
 // Not for files that were passed over.
@@ -38,5 +25,4 @@ namespace JsonLines {
 [[nodiscard]] std::string finding(const CheckFinding& finding);
 [[nodiscard]] std::string checkSummary(const CheckResult& result);
 
-}  // namespace JsonLines
-}  // namespace quillbrook
+}  // namespace quillbrook::JsonLines

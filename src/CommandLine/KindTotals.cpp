@@ -30,15 +30,19 @@ void addTo(KindTotals::Row& row, const KindTotals::Row& other) {
 
 void KindTotals::add(const FilePath& path, std::int64_t bytesBefore, std::int64_t bytesAfter) {
   std::string kind = kindOf(path);
-  const auto known = kinds_.find(kind);
-  const bool isRest = known == kinds_.end() && kinds_.size() >= maximumKinds;
-  Row& row = isRest ? rest_ : known != kinds_.end() ? known->second : kinds_[kind];
-  if (!isRest) row.kind = std::move(kind);
-  addTo(row, {.kind = {}, .files = 1, .bytesBefore = bytesBefore, .bytesAfter = bytesAfter});
+  const Row file{.kind = kind, .files = 1, .bytesBefore = bytesBefore, .bytesAfter = bytesAfter};
+  if (const auto known = kinds_.find(kind); known != kinds_.end()) {
+    addTo(known->second, file);
+  } else if (kinds_.size() < maximumKinds) {
+    kinds_.emplace(std::move(kind), file);
+  } else {
+    addTo(rest_, file);
+  }
 }
 
 std::vector<KindTotals::Row> KindTotals::rows(std::size_t limit) const {
   std::vector<Row> rows;
+  rows.reserve(kinds_.size() + 1);
   for (const auto& [kind, row] : kinds_) rows.push_back(row);
   std::ranges::sort(rows, {}, [](const Row& row) { return std::pair(-row.saved(), std::string_view(row.kind)); });
   Row others = rest_;

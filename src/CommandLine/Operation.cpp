@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "CommandLine/Operation.h"
 
-#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cstddef>
-#include <cstdint>
 #include <expected>
+#include <functional>
 #include <stop_token>
 #include <thread>
 #include <utility>
@@ -16,8 +15,8 @@
 #include "CommandLine/BoundedQueue.h"
 #include "CommandLine/CancellableFileSystem.h"
 #include "CommandLine/ExitCode.h"
+#include "CommandLine/FileProgress.h"
 #include "CommandLine/OperationPrinter.h"
-#include "CommandLine/Outcome.h"
 #include "CommandLine/ProcessedFile.h"
 #include "CommandLine/ProgressMeter.h"
 #include "CommandLine/TreeWalk.h"
@@ -39,38 +38,10 @@ struct OtherFileSystem {
 };
 using News = std::variant<ProcessedFile, UnreadableFolder, OtherFileSystem>;
 
-// What the bar shows. A file's part of `done` grows while it is read; one that needs no work leaves the total instead.
-struct Progress {
-  std::atomic<std::int64_t> done = 0;
-  std::atomic<std::int64_t> total = 0;
-};
-
-// One file's part of the progress. The engine may read a file more than once: only its own length counts.
-class FileProgress {
- public:
-  FileProgress(Progress& progress, std::uint64_t size) : progress_(progress), size_(static_cast<std::int64_t>(size)) {}
-
-  void add(std::size_t byteCount) {
-    const std::int64_t before = counted_.fetch_add(static_cast<std::int64_t>(byteCount));
-    const std::int64_t after = before + static_cast<std::int64_t>(byteCount);
-    progress_.done += std::min(after, size_) - std::min(before, size_);
-  }
-  void complete() { progress_.done += size_ - std::min(counted_.load(), size_); }
-  void withdraw() {
-    progress_.done -= std::min(counted_.load(), size_);
-    progress_.total -= size_;
-  }
-
- private:
-  Progress& progress_;
-  std::int64_t size_;
-  std::atomic<std::int64_t> counted_ = 0;
-};
-
 // Adds up what lies before the run, for the bar.
 class Counter final : public TreeVisitor {
  public:
-  Counter(Io& io, Progress& progress) : io_(io), progress_(progress) {}
+  Counter(Io& io, FileProgress::Run& progress) : io_(io), progress_(progress) {}
   bool visit(TreeFile file) override {
     if (const auto status = io_.fileSystem.lstat(file.path)) progress_.total += status->st_size;
     return !io_.stop.stop_requested();
@@ -81,7 +52,7 @@ class Counter final : public TreeVisitor {
 
  private:
   Io& io_;
-  Progress& progress_;
+  FileProgress::Run& progress_;
 };
 
 class Run {
@@ -187,10 +158,7 @@ class Run {
 
   [[nodiscard]] int exitCode() const {
     if (io_.stop.stop_requested()) return ExitCode::signalBase + io_.stopSignal;
-    if (!io_.out) {
-      io_.err << "quillbrookctl: cannot write the results; stopped, and every file is whole\n";
-      return ExitCode::failed;
-    }
+    if (!io_.out) return ExitCode::failed;
     return printer_.hasFailures() ? ExitCode::filesFailed : ExitCode::done;
   }
 
@@ -199,7 +167,7 @@ class Run {
   OperationPrinter printer_;
   std::stop_source stop_;
   std::stop_callback<std::function<void()>> chain_{io_.stop, [this] { stop_.request_stop(); }};
-  Progress progress_;
+  FileProgress::Run progress_;
   BoundedQueue<TreeFile> files_{queueCapacity};
   BoundedQueue<News> news_{queueCapacity};
   std::atomic<unsigned> runningWorkers_ = 0;

@@ -8,6 +8,7 @@
 #include <variant>
 #include <vector>
 
+#include "CommandLine/JsonLines.h"
 #include "CommandLine/Outcome.h"
 #include "CommandLine/PathText.h"
 #include "CommandLine/SizeText.h"
@@ -65,8 +66,9 @@ void OperationPrinter::printFailure(const ProcessedFile& file, const EngineError
 void OperationPrinter::printUnreadable(const FilePath& folder, ErrorNumber error) {
   ++unreadableFolders_;
   clearBar();
-  io_.err << fmt::format("quillbrookctl: cannot read the folder {}: what it holds was left as it is: {}\n",
-                         PathText::shown(folder, io_.errIsTerminal), error.text());
+  io_.err << fmt::format(
+      "quillbrookctl: cannot read the folder {}, and what it holds was left as it is; see to its permissions: {}\n",
+      PathText::shown(folder, io_.errIsTerminal), error.text());
 }
 
 void OperationPrinter::printOtherFileSystem(const FilePath& folder) {

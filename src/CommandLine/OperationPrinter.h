@@ -9,8 +9,8 @@
 
 #include "CommandLine/Command.h"
 #include "CommandLine/Io.h"
-#include "CommandLine/JsonLines.h"
 #include "CommandLine/KindTotals.h"
+#include "CommandLine/OperationTotals.h"
 #include "CommandLine/ProcessedFile.h"
 #include "CommandLine/ProgressMeter.h"
 #include "Platform/ErrorNumber.h"

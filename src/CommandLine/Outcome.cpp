@@ -3,8 +3,6 @@
 
 #include <fmt/format.h>
 
-#include <charconv>
-#include <optional>
 #include <variant>
 
 #include "Platform/ErrorNumber.h"
@@ -24,7 +22,7 @@ constexpr auto failed = Outcome::failed;
 
 // compress, decompress, words
 struct RowOf {
-  Row operator()(const FileNotFound&) const { return {failed, failed, "not found"}; }
+  Row operator()(const FileNotFound&) const { return {failed, failed, "not found", "see whether the name is right"}; }
   Row operator()(const NotARegularFile&) const { return {skipped, skipped, "not a regular file"}; }
   Row operator()(const SymbolicLink&) const {
     return {skipped, skipped, "a symbolic link", "name the file that it points to"};
@@ -58,7 +56,7 @@ struct RowOf {
 
 Row rowOf(const EngineError& error) {
   if (const auto* refusal = std::get_if<FileCompressionError>(&error)) return std::visit(RowOf{}, *refusal);
-  return {failed, failed, "the codec failed", "the file was left as it is"};
+  return {failed, failed, "the codec failed", "the file was left as it is; try again"};
 }
 
 const IOError* ioErrorOf(const EngineError& error) {
@@ -66,16 +64,19 @@ const IOError* ioErrorOf(const EngineError& error) {
   return refusal == nullptr ? nullptr : std::get_if<IOError>(refusal);
 }
 
-// The number that a detail like "chflags: errno=95" ends with.
-std::optional<ErrorNumber> numberIn(std::string_view detail) {
-  static constexpr std::string_view mark = "errno=";
-  const std::size_t start = detail.rfind(mark);
-  if (start == std::string_view::npos) return std::nullopt;
-  ErrorNumber number;
-  const std::string_view digits = detail.substr(start + mark.size());
-  const auto [end, problem] = std::from_chars(digits.data(), digits.data() + digits.size(), number.value);
-  if (problem != std::errc{} || end != digits.data() + digits.size()) return std::nullopt;
-  return number;
+// Only a volume keeps the flag that makes a file a compressed one.
+bool isRefusedFlag(const IOError& failure) {
+  return failure.call && failure.call->step == "chflags" && failure.call->error == ErrorNumber::notSupported;
+}
+
+// What to do about a failing call, where it is not told once for all files.
+std::string_view adviceOn(const IOError& failure) {
+  const auto error = failure.call ? failure.call->error : ErrorNumber{};
+  if (isRefusedFlag(failure)) return {};
+  if (error == ErrorNumber::noSpace) return "make room on that file system and try again";
+  if (error == ErrorNumber::accessDenied || error == ErrorNumber::notPermitted) return "run this as the file's owner";
+  if (error == ErrorNumber::inputOutput) return "see with 'quillbrookctl volume check' whether it is damaged";
+  return "the file was left as it is; try again";
 }
 
 }  // namespace
@@ -101,21 +102,19 @@ std::string_view label(const EngineError& error) {
 }
 
 std::string sentence(const EngineError& error) {
+  const IOError* failure = ioErrorOf(error);
   std::string text(label(error));
-  if (const std::string_view advice = rowOf(error).advice; !advice.empty()) text += fmt::format("; {}", advice);
-  if (const IOError* failure = ioErrorOf(error)) {
-    text += ": " + failure->detail;
-    if (const auto number = numberIn(failure->detail)) text += fmt::format(" ({})", number->text());
-  } else {
-    text += fmt::format(" ({})", caseName(error));
+  if (const std::string_view advice = failure != nullptr ? adviceOn(*failure) : rowOf(error).advice; !advice.empty()) {
+    text += fmt::format("; {}", advice);
   }
-  return text;
+  if (failure == nullptr) return text + fmt::format(" ({})", caseName(error));
+  return text + ": " +
+         (failure->call ? fmt::format("{}: {}", failure->call->step, failure->call->error.text()) : failure->detail);
 }
 
 bool isOutsideVolume(const EngineError& error) {
   const IOError* failure = ioErrorOf(error);
-  return failure != nullptr && failure->detail.starts_with("chflags") &&
-         numberIn(failure->detail) == ErrorNumber::notSupported;
+  return failure != nullptr && isRefusedFlag(*failure);
 }
 
 }  // namespace OutcomeTable

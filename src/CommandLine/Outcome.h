@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -10,7 +11,7 @@
 namespace quillbrook {
 
 // How an operation on one file counts.
-enum class Outcome {
+enum class Outcome : std::uint8_t {
   done,
   skipped,  // there was nothing to do, or nothing to gain, or now is not the time
   failed,

@@ -41,7 +41,7 @@ std::string spelledOut(std::uint32_t c) {
   return c < 0x80 ? fmt::format("\\x{:02X}", c) : fmt::format("\\u{{{:X}}}", c);
 }
 
-enum class Part { name, message };
+enum class Part : std::uint8_t { name, message };
 
 std::string escaped(std::string_view text, Part part) {
   std::string result;

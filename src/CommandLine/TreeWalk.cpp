@@ -7,10 +7,10 @@
 #include <utility>
 #include <vector>
 
+#include "Platform/ReservedNames.h"
+
 namespace quillbrook::TreeWalk {
 namespace {
-
-constexpr std::string_view workFileExtension = "slimtmp";
 
 // Visits the files of one folder and adds its subfolders to `folders`. False if the visitor stopped it.
 bool walkFolder(const FilePath& folder, DirectoryReader& reader, TreeVisitor& visitor, std::vector<FilePath>& folders) {
@@ -24,7 +24,7 @@ bool walkFolder(const FilePath& folder, DirectoryReader& reader, TreeVisitor& vi
     FilePath path = folder.appending((*entry)->name);
     if ((*entry)->kind == FileKind::directory) {
       folders.push_back(std::move(path));
-    } else if ((*entry)->kind == FileKind::regular && path.extension() != workFileExtension) {
+    } else if ((*entry)->kind == FileKind::regular && !ReservedNames::isWorkFileName(path.name())) {
       if (!visitor.visit({.path = std::move(path), .isNamed = false})) return false;
     }
   }

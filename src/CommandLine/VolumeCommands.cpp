@@ -24,9 +24,9 @@ int fail(const VolumeError& error, Io& io) {
   return ExitCode::failed;
 }
 
-int report(const std::expected<UnitOutcome, VolumeError>& outcome, bool enabled, Io& io) {
+int report(const std::expected<UnitOutcome, VolumeError>& outcome, Io& io) {
   if (!outcome) return fail(outcome.error(), io);
-  io.out << PathText::shownMessage(sentence(*outcome, enabled), io.outIsTerminal) << '\n';
+  io.out << PathText::shownMessage(sentence(*outcome), io.outIsTerminal) << '\n';
   return ExitCode::done;
 }
 
@@ -88,7 +88,8 @@ int run(const VolumeUnmountCommand& command, Io& io) {
 int run(const VolumeListCommand& command, Io& io) {
   const auto volumes = io.volumes.list();
   if (!volumes) {
-    io.err << "quillbrookctl: cannot read the mount table: " << volumes.error().text() << '\n';
+    io.err << "quillbrookctl: cannot read the mount table; see whether /proc is mounted: " << volumes.error().text()
+           << '\n';
     return ExitCode::failed;
   }
   for (const VolumeListing& volume : *volumes) {
@@ -148,11 +149,11 @@ int run(const VolumeRestoreCommand& command, Io& io) {
 }
 
 int run(const VolumeEnableCommand& command, Io& io) {
-  return report(io.volumes.enable(command.folder, command.force), true, io);
+  return report(io.volumes.enable(command.folder, command.force), io);
 }
 
 int run(const VolumeDisableCommand& command, Io& io) {
-  return report(io.volumes.disable(command.folder), false, io);
+  return report(io.volumes.disable(command.folder), io);
 }
 
 }  // namespace quillbrook::VolumeCommands

@@ -1,16 +1,18 @@
 // SPDX-License-Identifier: MIT
 #include "Compression/DecmpfsInline.h"
 
+#include <algorithm>
+#include <limits>
 #include <optional>
 #include <utility>
 
+#include "Compression/Header/PayloadLimits.h"
 #include "Compression/LZFSE.h"
 
 namespace quillbrook::DecmpfsInline {
 namespace {
 
 constexpr std::uint8_t uncompressedV2Prefix = 0xFF;
-constexpr std::uint64_t maximumFileByteCount = 0x7FFFFFFF;
 
 std::optional<PayloadTooLarge> excess(const ByteBuffer& value) {
   if (value.size() <= maximumValueByteCount) return std::nullopt;
@@ -25,10 +27,16 @@ ByteBuffer beginning(CompressionType type, std::size_t fileByteCount, std::size_
   return value;
 }
 
+// What a header promises, which may be anything, as a signed payload tells it.
+std::int64_t promised(std::uint64_t byteCount) {
+  constexpr auto largest = std::uint64_t{std::numeric_limits<std::int64_t>::max()};
+  return static_cast<std::int64_t>(std::min(byteCount, largest));
+}
+
 std::expected<ByteBuffer, DecodeError> storedBytes(std::span<const std::uint8_t> payload, std::uint64_t byteCount) {
   if (payload.size() < byteCount) {
-    return std::unexpected(TruncatedPayload{.needed = static_cast<std::int64_t>(byteCount),
-                                            .got = static_cast<std::int64_t>(payload.size())});
+    return std::unexpected(
+        TruncatedPayload{.needed = promised(byteCount), .got = static_cast<std::int64_t>(payload.size())});
   }
   const auto bytes = payload.first(byteCount);
   return ByteBuffer(bytes.begin(), bytes.end());
@@ -67,8 +75,8 @@ std::expected<ByteBuffer, DecodeError> decode(std::span<const std::uint8_t> valu
   switch (header->compressionType) {
     case CompressionType::lzfseAttr: {
       // A damaged header may promise more than there is memory for.
-      if (header->uncompressedSize > maximumFileByteCount) {
-        return std::unexpected(DecodeFailed{.expectedBytes = static_cast<std::int64_t>(header->uncompressedSize)});
+      if (header->uncompressedSize > PayloadLimits::maximumFileByteCount) {
+        return std::unexpected(DecodeFailed{.expectedBytes = promised(header->uncompressedSize)});
       }
       auto bytes = LZFSE::decode(payload, header->uncompressedSize);
       if (!bytes) return std::unexpected(bytes.error());

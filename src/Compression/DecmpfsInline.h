@@ -34,6 +34,8 @@ using DecodeError = std::variant<DecmpfsHeaderError, DecmpfsInlineError, LZFSEEr
 [[nodiscard]] std::expected<ByteBuffer, DecmpfsInlineError> encodeUncompressedV2(std::span<const std::uint8_t> bytes);
 
 // The file's bytes from a value of type 1, 9 or 11. Bytes behind what the header's size promises are ignored.
+// A size that no file has is not tried: of type 11 it answers `decodeFailed` with 0 bytes got. Sizes from 2^63 on stand
+// as 2^63 - 1 in an error.
 [[nodiscard]] std::expected<ByteBuffer, DecodeError> decode(std::span<const std::uint8_t> value);
 
 }  // namespace quillbrook::DecmpfsInline

@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "Compression/Header/LittleEndian.h"
 #include "Compression/LZFSE.h"
+#include "Platform/LittleEndian.h"
 
 namespace quillbrook::DecmpfsResourceFork {
 

@@ -8,12 +8,9 @@
 #include <variant>
 
 #include "Compression/ByteBuffer.h"
-#include "Compression/EngineError.h"
+#include "Compression/Header/PayloadLimits.h"
 #include "Compression/LZFSEError.h"
 #include "Compression/ResourceForkError.h"
-#include "Compression/Sha256.h"
-#include "Platform/FilePath.h"
-#include "Platform/FileSystem.h"
 
 // The resource fork of a file of type `lzfseRsrc`: a table of N + 1 offsets, little-endian and counted from the fork's
 // first byte, then N chunks back to back. Chunk i lies from entry i up to entry i + 1 and is one complete stream of
@@ -21,8 +18,8 @@
 // Stateless; any thread.
 namespace quillbrook::DecmpfsResourceFork {
 
-inline constexpr std::size_t blockByteCount = 65'536;
-inline constexpr std::size_t maximumFileByteCount = 0x7FFFFFFF;
+inline constexpr std::size_t blockByteCount = PayloadLimits::blockByteCount;
+inline constexpr std::size_t maximumFileByteCount = PayloadLimits::maximumFileByteCount;
 
 // Blocks that a file of `fileByteCount` bytes has, and the length of its offset table.
 [[nodiscard]] constexpr std::size_t blockCount(std::size_t fileByteCount) {
@@ -46,12 +43,5 @@ using Error = std::variant<ResourceForkError, LZFSEError>;
 
 // The `fileByteCount` bytes of the file. Bytes of the fork behind the last entry are ignored.
 [[nodiscard]] std::expected<ByteBuffer, Error> decode(std::span<const std::uint8_t> fork, std::size_t fileByteCount);
-
-// Reads `fileByteCount` bytes of `source`, writes them as the fork of `workFile` and returns the digest of what was
-// read. Holds one block, its chunk and its decoded copy at a time; every chunk is decoded again and compared before it
-// is written. Fails with a FileCompressionError or an LZFSEError, and leaves a partly written fork then.
-[[nodiscard]] std::expected<Sha256::Digest, EngineError> streamEncode(const FilePath& source, const FilePath& workFile,
-                                                                      std::size_t fileByteCount,
-                                                                      FileSystem& fileSystem = FileSystem::native());
 
 }  // namespace quillbrook::DecmpfsResourceFork

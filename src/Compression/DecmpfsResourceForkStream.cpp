@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+#include "Compression/DecmpfsResourceForkStream.h"
+
 #include <algorithm>
 #include <cstring>
 #include <string>
@@ -62,7 +64,8 @@ class BlockEncoder {
 std::expected<Sha256::Digest, EngineError> streamEncode(const FilePath& source, const FilePath& workFile,
                                                         std::size_t fileByteCount, FileSystem& fileSystem) {
   const auto reader = fileSystem.openForReading(source);
-  if (!reader) return std::unexpected(FileCompressionError(IOError{source, "open source for streaming"}));
+  if (!reader)
+    return std::unexpected(FileCompressionError(IOError::named(source, "open source for streaming", reader.error())));
   const auto fork = fileSystem.openResourceFork(workFile);
   if (!fork) return std::unexpected(FileCompressionError(IOError::numbered(workFile, "open rsrc fork", fork.error())));
 

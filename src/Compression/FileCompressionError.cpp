@@ -4,11 +4,15 @@
 namespace quillbrook {
 
 IOError IOError::numbered(const FilePath& url, std::string_view call, ErrorNumber error) {
-  return {url, std::string(call) + ": errno=" + std::to_string(error.value)};
+  return {url, std::string(call) + ": errno=" + std::to_string(error.value), FailedCall{std::string(call), error}};
 }
 
 IOError IOError::worded(const FilePath& url, std::string_view action, ErrorNumber error) {
-  return {url, std::string(action) + ": " + error.text()};
+  return {url, std::string(action) + ": " + error.text(), FailedCall{std::string(action), error}};
+}
+
+IOError IOError::named(const FilePath& url, std::string_view action, ErrorNumber error) {
+  return {url, std::string(action), FailedCall{std::string(action), error}};
 }
 
 std::string_view caseName(const FileCompressionError& error) {

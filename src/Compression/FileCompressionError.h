@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <variant>
@@ -74,17 +75,27 @@ struct TemporaryFileConflict {
   FilePath url;
   friend bool operator==(const TemporaryFileConflict&, const TemporaryFileConflict&) = default;
 };
+// What a call was for, as "lstat" or "read source", and the host's number.
+struct FailedCall {
+  std::string step;
+  ErrorNumber error;
+};
 // Any other failing call.
 struct IOError {
   FilePath url;
   std::string detail;
+  // What the detail is made of, where a call failed.
+  std::optional<FailedCall> call = std::nullopt;
 
   // The call with its number, as "lstat: errno=5".
   [[nodiscard]] static IOError numbered(const FilePath& url, std::string_view call, ErrorNumber error);
   // The action with the system's words, as "read source: Input/output error".
   [[nodiscard]] static IOError worded(const FilePath& url, std::string_view action, ErrorNumber error);
+  // The action alone, as "open source for streaming".
+  [[nodiscard]] static IOError named(const FilePath& url, std::string_view action, ErrorNumber error);
 
-  friend bool operator==(const IOError&, const IOError&) = default;
+  // Of location and detail: the rest only takes the detail apart.
+  friend bool operator==(const IOError& a, const IOError& b) { return a.url == b.url && a.detail == b.detail; }
 };
 
 using FileCompressionError =

@@ -3,8 +3,8 @@
 
 #include <algorithm>
 
-#include "Compression/CompressionAttributes.h"
 #include "Compression/Header/DecmpfsHeader.h"
+#include "Platform/ReservedNames.h"
 
 namespace quillbrook::FileCompressionInspector {
 namespace {
@@ -34,24 +34,25 @@ std::expected<FileCompressionInfo, FileCompressionInspectionError> inspect(const
   }
   const auto attribute = readDecmpfsAttribute(url, fileSystem);
   if (!attribute) return std::unexpected(attribute.error());
-  const auto forkLength = fileSystem.getxattr(url, CompressionAttributes::resourceFork, {}, showCompression);
+  const std::optional<ByteBuffer>& value = *attribute;
+  const auto forkLength = fileSystem.getxattr(url, ReservedNames::resourceFork, {}, showCompression);
   // The payload can be more than the block count shows.
-  const std::uint64_t payload = (*attribute ? (*attribute)->size() : 0) + forkLength.value_or(0);
+  const std::uint64_t payload = (value ? value->size() : 0) + forkLength.value_or(0);
   const std::uint64_t physicalSize = std::max(blocks, payload);
-  if (!*attribute) return classify(status->st_flags, std::nullopt, logicalSize, physicalSize);
-  return classify(status->st_flags, **attribute, logicalSize, physicalSize);
+  if (!value) return classify(status->st_flags, std::nullopt, logicalSize, physicalSize);
+  return classify(status->st_flags, *value, logicalSize, physicalSize);
 }
 
 std::expected<std::optional<ByteBuffer>, FileCompressionInspectionError> readDecmpfsAttribute(const FilePath& url,
                                                                                               FileSystem& fileSystem) {
-  const auto length = fileSystem.getxattr(url, CompressionAttributes::decmpfs, {}, showCompression);
+  const auto length = fileSystem.getxattr(url, ReservedNames::decmpfs, {}, showCompression);
   if (!length) {
     if (length.error() == ErrorNumber::attributeMissing) return std::nullopt;
     return std::unexpected(IOError::numbered(url, "getxattr size", length.error()));
   }
   ByteBuffer value(*length, 0);
   if (value.empty()) return value;
-  const auto count = fileSystem.getxattr(url, CompressionAttributes::decmpfs, value, showCompression);
+  const auto count = fileSystem.getxattr(url, ReservedNames::decmpfs, value, showCompression);
   if (!count) return std::unexpected(IOError::numbered(url, "getxattr read", count.error()));
   value.resize(*count);
   return value;

@@ -2,31 +2,31 @@
 #include "Compression/FileCompressor.h"
 
 #include "Compression/ByteBuffer.h"
-#include "Compression/CompressionAttributes.h"
 #include "Compression/EncodingPlan.h"
 #include "Compression/OpeningChecks.h"
 #include "Compression/Replacement.h"
 #include "Compression/Try.h"
 #include "Compression/Verification.h"
+#include "Platform/ReservedNames.h"
 
 namespace quillbrook::FileCompressor {
 namespace {
 
-using Replacement::Operation;
+using Replacement::Subject;
 
 bool hasResourceFork(const FilePath& url, FileSystem& fileSystem) {
-  const auto length = fileSystem.getxattr(url, CompressionAttributes::resourceFork, {}, {.noFollow = true});
+  const auto length = fileSystem.getxattr(url, ReservedNames::resourceFork, {}, {.noFollow = true});
   return length && *length >= 1;
 }
 
 // The file's content. Of a file that has grown since, one byte more than was expected of it: enough to show.
-std::expected<ByteBuffer, FileCompressionError> readWhole(const Operation& operation, std::string_view action) {
+std::expected<ByteBuffer, FileCompressionError> readWhole(const Subject& subject, std::string_view action) {
   const auto failed = [&](ErrorNumber error) {
-    return std::unexpected(FileCompressionError(IOError::worded(operation.url, action, error)));
+    return std::unexpected(FileCompressionError(IOError::worded(subject.url, action, error)));
   };
-  const auto reader = operation.fileSystem.openForReading(operation.url);
+  const auto reader = subject.fileSystem.openForReading(subject.url);
   if (!reader) return failed(reader.error());
-  ByteBuffer bytes(static_cast<std::size_t>(operation.snapshot.st_size) + 1);
+  ByteBuffer bytes(static_cast<std::size_t>(subject.snapshot.st_size) + 1);
   std::size_t total = 0;
   while (total < bytes.size()) {
     const auto count = (*reader)->read(std::span(bytes).subspan(total));
@@ -38,28 +38,28 @@ std::expected<ByteBuffer, FileCompressionError> readWhole(const Operation& opera
   return bytes;
 }
 
-std::expected<CompressionType, EngineError> inMemoryCompress(const Operation& operation) {
-  const auto bytes = readWhole(operation, "read source");
+std::expected<CompressionType, EngineError> inMemoryCompress(const Subject& subject) {
+  const auto bytes = readWhole(subject, "read source");
   if (!bytes) return std::unexpected(bytes.error());
-  const auto plan = makeEncodingPlan(*bytes, operation.url);
+  const auto plan = makeEncodingPlan(*bytes, subject.url);
   if (!plan) return std::unexpected(plan.error());
-  QUILLBROOK_TRY(Verification::verifyRoundTrip(*bytes, *plan, operation.url));
-  QUILLBROOK_TRY(Replacement::compressInMemory(operation, *plan));
+  QUILLBROOK_TRY(Verification::verifyRoundTrip(*bytes, *plan, subject.url));
+  QUILLBROOK_TRY(Replacement::compressInMemory(subject, *plan));
   return plan->algorithm;
 }
 
-std::expected<CompressionType, EngineError> streamingCompress(const Operation& operation) {
-  QUILLBROOK_TRY(Replacement::compressStreaming(operation));
+std::expected<CompressionType, EngineError> streamingCompress(const Subject& subject) {
+  QUILLBROOK_TRY(Replacement::compressStreaming(subject));
   return CompressionType::lzfseRsrc;
 }
 
-std::expected<void, FileCompressionError> inMemoryDecompress(const Operation& operation) {
-  const auto bytes = readWhole(operation, "read compressed");
+std::expected<void, FileCompressionError> inMemoryDecompress(const Subject& subject) {
+  const auto bytes = readWhole(subject, "read compressed");
   if (!bytes) return std::unexpected(bytes.error());
-  if (bytes->size() != static_cast<std::size_t>(operation.snapshot.st_size)) {
-    return std::unexpected(RoundtripVerificationFailed{operation.url});
+  if (bytes->size() != static_cast<std::size_t>(subject.snapshot.st_size)) {
+    return std::unexpected(RoundtripVerificationFailed{subject.url});
   }
-  return Replacement::decompressInMemory(operation, *bytes);
+  return Replacement::decompressInMemory(subject, *bytes);
 }
 
 }  // namespace
@@ -77,12 +77,12 @@ std::expected<CompressionResult, EngineError> compress(const FilePath& url, std:
   const auto lock = OpeningChecks::acquireLock(url, fileSystem);
   if (!lock) return std::unexpected(lock.error());
 
-  const Operation operation{url, *snapshot, **lock, beforeSwap, fileSystem};
+  const Subject subject{url, *snapshot, **lock, beforeSwap, fileSystem};
   // The lock may be on a file that another operation has just swapped out: two would then take the work file for
   // theirs.
-  if (!Replacement::isUnchanged(operation)) return refuse(FileChangedDuringOperation{url});
+  if (!Replacement::isUnchanged(subject)) return refuse(FileChangedDuringOperation{url});
   const auto algorithm =
-      snapshot->st_size >= streamingThreshold ? streamingCompress(operation) : inMemoryCompress(operation);
+      snapshot->st_size >= streamingThreshold ? streamingCompress(subject) : inMemoryCompress(subject);
   if (!algorithm) return std::unexpected(algorithm.error());
   const auto after = OpeningChecks::preflight(url, fileSystem);
   if (!after) return std::unexpected(after.error());
@@ -99,10 +99,10 @@ std::expected<CompressionResult, FileCompressionError> decompress(const FilePath
   const auto lock = OpeningChecks::acquireLock(url, fileSystem);
   if (!lock) return std::unexpected(lock.error());
 
-  const Operation operation{url, *snapshot, **lock, beforeSwap, fileSystem};
-  if (!Replacement::isUnchanged(operation)) return std::unexpected(FileChangedDuringOperation{url});
-  QUILLBROOK_TRY(snapshot->st_size >= streamingThreshold ? Replacement::decompressStreaming(operation)
-                                                         : inMemoryDecompress(operation));
+  const Subject subject{url, *snapshot, **lock, beforeSwap, fileSystem};
+  if (!Replacement::isUnchanged(subject)) return std::unexpected(FileChangedDuringOperation{url});
+  QUILLBROOK_TRY(snapshot->st_size >= streamingThreshold ? Replacement::decompressStreaming(subject)
+                                                         : inMemoryDecompress(subject));
   return CompressionResult{
       .url = url, .bytesBefore = snapshot->st_size, .bytesAfter = snapshot->st_size, .algorithm = std::nullopt};
 }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <expected>
 #include <functional>
@@ -8,6 +9,7 @@
 #include "Compression/CompressionResult.h"
 #include "Compression/EngineError.h"
 #include "Compression/FileCompressionError.h"
+#include "Compression/Header/PayloadLimits.h"
 #include "Platform/FilePath.h"
 #include "Platform/FileSystem.h"
 
@@ -22,8 +24,11 @@ namespace quillbrook::FileCompressor {
 // Files of this size or more are worked on block by block instead of in memory.
 inline constexpr std::int64_t defaultStreamingThreshold = 16'777'216;
 
+// What a file is read by while it is worked on block by block.
+inline constexpr std::size_t streamingPieceByteCount = 4'194'304;
+
 // The largest file that the format holds.
-inline constexpr std::int64_t maximumFileByteCount = 0x7FFFFFFF;
+inline constexpr std::int64_t maximumFileByteCount = PayloadLimits::maximumFileByteCount;
 
 // Runs immediately before the last look at the file; a failure stops the operation like any other.
 using BeforeSwap = std::function<std::expected<void, FileCompressionError>()>;

@@ -7,10 +7,10 @@ namespace quillbrook::LZFSE {
 namespace {
 
 // Both calls of the codec have one shape. No scratch memory is lent, so that nothing is shared between workers.
-using Operation = decltype(&compression_encode_buffer);
+using CodecCall = decltype(&compression_encode_buffer);
 
-std::size_t run(Operation operation, std::span<std::uint8_t> destination, std::span<const std::uint8_t> source) {
-  return operation(destination, source, {}, COMPRESSION_LZFSE);
+std::size_t run(CodecCall call, std::span<std::uint8_t> destination, std::span<const std::uint8_t> source) {
+  return call(destination, source, {}, COMPRESSION_LZFSE);
 }
 
 }  // namespace

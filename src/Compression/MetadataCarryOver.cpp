@@ -8,13 +8,13 @@
 #include <vector>
 
 #include "Compression/ByteBuffer.h"
-#include "Compression/CompressionAttributes.h"
 #include "Compression/EngineLog.h"
+#include "Platform/ReservedNames.h"
 
 namespace quillbrook::MetadataCarryOver {
 namespace {
 
-constexpr std::array notCarriedOver{CompressionAttributes::decmpfs, CompressionAttributes::resourceFork};
+constexpr std::array notCarriedOver{ReservedNames::decmpfs, ReservedNames::resourceFork};
 
 void logFailure(std::string_view format, const FilePath& workFile, ErrorNumber error) {
   engineLog.write(LogLevel::standard, format, {workFile.bytes(), error.value});

@@ -5,58 +5,76 @@
 #include <utility>
 
 #include "Compression/ByteBuffer.h"
-#include "Compression/CompressionAttributes.h"
-#include "Compression/DecmpfsResourceFork.h"
+#include "Compression/DecmpfsResourceForkStream.h"
 #include "Compression/EngineLog.h"
 #include "Compression/Header/DecmpfsHeader.h"
 #include "Compression/MetadataCarryOver.h"
 #include "Compression/Try.h"
 #include "Compression/Verification.h"
 #include "Compression/WorkFile.h"
+#include "Platform/ReservedNames.h"
 
 namespace quillbrook::Replacement {
 namespace {
 
-constexpr std::size_t readChunkByteCount = 4'194'304;
-
 using Step = std::expected<void, FileCompressionError>;
+
+// A work file that goes again unless it is let go: when it has become the user's file, or when another file may stand
+// at its name.
+class PendingWorkFile {
+ public:
+  PendingWorkFile(const Subject& subject, FilePath url) : subject_(subject), url_(std::move(url)) {}
+  ~PendingWorkFile() {
+    if (isOurs_) WorkFile::removeWorkFile(url_, subject_.fileSystem);
+  }
+  PendingWorkFile(const PendingWorkFile&) = delete;
+  PendingWorkFile& operator=(const PendingWorkFile&) = delete;
+
+  [[nodiscard]] const FilePath& url() const { return url_; }
+  void letGo() { isOurs_ = false; }
+
+ private:
+  const Subject& subject_;
+  FilePath url_;
+  bool isOurs_ = true;
+};
 
 // Creates the work file and lets `build` make it the user's file; removes it again if that fails.
 template <typename Build>
-auto replacing(const Operation& operation, Build build)
-    -> std::invoke_result_t<Build, std::unique_ptr<FileWriter>, const FilePath&> {
-  const FilePath workFile = WorkFile::url(operation.url);
-  auto writer = WorkFile::createWorkFile(workFile, operation.url, operation.fileSystem);
+auto replacing(const Subject& subject, Build build)
+    -> std::invoke_result_t<Build, std::unique_ptr<FileWriter>, PendingWorkFile&> {
+  const FilePath url = WorkFile::url(subject.url);
+  auto writer = WorkFile::createWorkFile(url, subject.url, subject.fileSystem);
   if (!writer) return std::unexpected(writer.error());
-  auto result = build(std::move(*writer), workFile);
-  if (!result) WorkFile::removeWorkFile(workFile, operation.fileSystem);
-  return result;
+  PendingWorkFile workFile(subject, url);
+  return build(std::move(*writer), workFile);
 }
 
-Step carryOver(const Operation& operation, const FilePath& workFile) {
-  MetadataCarryOver::copyOwner(workFile, operation.snapshot, operation.fileSystem);
-  QUILLBROOK_TRY(MetadataCarryOver::copyExtendedAttributes(operation.url, workFile, operation.fileSystem));
-  MetadataCarryOver::copyACL(operation.url, workFile, operation.fileSystem);
+Step carryOver(const Subject& subject, const FilePath& workFile) {
+  MetadataCarryOver::copyOwner(workFile, subject.snapshot, subject.fileSystem);
+  QUILLBROOK_TRY(MetadataCarryOver::copyExtendedAttributes(subject.url, workFile, subject.fileSystem));
+  MetadataCarryOver::copyACL(subject.url, workFile, subject.fileSystem);
   return {};
 }
 
-Step finish(const Operation& operation, const FilePath& workFile, std::uint32_t flags) {
-  MetadataCarryOver::setFileTimes(workFile, operation.snapshot, operation.fileSystem);
-  MetadataCarryOver::setCreationTime(workFile, operation.snapshot, operation.fileSystem);
-  MetadataCarryOver::setMode(workFile, operation.snapshot, operation.fileSystem);
-  return MetadataCarryOver::setFlags(workFile, flags, operation.fileSystem);
+Step finish(const Subject& subject, const FilePath& workFile, std::uint32_t flags) {
+  MetadataCarryOver::setFileTimes(workFile, subject.snapshot, subject.fileSystem);
+  MetadataCarryOver::setCreationTime(workFile, subject.snapshot, subject.fileSystem);
+  MetadataCarryOver::setMode(workFile, subject.snapshot, subject.fileSystem);
+  return MetadataCarryOver::setFlags(workFile, flags, subject.fileSystem);
 }
 
-Step swapIntoPlace(const Operation& operation, const FilePath& workFile) {
-  if (operation.beforeSwap) QUILLBROOK_TRY(operation.beforeSwap());
-  if (!isUnchanged(operation)) return std::unexpected(FileChangedDuringOperation{operation.url});
-  const auto unmarked = operation.fileSystem.removexattr(workFile, WorkFile::marker, {.noFollow = true});
+Step swapIntoPlace(const Subject& subject, PendingWorkFile& workFile) {
+  if (subject.beforeSwap) QUILLBROOK_TRY(subject.beforeSwap());
+  if (!isUnchanged(subject)) return std::unexpected(FileChangedDuringOperation{subject.url});
+  const auto unmarked = subject.fileSystem.removexattr(workFile.url(), WorkFile::marker, {.noFollow = true});
   if (!unmarked && unmarked.error() != ErrorNumber::attributeMissing) {
     engineLog.write(LogLevel::standard, "slimtmp marker removexattr failed for %{private}s: errno=%d",
-                    {workFile.bytes(), unmarked.error().value});
+                    {workFile.url().bytes(), unmarked.error().value});
   }
-  const auto swapped = operation.fileSystem.rename(workFile, operation.url, operation.snapshot, operation.lock);
-  if (!swapped) return std::unexpected(IOError::numbered(operation.url, "rename", swapped.error()));
+  const auto swapped = subject.fileSystem.rename(workFile.url(), subject.url, subject.snapshot, subject.lock);
+  if (swapped || swapped.error() == ErrorNumber::notRecoverable) workFile.letGo();
+  if (!swapped) return std::unexpected(IOError::numbered(subject.url, "rename", swapped.error()));
   return {};
 }
 
@@ -74,8 +92,8 @@ std::expected<std::int64_t, FileCompressionError> copyDecompressedStream(const F
                                                                          const FilePath& workFile,
                                                                          FileSystem& fileSystem) {
   const auto reader = fileSystem.openForReading(source);
-  if (!reader) return std::unexpected(IOError{source, "open compressed for streaming"});
-  ByteBuffer chunk(readChunkByteCount);
+  if (!reader) return std::unexpected(IOError::named(source, "open compressed for streaming", reader.error()));
+  ByteBuffer chunk(FileCompressor::streamingPieceByteCount);
   std::int64_t total = 0;
   for (;;) {
     const auto count = (*reader)->read(chunk);
@@ -92,75 +110,74 @@ std::expected<std::int64_t, FileCompressionError> copyDecompressedStream(const F
 
 }  // namespace
 
-bool isUnchanged(const Operation& operation) {
-  const FileStatus& before = operation.snapshot;
-  const auto now = operation.fileSystem.lstat(operation.url);
+bool isUnchanged(const Subject& subject) {
+  const FileStatus& before = subject.snapshot;
+  const auto now = subject.fileSystem.lstat(subject.url);
   return now && now->st_dev == before.st_dev && now->st_ino == before.st_ino && now->st_size == before.st_size &&
-         now->st_mtimespec == before.st_mtimespec && operation.lock.isHeld();
+         now->st_mtimespec == before.st_mtimespec && subject.lock.isHeld();
 }
 
-std::expected<void, EngineError> compressInMemory(const Operation& operation,
-                                                  const FileCompressor::EncodingPlan& plan) {
+std::expected<void, EngineError> compressInMemory(const Subject& subject, const FileCompressor::EncodingPlan& plan) {
   const auto build = [&](std::unique_ptr<FileWriter> writer,
-                         const FilePath& workFile) -> std::expected<void, EngineError> {
-    FileSystem& fileSystem = operation.fileSystem;
+                         PendingWorkFile& workFile) -> std::expected<void, EngineError> {
+    FileSystem& fileSystem = subject.fileSystem;
     writer.reset();  // nothing is written to the data fork
-    QUILLBROOK_TRY(carryOver(operation, workFile));
-    QUILLBROOK_TRY(WorkFile::writeAttribute(workFile, CompressionAttributes::decmpfs, plan.decmpfsXattr, fileSystem));
+    QUILLBROOK_TRY(carryOver(subject, workFile.url()));
+    QUILLBROOK_TRY(WorkFile::writeAttribute(workFile.url(), ReservedNames::decmpfs, plan.decmpfsXattr, fileSystem));
     if (plan.resourceFork) {
       QUILLBROOK_TRY(
-          WorkFile::writeAttribute(workFile, CompressionAttributes::resourceFork, *plan.resourceFork, fileSystem));
+          WorkFile::writeAttribute(workFile.url(), ReservedNames::resourceFork, *plan.resourceFork, fileSystem));
     }
-    QUILLBROOK_TRY(finish(operation, workFile, operation.snapshot.st_flags | UF_COMPRESSED));
-    QUILLBROOK_TRY(swapIntoPlace(operation, workFile));
+    QUILLBROOK_TRY(finish(subject, workFile.url(), subject.snapshot.st_flags | UF_COMPRESSED));
+    QUILLBROOK_TRY(swapIntoPlace(subject, workFile));
     return {};
   };
-  return replacing(operation, build);
+  return replacing(subject, build);
 }
 
-std::expected<void, EngineError> compressStreaming(const Operation& operation) {
+std::expected<void, EngineError> compressStreaming(const Subject& subject) {
   const auto build = [&](std::unique_ptr<FileWriter> writer,
-                         const FilePath& workFile) -> std::expected<void, EngineError> {
-    FileSystem& fileSystem = operation.fileSystem;
-    const auto byteCount = static_cast<std::uint64_t>(operation.snapshot.st_size);
+                         PendingWorkFile& workFile) -> std::expected<void, EngineError> {
+    FileSystem& fileSystem = subject.fileSystem;
+    const auto byteCount = static_cast<std::uint64_t>(subject.snapshot.st_size);
     writer.reset();
-    QUILLBROOK_TRY(carryOver(operation, workFile));
-    QUILLBROOK_TRY(WorkFile::writeAttribute(workFile, CompressionAttributes::decmpfs,
+    QUILLBROOK_TRY(carryOver(subject, workFile.url()));
+    QUILLBROOK_TRY(WorkFile::writeAttribute(workFile.url(), ReservedNames::decmpfs,
                                             DecmpfsHeader::encode(CompressionType::lzfseRsrc, byteCount), fileSystem));
-    const auto digest = DecmpfsResourceFork::streamEncode(operation.url, workFile, byteCount, fileSystem);
+    const auto digest = DecmpfsResourceFork::streamEncode(subject.url, workFile.url(), byteCount, fileSystem);
     if (!digest) return std::unexpected(digest.error());
-    QUILLBROOK_TRY(finish(operation, workFile, operation.snapshot.st_flags | UF_COMPRESSED));
-    QUILLBROOK_TRY(Verification::verifyReadback(workFile, *digest, byteCount, operation.url, fileSystem));
-    MetadataCarryOver::setFileTimes(workFile, operation.snapshot, fileSystem);  // reading back has touched them
-    QUILLBROOK_TRY(swapIntoPlace(operation, workFile));
+    QUILLBROOK_TRY(finish(subject, workFile.url(), subject.snapshot.st_flags | UF_COMPRESSED));
+    QUILLBROOK_TRY(Verification::verifyReadback(workFile.url(), *digest, byteCount, subject.url, fileSystem));
+    MetadataCarryOver::setFileTimes(workFile.url(), subject.snapshot, fileSystem);  // reading back has touched them
+    QUILLBROOK_TRY(swapIntoPlace(subject, workFile));
     return {};
   };
-  return replacing(operation, build);
+  return replacing(subject, build);
 }
 
-std::expected<void, FileCompressionError> decompressInMemory(const Operation& operation,
+std::expected<void, FileCompressionError> decompressInMemory(const Subject& subject,
                                                              std::span<const std::uint8_t> bytes) {
-  const auto build = [&](std::unique_ptr<FileWriter> writer, const FilePath& workFile) -> Step {
-    QUILLBROOK_TRY(WorkFile::writeAll(bytes, *writer, workFile));
-    QUILLBROOK_TRY(closeAfterWriting(*writer, workFile));
+  const auto build = [&](std::unique_ptr<FileWriter> writer, PendingWorkFile& workFile) -> Step {
+    QUILLBROOK_TRY(WorkFile::writeAll(bytes, *writer, workFile.url()));
+    QUILLBROOK_TRY(closeAfterWriting(*writer, workFile.url()));
     writer.reset();
-    QUILLBROOK_TRY(carryOver(operation, workFile));
-    QUILLBROOK_TRY(finish(operation, workFile, operation.snapshot.st_flags & ~UF_COMPRESSED));
-    return swapIntoPlace(operation, workFile);
+    QUILLBROOK_TRY(carryOver(subject, workFile.url()));
+    QUILLBROOK_TRY(finish(subject, workFile.url(), subject.snapshot.st_flags & ~UF_COMPRESSED));
+    return swapIntoPlace(subject, workFile);
   };
-  return replacing(operation, build);
+  return replacing(subject, build);
 }
 
-std::expected<void, FileCompressionError> decompressStreaming(const Operation& operation) {
-  const auto build = [&](std::unique_ptr<FileWriter> writer, const FilePath& workFile) -> Step {
-    const auto count = copyDecompressedStream(operation.url, std::move(writer), workFile, operation.fileSystem);
+std::expected<void, FileCompressionError> decompressStreaming(const Subject& subject) {
+  const auto build = [&](std::unique_ptr<FileWriter> writer, PendingWorkFile& workFile) -> Step {
+    const auto count = copyDecompressedStream(subject.url, std::move(writer), workFile.url(), subject.fileSystem);
     if (!count) return std::unexpected(count.error());
-    if (*count != operation.snapshot.st_size) return std::unexpected(RoundtripVerificationFailed{operation.url});
-    QUILLBROOK_TRY(carryOver(operation, workFile));
-    QUILLBROOK_TRY(finish(operation, workFile, operation.snapshot.st_flags & ~UF_COMPRESSED));
-    return swapIntoPlace(operation, workFile);
+    if (*count != subject.snapshot.st_size) return std::unexpected(RoundtripVerificationFailed{subject.url});
+    QUILLBROOK_TRY(carryOver(subject, workFile.url()));
+    QUILLBROOK_TRY(finish(subject, workFile.url(), subject.snapshot.st_flags & ~UF_COMPRESSED));
+    return swapIntoPlace(subject, workFile);
   };
-  return replacing(operation, build);
+  return replacing(subject, build);
 }
 
 }  // namespace quillbrook::Replacement

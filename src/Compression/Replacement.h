@@ -18,7 +18,7 @@
 namespace quillbrook::Replacement {
 
 // One file under its lock.
-struct Operation {
+struct Subject {
   const FilePath& url;
   const FileStatus& snapshot;  // from before the lock; restored from and compared with
   const LockableFile& lock;
@@ -27,14 +27,14 @@ struct Operation {
 };
 
 // Whether the path still names the file of the snapshot, unwritten since, and the lock on it holds.
-[[nodiscard]] bool isUnchanged(const Operation& operation);
+[[nodiscard]] bool isUnchanged(const Subject& subject);
 
-[[nodiscard]] std::expected<void, EngineError> compressInMemory(const Operation& operation,
+[[nodiscard]] std::expected<void, EngineError> compressInMemory(const Subject& subject,
                                                                 const FileCompressor::EncodingPlan& plan);
-[[nodiscard]] std::expected<void, EngineError> compressStreaming(const Operation& operation);
+[[nodiscard]] std::expected<void, EngineError> compressStreaming(const Subject& subject);
 
-[[nodiscard]] std::expected<void, FileCompressionError> decompressInMemory(const Operation& operation,
+[[nodiscard]] std::expected<void, FileCompressionError> decompressInMemory(const Subject& subject,
                                                                            std::span<const std::uint8_t> bytes);
-[[nodiscard]] std::expected<void, FileCompressionError> decompressStreaming(const Operation& operation);
+[[nodiscard]] std::expected<void, FileCompressionError> decompressStreaming(const Subject& subject);
 
 }  // namespace quillbrook::Replacement

@@ -6,11 +6,10 @@
 #include "Compression/ByteBuffer.h"
 #include "Compression/DecmpfsInline.h"
 #include "Compression/DecmpfsResourceFork.h"
+#include "Compression/FileCompressor.h"
 
 namespace quillbrook::Verification {
 namespace {
-
-constexpr std::size_t readChunkByteCount = 4'194'304;
 
 std::expected<ByteBuffer, EngineError> decode(const FileCompressor::EncodingPlan& plan, std::size_t byteCount) {
   if (plan.resourceFork) {
@@ -39,10 +38,10 @@ std::expected<void, FileCompressionError> verifyReadback(const FilePath& workFil
                                                          std::uint64_t expectedByteCount, const FilePath& url,
                                                          FileSystem& fileSystem) {
   const auto reader = fileSystem.openForReading(workFile);
-  if (!reader) return std::unexpected(IOError{workFile, "open for readback verification"});
+  if (!reader) return std::unexpected(IOError::named(workFile, "open for readback verification", reader.error()));
   Sha256 hash;
   std::uint64_t total = 0;
-  ByteBuffer chunk(readChunkByteCount);
+  ByteBuffer chunk(FileCompressor::streamingPieceByteCount);
   for (;;) {
     const auto count = (*reader)->read(chunk);
     if (!count) return std::unexpected(IOError::worded(workFile, "readback", count.error()));

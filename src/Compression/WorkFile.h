@@ -10,14 +10,15 @@
 #include "Compression/FileCompressionError.h"
 #include "Platform/FilePath.h"
 #include "Platform/FileSystem.h"
+#include "Platform/ReservedNames.h"
 
 // The replacement while it is being built: a file beside the user's, carrying a marker that says that it is this
 // system's own debris should it ever be found left over. A file of its name without the marker is somebody else's and
 // is never removed.
 namespace quillbrook::WorkFile {
 
-inline constexpr std::string_view pathExtension = "slimtmp";
-inline constexpr std::string_view marker = "com.studiomerlin.quillbrook.slimtmp";
+inline constexpr std::string_view pathExtension = ReservedNames::workFileExtension;
+inline constexpr std::string_view marker = ReservedNames::workFileMarker;
 
 // Where the work file of `target` lies: in the same folder, hence on the same volume.
 [[nodiscard]] FilePath url(const FilePath& target);

@@ -2,15 +2,15 @@
 #include "Container/Checksum.h"
 
 #include <array>
-#include <bit>
 #include <cstddef>
 
-#include "Compression/Header/LittleEndian.h"
+#include "Platform/LittleEndian.h"
 
 #if defined(__x86_64__)
 #include <nmmintrin.h>
 #elif defined(__aarch64__)
 #include <arm_acle.h>
+
 #endif
 
 namespace quillbrook::Checksum {
@@ -102,7 +102,7 @@ constexpr ShiftTables shortShift = makeShiftTables(shortLane);
 #define QUILLBROOK_WITH_CRC32C __attribute__((target("sse4.2")))
 
 bool processorHasInstruction() {
-  return __builtin_cpu_supports("sse4.2") != 0;
+  return static_cast<bool>(__builtin_cpu_supports("sse4.2"));
 }
 
 QUILLBROOK_WITH_CRC32C inline std::uint32_t step(std::uint32_t value, std::uint64_t word) {
@@ -115,14 +115,10 @@ QUILLBROOK_WITH_CRC32C inline std::uint32_t stepByte(std::uint32_t value, std::u
 #define QUILLBROOK_WITH_CRC32C __attribute__((target("+crc")))
 
 bool processorHasInstruction() {
-#if defined(__APPLE__)
-  return true;
-#else
   // The field CRC32 of the identification register, which the kernel lets programs read.
   std::uint64_t features = 0;
   asm("mrs %0, ID_AA64ISAR0_EL1" : "=r"(features));
   return (features >> 16 & 0xF) != 0;
-#endif
 }
 
 QUILLBROOK_WITH_CRC32C inline std::uint32_t step(std::uint32_t value, std::uint64_t word) {

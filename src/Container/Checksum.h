@@ -4,9 +4,7 @@
 #include <cstdint>
 #include <span>
 
-namespace quillbrook {
-
-namespace Checksum {
+namespace quillbrook::Checksum {
 
 // CRC-32C (Castagnoli; RFC 3720, appendix B.4: 0xE3069283 for the digits "123456789"). Uses the processor's
 // instruction where it has one.
@@ -15,6 +13,4 @@ namespace Checksum {
 // The same from tables alone; what processors without the instruction run.
 [[nodiscard]] std::uint32_t crc32cFromTables(std::span<const std::uint8_t> bytes);
 
-}  // namespace Checksum
-
-}  // namespace quillbrook
+}  // namespace quillbrook::Checksum

@@ -6,9 +6,9 @@
 #include <vector>
 
 #include "Compression/Header/DecmpfsHeader.h"
-#include "Compression/Header/LittleEndian.h"
 #include "Container/Checksum.h"
 #include "Container/ContainerReader.h"
+#include "Platform/LittleEndian.h"
 
 namespace quillbrook {
 
@@ -39,13 +39,16 @@ namespace {
 
 using Finding = std::optional<ContainerDamage>;
 
-Finding checkSpans(const ByteSource& source, const ContainerState& state, std::stop_token stop) {
+// The first span that does not match its checksum, `isVerified` aside, which has one entry a span.
+Finding checkSpans(const ByteSource& source, const ContainerState& state, const std::vector<bool>& isVerified,
+                   const std::stop_token& stop) {
   std::vector<std::uint8_t> checksums(static_cast<std::size_t>(state.spanCount() * sizeof(std::uint32_t)));
   const auto gotChecksums = source.read(state.payloadByteCount(), checksums);
   if (!gotChecksums) return ContainerUnreadable{gotChecksums.error()};
   if (*gotChecksums != checksums.size()) return StructureInvalid{};  // shrank since its length was taken
   std::vector<std::uint8_t> buffer(ContainerState::spanByteCount);
   for (std::uint64_t index = 0; index < state.spanCount(); ++index) {
+    if (isVerified[static_cast<std::size_t>(index)]) continue;
     if (stop.stop_requested()) return ContainerUnreadable{ErrorNumber::cancelled};
     const auto offset = index * ContainerState::spanByteCount;
     const auto span = std::span(buffer).first(
@@ -59,13 +62,16 @@ Finding checkSpans(const ByteSource& source, const ContainerState& state, std::s
   return std::nullopt;
 }
 
-Finding checkContent(const ByteSource& source, const ContainerState& state, std::stop_token stop) {
+// Decodes everything, and marks in `isVerified` the spans that it has verified by that.
+Finding checkContent(const ByteSource& source, const ContainerState& state, std::vector<bool>& isVerified,
+                     const std::stop_token& stop) {
   const auto reader = ContainerReader::open(source, state);
   if (!reader) {
     if (reader.error() == ErrorNumber::inputOutput) return StructureInvalid{};
     if (reader.error() != ErrorNumber::notSupported) return ContainerUnreadable{reader.error()};
     return TypeNotSupported{LittleEndian::load<std::uint32_t>(state.head.data() + 4)};
   }
+  isVerified = (*reader)->contentSpans();
   const auto header = DecmpfsHeader::parse(state.head);
   if (header && header->compressionType == CompressionType::datalessSparse) return std::nullopt;
   ContainerReader::Scratch scratch;
@@ -90,11 +96,16 @@ Finding checkTrailer(const ByteSource& source, const ContainerState& state) {
 }  // namespace
 
 std::optional<ContainerDamage> check(const ByteSource& source, std::uint64_t byteCount, const ContainerState& state,
-                                     std::stop_token stop) {
+                                     const std::stop_token& stop) {
   if (!state.isSealed() || state.redoIdentifier != 0) return StructureInvalid{};
   if (byteCount < state.rawByteCount()) return ContainerCutShort{state.rawByteCount(), byteCount};
-  if (auto damage = checkSpans(source, state, stop)) return damage;
-  if (auto damage = checkContent(source, state, stop)) return damage;
+  // Decoding verifies what it reads. Left to look at is what no chunk covers; only when decoding fails, everything, as
+  // a damaged span says more than what came of it.
+  const std::vector<bool> none(static_cast<std::size_t>(state.spanCount()), false);
+  std::vector<bool> isVerified = none;
+  const auto contentDamage = checkContent(source, state, isVerified, stop);
+  if (auto damage = checkSpans(source, state, contentDamage ? none : isVerified, stop)) return damage;
+  if (contentDamage) return contentDamage;
   if (auto damage = checkTrailer(source, state)) return damage;
   if (byteCount > state.rawByteCount()) return SurplusBytes{byteCount - state.rawByteCount()};
   return std::nullopt;

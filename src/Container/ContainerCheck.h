@@ -58,7 +58,7 @@ namespace ContainerCheck {
 // Verifies every checksum and the trailer, and decodes everything; nothing is kept. The first thing that is wrong, or
 // nothing. `byteCount` is the length of the raw data. A stop answers ContainerUnreadable with `cancelled`.
 [[nodiscard]] std::optional<ContainerDamage> check(const ByteSource& source, std::uint64_t byteCount,
-                                                   const ContainerState& state, std::stop_token stop = {});
+                                                   const ContainerState& state, const std::stop_token& stop = {});
 
 }  // namespace ContainerCheck
 

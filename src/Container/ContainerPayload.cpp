@@ -6,8 +6,8 @@
 #include <cstring>
 #include <utility>
 
-#include "Compression/Header/LittleEndian.h"
 #include "Container/Checksum.h"
+#include "Platform/LittleEndian.h"
 
 namespace quillbrook {
 namespace {
@@ -15,16 +15,16 @@ namespace {
 constexpr std::uint64_t spanByteCount = ContainerState::spanByteCount;
 constexpr std::uint64_t windowSpanCount = 16;
 
-std::atomic<std::uint64_t> nextIdentifier{1};
+std::uint64_t newIdentifier() {
+  static std::atomic<std::uint64_t> next{1};
+  return next.fetch_add(1, std::memory_order_relaxed);
+}
 
 }  // namespace
 
 ContainerPayload::ContainerPayload(const ByteSource& source, std::uint64_t byteCount,
                                    std::vector<std::uint32_t> checksums)
-    : source_(&source),
-      identifier_(nextIdentifier.fetch_add(1, std::memory_order_relaxed)),
-      byteCount_(byteCount),
-      checksums_(std::move(checksums)) {}
+    : source_(&source), identifier_(newIdentifier()), byteCount_(byteCount), checksums_(std::move(checksums)) {}
 
 Result<ContainerPayload> ContainerPayload::open(const ByteSource& source, const ContainerState& state) {
   // At most 256 KiB, as value and fork are of 32 bits.

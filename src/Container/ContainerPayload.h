@@ -28,6 +28,8 @@ class ContainerPayload {
     std::unique_ptr<std::uint8_t[]> bytes_;
   };
 
+  [[nodiscard]] std::size_t spanCount() const { return checksums_.size(); }
+
   // Reads the checksums. `inputOutput` if they are not all there. The source must outlive the payload.
   [[nodiscard]] static Result<ContainerPayload> open(const ByteSource& source, const ContainerState& state);
 

@@ -15,7 +15,10 @@ namespace {
 
 using Coding = PayloadLayout::Coding;
 
-std::atomic<std::uint64_t> nextIdentifier{1};
+std::uint64_t newIdentifier() {
+  static std::atomic<std::uint64_t> next{1};
+  return next.fetch_add(1, std::memory_order_relaxed);
+}
 
 bool copyStored(std::span<const std::uint8_t> chunk, std::span<std::uint8_t> destination) {
   if (chunk.size() < destination.size()) return false;  // surplus is harmless: the size is what the header says
@@ -66,7 +69,7 @@ ContainerReader::ContainerReader(ContainerPayload payload, PayloadLayout layout,
     : payload_(std::move(payload)),
       layout_(std::move(layout)),
       logicalByteCount_(logicalByteCount),
-      identifier_(nextIdentifier.fetch_add(1, std::memory_order_relaxed)) {}
+      identifier_(newIdentifier()) {}
 
 Result<std::unique_ptr<const ContainerReader>> ContainerReader::open(const ByteSource& source,
                                                                      const ContainerState& state) {
@@ -77,6 +80,19 @@ Result<std::unique_ptr<const ContainerReader>> ContainerReader::open(const ByteS
   if (!layout) return std::unexpected(layout.error());
   return std::unique_ptr<const ContainerReader>(
       new ContainerReader(std::move(*payload), std::move(*layout), state.logicalByteCount));
+}
+
+std::vector<bool> ContainerReader::contentSpans() const {
+  std::vector<bool> spans(payload_.spanCount(), false);
+  spans.front() = true;  // the header's
+  for (const auto& chunk : layout_.chunks) {
+    const auto begin = layout_.base + chunk.offset;
+    const auto last = begin + chunk.byteCount - 1;
+    for (auto i = begin / ContainerState::spanByteCount; i <= last / ContainerState::spanByteCount; ++i) {
+      spans[static_cast<std::size_t>(i)] = true;
+    }
+  }
+  return spans;
 }
 
 Result<void> ContainerReader::decodeBlock(std::uint64_t index, std::uint64_t wantedEnd,

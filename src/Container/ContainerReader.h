@@ -5,7 +5,9 @@
 #include <cstdint>
 #include <memory>
 #include <span>
+#include <vector>
 
+#include "Compression/Header/PayloadLimits.h"
 #include "Container/ByteSource.h"
 #include "Container/ContainerPayload.h"
 #include "Container/ContainerState.h"
@@ -18,7 +20,7 @@ namespace quillbrook {
 // does not match, or does not decode to exactly what its header promises, is `inputOutput`, never wrong bytes.
 class ContainerReader {
  public:
-  static constexpr std::size_t blockByteCount = 65'536;
+  static constexpr std::size_t blockByteCount = PayloadLimits::blockByteCount;
 
   // What one thread needs while it reads; kept between reads to avoid allocation, and it remembers the last block.
   // May serve one reader after another.
@@ -48,6 +50,9 @@ class ContainerReader {
   // whole blocks are decoded straight into `destination`. 0 at or behind the end.
   [[nodiscard]] Result<std::size_t> read(std::uint64_t offset, std::span<std::uint8_t> destination,
                                          Scratch& scratch) const;
+
+  // One entry for each span of the stored bytes: whether reading everything verifies it.
+  [[nodiscard]] std::vector<bool> contentSpans() const;
 
  private:
   ContainerReader(ContainerPayload payload, PayloadLayout layout, std::uint64_t logicalByteCount);

@@ -8,16 +8,14 @@
 #include <vector>
 
 #include "Compression/Header/DecmpfsHeader.h"
-#include "Compression/Header/LittleEndian.h"
 #include "Container/ContainerPayload.h"
+#include "Platform/LittleEndian.h"
 
 namespace quillbrook::ContainerRecovery {
 namespace {
 
 constexpr std::size_t trailerByteCount = ContainerState::byteCount;
 constexpr std::size_t pieceByteCount = std::size_t{1} << 20;
-// Magic and version, with which every state begins.
-constexpr std::array<std::uint8_t, 3> stateBeginning{'Q', 'B', 1};
 
 using Head = std::array<std::uint8_t, ContainerState::headByteCount>;
 
@@ -54,7 +52,8 @@ Result<std::optional<ContainerState>> search(const ByteSource& source, std::uint
     if (bytes.size() < trailerByteCount) break;
     const auto lastStart = bytes.begin() + static_cast<std::ptrdiff_t>(bytes.size() - trailerByteCount);
     for (auto at = bytes.begin();; ++at) {
-      at = std::search(at, lastStart + stateBeginning.size(), stateBeginning.begin(), stateBeginning.end());
+      at = std::search(at, lastStart + ContainerState::beginning.size(), ContainerState::beginning.begin(),
+                       ContainerState::beginning.end());
       if (at > lastStart) break;
       const auto place = static_cast<std::size_t>(at - bytes.begin());
       const auto state = trailerAt(offset + place, bytes.subspan(place), head);
@@ -85,9 +84,10 @@ Result<ContainerFinding> find(const ByteSource& source, std::uint64_t byteCount)
       if (const auto state = trailerAt(byteCount - trailerByteCount, last, head)) return RecoveredContainer{*state, 0};
     }
   }
-  const auto state = search(source, byteCount, head);
-  if (!state) return std::unexpected(state.error());
-  if (*state) return RecoveredContainer{**state, byteCount - (*state)->rawByteCount()};
+  const auto found = search(source, byteCount, head);
+  if (!found) return std::unexpected(found.error());
+  const std::optional<ContainerState>& state = *found;
+  if (state) return RecoveredContainer{*state, byteCount - state->rawByteCount()};
   return TrailerMissing{};
 }
 

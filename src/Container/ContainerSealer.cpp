@@ -5,8 +5,8 @@
 #include <cstddef>
 #include <span>
 
-#include "Compression/Header/LittleEndian.h"
 #include "Container/Checksum.h"
+#include "Platform/LittleEndian.h"
 
 namespace quillbrook::ContainerSealer {
 

@@ -4,20 +4,16 @@
 #include <algorithm>
 #include <limits>
 
-#include "Compression/Header/LittleEndian.h"
 #include "Container/Checksum.h"
+#include "Platform/LittleEndian.h"
 
 namespace quillbrook {
 namespace {
 
-constexpr std::uint16_t magic = 'Q' | 'B' << 8;
-constexpr std::uint8_t version = 1;
 constexpr std::uint8_t creationTimePresent = 0x01;
 constexpr std::int64_t nanosecondsPerSecond = 1'000'000'000;
 
 namespace Offset {
-constexpr std::size_t magic = 0;
-constexpr std::size_t version = 2;
 constexpr std::size_t bits = 3;
 constexpr std::size_t flags = 4;
 constexpr std::size_t valueByteCount = 8;
@@ -28,6 +24,7 @@ constexpr std::size_t head = 32;
 constexpr std::size_t redoIdentifier = 48;
 constexpr std::size_t checksum = 52;
 }  // namespace Offset
+static_assert(ContainerState::beginning.size() == Offset::bits);
 static_assert(Offset::head + ContainerState::headByteCount == Offset::redoIdentifier);
 static_assert(Offset::checksum + sizeof(std::uint32_t) == ContainerState::byteCount);
 
@@ -53,8 +50,7 @@ Timestamp timestamp(std::int64_t nanoseconds) {
 std::array<std::uint8_t, ContainerState::byteCount> ContainerState::encode() const {
   std::array<std::uint8_t, byteCount> bytes{};
   const auto at = [&bytes](std::size_t offset) { return bytes.data() + offset; };
-  LittleEndian::store(at(Offset::magic), magic);
-  bytes[Offset::version] = version;
+  std::ranges::copy(beginning, bytes.begin());
   bytes[Offset::bits] = creationTime ? creationTimePresent : std::uint8_t{0};
   LittleEndian::store(at(Offset::flags), st_flags);
   LittleEndian::store(at(Offset::valueByteCount), valueByteCount);
@@ -71,8 +67,7 @@ std::array<std::uint8_t, ContainerState::byteCount> ContainerState::encode() con
 std::optional<ContainerState> ContainerState::decode(std::span<const std::uint8_t> bytes) {
   if (bytes.size() != byteCount) return std::nullopt;
   const auto at = [&bytes](std::size_t offset) { return bytes.data() + offset; };
-  if (LittleEndian::load<std::uint16_t>(at(Offset::magic)) != magic) return std::nullopt;
-  if (bytes[Offset::version] != version) return std::nullopt;
+  if (!std::ranges::equal(bytes.first(beginning.size()), beginning)) return std::nullopt;
   if ((bytes[Offset::bits] & ~creationTimePresent) != 0) return std::nullopt;
   const auto checksum = Checksum::crc32c(bytes.first(Offset::checksum));
   if (LittleEndian::load<std::uint32_t>(at(Offset::checksum)) != checksum) return std::nullopt;

@@ -22,6 +22,8 @@ namespace quillbrook {
 struct ContainerState {
   static constexpr std::size_t byteCount = 56;
   static constexpr std::string_view attributeName = "user.quillbrook.state";
+  // Magic and version, with which every state begins.
+  static constexpr std::array<std::uint8_t, 3> beginning{'Q', 'B', 1};
   static constexpr std::size_t headByteCount = 16;
   static constexpr std::size_t spanByteCount = 65'536;
 

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "Container/PayloadLayout.h"
 
-#include <algorithm>
 #include <array>
 #include <bit>
 #include <cstddef>
@@ -9,14 +8,15 @@
 #include <optional>
 
 #include "Compression/Header/DecmpfsHeader.h"
-#include "Compression/Header/LittleEndian.h"
+#include "Compression/Header/PayloadLimits.h"
+#include "Platform/LittleEndian.h"
 
 namespace quillbrook {
 namespace {
 
 using Coding = PayloadLayout::Coding;
 
-constexpr std::uint64_t forkBlockByteCount = 65'536;
+constexpr std::uint64_t forkBlockByteCount = PayloadLimits::blockByteCount;
 // No chunk of a sound encoder is longer than its block by more than a few bytes.
 constexpr std::uint32_t largestChunkByteCount = 2 * forkBlockByteCount;
 // 64 GiB of logical bytes: far beyond what the format's 32-bit offsets can hold in practice.

@@ -24,8 +24,8 @@ class DirectoryReader {
  public:
   virtual ~DirectoryReader() = default;
 
-  // The next entry, nothing at the end. "." and ".." are left out, and so is what a volume keeps for itself in its
-  // source folder. A failure in the middle is told, never taken for the end.
+  // The next entry, nothing at the end. "." and ".." are left out, and so is what a volume keeps for itself at its
+  // root. A failure in the middle is told, never taken for the end.
   [[nodiscard]] virtual Result<std::optional<DirectoryEntry>> next() = 0;
 
   // Tells file systems apart, as st_dev does. All of a mounted volume is one.

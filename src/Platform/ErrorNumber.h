@@ -20,13 +20,17 @@ struct ErrorNumber {
   static const ErrorNumber wouldBlock;        // EWOULDBLOCK
   static const ErrorNumber exists;            // EEXIST
   static const ErrorNumber notPermitted;      // EPERM
+  static const ErrorNumber accessDenied;      // EACCES
+  static const ErrorNumber readOnly;          // EROFS
   static const ErrorNumber noEntry;           // ENOENT
+  static const ErrorNumber brokenPipe;        // EPIPE
   static const ErrorNumber interrupted;       // EINTR
   static const ErrorNumber busy;              // EBUSY
   static const ErrorNumber inputOutput;       // EIO: among others, a container whose bytes do not match its checksums
   static const ErrorNumber noSpace;           // ENOSPC
   static const ErrorNumber invalid;           // EINVAL
   static const ErrorNumber cancelled;         // ECANCELED
+  static const ErrorNumber notRecoverable;    // ENOTRECOVERABLE: a half-done exchange could not be undone
 };
 
 template <typename T>

@@ -13,7 +13,7 @@ struct Timestamp {
   friend auto operator<=>(const Timestamp&, const Timestamp&) = default;
 };
 
-enum class FileKind { regular, directory, symbolicLink, other };
+enum class FileKind : std::uint8_t { regular, directory, symbolicLink, other };
 
 // Bits of FileStatus::st_flags. The lower half belongs to the user, the upper half to the super-user.
 inline constexpr std::uint32_t UF_NODUMP = 0x00000001;

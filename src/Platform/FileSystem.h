@@ -106,7 +106,8 @@ class FileSystem {
 
   // Puts `work` in the place of `target`, in one step for every other program, once its data have reached the disk.
   // `expected` is what lstat said of the target that may be replaced, `lock` the lock on it, of this file system;
-  // `busy` if the target is another file by now or is open for writing. On failure both names are as they were.
+  // `busy` if the target is another file by now or is open for writing. On failure both names are as they were, but
+  // for `notRecoverable`: then `work` names what stood at the target, and must be left alone.
   [[nodiscard]] virtual Result<void> rename(const FilePath& work, const FilePath& target, const FileStatus& expected,
                                             const LockableFile& lock) = 0;
   [[nodiscard]] virtual Result<void> unlink(const FilePath& path) = 0;

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <deque>
 #include <mutex>
+#include <optional>
 
 namespace quillbrook {
 namespace {
@@ -38,13 +39,15 @@ std::string masked(std::string_view format, std::initializer_list<LogArgument> a
       format.remove_prefix(1);
       continue;
     }
-    bool isPrivate = false;
+    std::optional<bool> mark;
     if (format.starts_with("{private}")) {
-      isPrivate = true;
+      mark = true;
       format.remove_prefix(9);
     } else if (format.starts_with("{public}")) {
+      mark = false;
       format.remove_prefix(8);
     }
+    const bool isPrivate = mark.value_or(format.starts_with('s'));
     if (!format.empty()) format.remove_prefix(1);  // the conversion letter: the argument knows its type
     if (next == arguments.end()) continue;
     message += isPrivate ? std::string("<private>") : text(*next);

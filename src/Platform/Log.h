@@ -31,8 +31,8 @@ class Log {
 
   explicit constexpr Log(std::string_view category) : category_(category) {}
 
-  // `format` marks its arguments, in order, as %{private}s, %{public}s, %{private}d, %{public}d or %d (public);
-  // %% is a percent sign.
+  // `format` marks its arguments, in order, as %{private}s, %{public}s, %{private}d or %{public}d. Without a mark text
+  // (%s) is private and a number (%d) public. %% is a percent sign.
   void write(LogLevel level, std::string_view format, std::initializer_list<LogArgument> arguments = {}) const;
 
   // What this process has written, oldest first.

@@ -15,11 +15,13 @@ class StopSignals {
   ~StopSignals();
   StopSignals(const StopSignals&) = delete;
   StopSignals& operator=(const StopSignals&) = delete;
+  StopSignals(StopSignals&&) = delete;
+  StopSignals& operator=(StopSignals&&) = delete;
 
   // Requested a moment after the first signal, from a thread of its own.
   [[nodiscard]] std::stop_token token() const;
   // The number of the first signal, 0 before it. Any thread; set before the token is.
-  [[nodiscard]] const std::atomic<int>& received() const;
+  [[nodiscard]] static const std::atomic<int>& received();
 
  private:
   struct Waiter;

@@ -1,113 +1,63 @@
 // SPDX-License-Identifier: MIT
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <signal.h>
 #include <sys/mman.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include <array>
-#include <functional>
-
+#include "Platform/Linux/FileDescriptor.h"
 #include "SourceTree.h"
 #include "Volume/Administration/FolderUsers.h"
+#include "WaitingChild.h"
 
 namespace quillbrook {
 namespace {
 
-// A process that has done something and waits. Ended with the object.
-class WaitingChild {
- public:
-  explicit WaitingChild(const std::function<bool()>& action) {
-    std::array<int, 2> ready{};
-    if (::pipe(ready.data()) != 0) return;
-    process_ = ::fork();
-    if (process_ == 0) {
-      const char answer = action() ? '+' : '-';
-      if (::write(ready[1], &answer, 1) != 1) ::_exit(1);
-      for (;;) ::pause();
-    }
-    ::close(ready[1]);
-    char answer = 0;
-    isReady_ = ::read(ready[0], &answer, 1) == 1 && answer == '+';
-    ::close(ready[0]);
-  }
-  ~WaitingChild() {
-    if (process_ <= 0) return;
-    ::kill(process_, SIGKILL);
-    ::waitpid(process_, nullptr, 0);
-  }
-  WaitingChild(const WaitingChild&) = delete;
-  WaitingChild& operator=(const WaitingChild&) = delete;
-
-  [[nodiscard]] bool isReady() const { return isReady_; }
-  [[nodiscard]] pid_t process() const { return process_; }
-
- private:
-  pid_t process_ = -1;
-  bool isReady_ = false;
-};
-
 TEST(FolderUsersTests, TellsWhoIsThereAndWhoWrites) {
   const SourceTree tree;
   tree.makeFolder("v/inner");
-  tree.makeFolder("vicinity");
   tree.write("v/file", "text");
   tree.write("vicinity/file", "text");
-  const std::string file = tree.path("v/file").bytes();
-  const std::string beside = tree.path("vicinity/file").bytes();
-  const auto map = [&](int flags, int protection, int kind) {
-    const int descriptor = ::open(file.c_str(), flags);
-    const bool isMapped = ::mmap(nullptr, 4, protection, kind, descriptor, 0) != MAP_FAILED;
-    ::close(descriptor);
-    return isMapped;
+  const std::string file = tree.at("v/file");
+  const auto opens = [&](int flags) { return [&file, flags] { return ::open(file.c_str(), flags) >= 0; }; };
+  const auto maps = [&](int flags, int protection, int kind) {
+    return [=, &file] {
+      const FileDescriptor descriptor(::open(file.c_str(), flags));
+      return ::mmap(nullptr, 4, protection, kind, descriptor.get(), 0) != MAP_FAILED;
+    };
   };
+  enum class Use : std::uint8_t { none, stands, reads, writes };
   struct Case {
     const char* what;
     std::function<bool()> action;
-    bool isUser;
-    bool stands;
-    bool opens;
-    bool writes;
+    Use use;
   };
-  const std::array cases{
-      Case{"stands in it", [&] { return ::chdir(tree.path("v/inner").c_str()) == 0; }, true, true, false, false},
-      Case{"reads", [&] { return ::open(file.c_str(), O_RDONLY) >= 0; }, true, false, true, false},
-      Case{"writes", [&] { return ::open(file.c_str(), O_WRONLY) >= 0; }, true, false, true, true},
-      Case{"appends", [&] { return ::open(file.c_str(), O_RDWR | O_APPEND) >= 0; }, true, false, true, true},
-      Case{"maps", [&] { return map(O_RDONLY, PROT_READ, MAP_SHARED); }, true, false, true, false},
-      Case{"maps a copy", [&] { return map(O_RDONLY, PROT_READ | PROT_WRITE, MAP_PRIVATE); }, true, false, true, false},
-      Case{"maps for writing", [&] { return map(O_RDWR, PROT_READ | PROT_WRITE, MAP_SHARED); }, true, false, true,
-           true},
-      Case{"holds a place", [&] { return ::open(file.c_str(), O_PATH) >= 0; }, true, false, true, false},
-      Case{"writes beside it", [&] { return ::open(beside.c_str(), O_WRONLY) >= 0; }, false, false, false, false},
+  const std::vector<Case> cases{
+      {"stands in it", [&] { return ::chdir(tree.at("v/inner").c_str()) == 0; }, Use::stands},
+      {"reads", opens(O_RDONLY), Use::reads},
+      {"appends", opens(O_RDWR | O_APPEND), Use::writes},
+      {"maps a copy", maps(O_RDONLY, PROT_READ | PROT_WRITE, MAP_PRIVATE), Use::reads},
+      {"maps for writing", maps(O_RDWR, PROT_READ | PROT_WRITE, MAP_SHARED), Use::writes},
+      {"holds a place", opens(O_PATH), Use::reads},
+      {"writes beside it", [&] { return ::open(tree.at("vicinity/file").c_str(), O_WRONLY) >= 0; }, Use::none},
   };
-  for (const Case& c : cases) {
-    const WaitingChild child(c.action);
-    ASSERT_TRUE(child.isReady()) << c.what;
+  // This process does not count.
+  const FileDescriptor own(::open(file.c_str(), O_RDWR));
+  for (const auto& [what, action, use] : cases) {
+    SCOPED_TRACE(what);
+    const WaitingChild child([&] { return ::close(own.get()) == 0 && action(); });
+    ASSERT_TRUE(child.isReady());
     const auto users = FolderUsers::find(tree.path("v"));
-    ASSERT_TRUE(users.has_value()) << c.what;
-    if (!c.isUser) {
-      EXPECT_TRUE(users->empty()) << c.what;
-      continue;
-    }
-    ASSERT_EQ(users->size(), 1U) << c.what;
+    ASSERT_TRUE(users.has_value());
+    ASSERT_EQ(users->size(), use == Use::none ? 0U : 1U);
+    if (use == Use::none) continue;
     const FolderUser& user = users->front();
-    EXPECT_EQ(user.process, child.process()) << c.what;
-    EXPECT_EQ(user.standsThere, c.stands) << c.what;
-    EXPECT_EQ(user.hasOpenFiles, c.opens) << c.what;
-    EXPECT_EQ(user.writes, c.writes) << c.what;
-    EXPECT_EQ(user.example, c.stands ? tree.path("v/inner") : tree.path("v/file")) << c.what;
+    EXPECT_EQ(user.process, child.process());
+    EXPECT_EQ(user.standsThere, use == Use::stands);
+    EXPECT_EQ(user.hasOpenFiles, use != Use::stands);
+    EXPECT_EQ(user.writes, use == Use::writes);
+    EXPECT_EQ(user.example, tree.path(use == Use::stands ? "v/inner" : "v/file"));
     EXPECT_FALSE(user.command.empty());
   }
-}
-
-TEST(FolderUsersTests, DoesNotCountThisProcess) {
-  const SourceTree tree;
-  tree.write("file", "text");
-  const int own = ::open(tree.path("file").c_str(), O_RDWR);
-  EXPECT_EQ(FolderUsers::find(tree.folder()), std::vector<FolderUser>{});
-  ::close(own);
 }
 
 }  // namespace

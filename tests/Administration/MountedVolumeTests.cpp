@@ -2,18 +2,15 @@
 // Against the real daemon and a real mount.
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <signal.h>
 #include <sys/mount.h>
-#include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <csignal>
 #include <cstdlib>
 #include <string>
 #include <thread>
 
-#include "Platform/Linux/FileDescriptor.h"
 #include "SourceTree.h"
 #include "Volume/Administration/FuseAvailability.h"
 #include "Volume/Administration/VolumeCheck.h"
@@ -21,9 +18,18 @@
 #include "Volume/Administration/VolumeMount.h"
 #include "Volume/Administration/VolumeRestore.h"
 #include "Volume/Administration/VolumeUnmount.h"
+#include "WaitingChild.h"
 
 namespace quillbrook {
 namespace {
+
+// That it was refused, and with which error.
+template <typename Error, typename Answer>
+testing::AssertionResult isRefusedAs(const Answer& answer) {
+  if (answer) return testing::AssertionFailure() << "it was not refused";
+  if (std::holds_alternative<Error>(answer.error())) return testing::AssertionSuccess();
+  return testing::AssertionFailure() << describe(answer.error());
+}
 
 class MountedVolumeTests : public testing::Test {
  protected:
@@ -40,136 +46,107 @@ class MountedVolumeTests : public testing::Test {
     }
   }
 
-  std::optional<VolumeListing> listing() const {
-    const auto volumes = VolumeList::read();
-    if (!volumes) return std::nullopt;
-    const auto found = std::ranges::find(*volumes, tree_.folder(), &VolumeListing::mountPoint);
-    return found == volumes->end() ? std::nullopt : std::optional(*found);
+  MountOutcome mount(const MountOptions& options = {}) {
+    int calls = 0;
+    const auto mounted = VolumeMount::mount(tree_.folder(), options, {}, [&](const MountOutcome&) { ++calls; });
+    EXPECT_TRUE(mounted.has_value()) << sentence(mounted.error());
+    EXPECT_EQ(calls, 1);
+    return mounted.value_or(MountOutcome{});
+  }
+  UnmountOutcome unmount() {
+    const auto unmounted = VolumeUnmount::unmount(tree_.folder());
+    EXPECT_TRUE(unmounted.has_value()) << sentence(unmounted.error());
+    EXPECT_FALSE(listing().has_value());
+    return unmounted.value_or(UnmountOutcome{});
+  }
+  [[nodiscard]] auto restore() const {
+    return VolumeRestore::restore(tree_.folder(), [](const RestoreEvent&) {});
+  }
+  [[nodiscard]] std::optional<VolumeListing> listing() const {
+    const auto volumes = VolumeList::read().value();
+    const auto found = std::ranges::find(volumes, tree_.folder(), &VolumeListing::mountPoint);
+    return found == volumes.end() ? std::nullopt : std::optional(*found);
   }
 
-  const std::string content_ = SourceTree::content(100'000, 3);
+  // Of no volume where there is none.
+  [[nodiscard]] VolumeListing listed() const { return listing().value_or(VolumeListing{}); }
+
+  const std::string content_ = SourceTree::prose(100'000);
   SourceTree tree_;
 };
 
 TEST_F(MountedVolumeTests, MountsListsChecksAndUnmounts) {
-  int calls = 0;
-  const auto mounted = VolumeMount::mount(tree_.folder(), {}, {}, [&](const MountOutcome& outcome) {
-    ++calls;
-    EXPECT_EQ(outcome.folder, tree_.folder());
-  });
-  ASSERT_TRUE(mounted.has_value()) << sentence(mounted.error());
-  EXPECT_EQ(calls, 1);
-  EXPECT_FALSE(mounted->wasMounted);
+  EXPECT_FALSE(mount().wasMounted);
   EXPECT_EQ(tree_.read("compressed"), content_);
-  EXPECT_FALSE(tree_.exists(".quillbrook-volume"));
+  const VolumeListing own = listed();
+  EXPECT_EQ(own.source, tree_.folder());
+  EXPECT_EQ(own.owner, ::getuid());
+  EXPECT_EQ(own.condition, VolumeListing::Condition::alive);
+  EXPECT_FALSE(own.isReadOnly);
+  const pid_t daemon = own.daemon.value_or(0);
+  ASSERT_GT(daemon, 0);
+  EXPECT_EQ(::kill(daemon, 0), 0);
 
-  const auto listed = listing();
-  ASSERT_TRUE(listed.has_value());
-  EXPECT_EQ(listed->source, tree_.folder());
-  EXPECT_EQ(listed->owner, ::getuid());
-  EXPECT_EQ(listed->condition, VolumeListing::Condition::alive);
-  EXPECT_FALSE(listed->isReadOnly);
-  ASSERT_TRUE(listed->daemon.has_value());
-  EXPECT_EQ(::kill(*listed->daemon, 0), 0);
-
-  const auto again = VolumeMount::mount(tree_.folder(), {});
-  ASSERT_TRUE(again.has_value());
-  EXPECT_TRUE(again->wasMounted);
+  EXPECT_TRUE(mount().wasMounted);
   tree_.makeFolder("inner");
-  const auto nested = VolumeMount::mount(tree_.path("inner"), {.force = true});
-  ASSERT_FALSE(nested.has_value());
-  EXPECT_TRUE(std::holds_alternative<VolumeErrors::Nested>(nested.error()));
-
-  const auto checked = VolumeCheck::check(tree_.folder(), [](const CheckFinding& finding) {
-    ADD_FAILURE() << finding.path.displayText() << ": " << sentence(finding);
-  });
+  EXPECT_TRUE(isRefusedAs<VolumeErrors::Nested>(VolumeMount::mount(tree_.path("inner"), {.force = true})));
+  EXPECT_TRUE(isRefusedAs<VolumeErrors::Served>(restore()));
+  const auto checked =
+      VolumeCheck::check(tree_.folder(), [](const auto& finding) { ADD_FAILURE() << sentence(finding); });
   ASSERT_TRUE(checked.has_value()) << sentence(checked.error());
-  EXPECT_EQ(checked->containers, 1U);
-  EXPECT_EQ(checked->files, 2U);
-  const auto served = VolumeRestore::restore(tree_.folder(), [](const RestoreEvent&) {});
-  ASSERT_FALSE(served.has_value());
-  EXPECT_TRUE(std::holds_alternative<VolumeErrors::Served>(served.error()));
+  EXPECT_EQ(checked->containers, 1U) << "it looks beneath the mount";
 
   const auto unmounted = VolumeUnmount::unmount(tree_.folder());
-  ASSERT_TRUE(unmounted.has_value()) << sentence(unmounted.error());
-  EXPECT_EQ(unmounted->compressedFiles, 1U);
-  EXPECT_FALSE(listing().has_value());
-  EXPECT_NE(tree_.read("compressed"), content_);
-  const auto twice = VolumeUnmount::unmount(tree_.folder());
-  ASSERT_FALSE(twice.has_value());
-  EXPECT_TRUE(std::holds_alternative<VolumeErrors::NotMounted>(twice.error()));
-
-  // The daemon has ended, and its lock with it.
-  const auto restored = VolumeRestore::restore(tree_.folder(), [](const RestoreEvent&) {});
+  const auto restored = restore();  // at once: the daemon has ended, and its lock with it
+  EXPECT_EQ(unmounted.value_or(UnmountOutcome{}).compressedFiles, 1U);
+  EXPECT_TRUE(isRefusedAs<VolumeErrors::NotMounted>(VolumeUnmount::unmount(tree_.folder())));
   ASSERT_TRUE(restored.has_value()) << sentence(restored.error());
-  EXPECT_TRUE(restored->removedPrivateFolder);
+  EXPECT_FALSE(tree_.exists(".quillbrook-volume"));
   EXPECT_EQ(tree_.read("compressed"), content_);
 }
 
 TEST_F(MountedVolumeTests, RefusesWritersAndBusyVolumes) {
-  const auto run = [&](const char* script) {
-    const pid_t child = ::fork();
-    if (child == 0) {
-      ::execl("/bin/sh", "sh", "-c", script, tree_.path("ordinary").c_str(), nullptr);
-      ::_exit(127);
-    }
-    return child;
+  const auto opens = [this](int flags) {
+    return [this, flags] { return ::open(tree_.at("ordinary").c_str(), flags) >= 0; };
   };
-  const auto end = [](pid_t child) {
-    ::kill(child, SIGKILL);
-    ::waitpid(child, nullptr, 0);
-  };
-  const auto waitForUser = [&] {
-    while (FolderUsers::find(tree_.folder()).value().empty()) std::this_thread::yield();
-  };
-
-  const pid_t writer = run("exec 3>>\"$0\"; exec sleep 60");
-  waitForUser();
-  const auto refused = VolumeMount::mount(tree_.folder(), {.force = true});
-  end(writer);
-  ASSERT_FALSE(refused.has_value());
-  ASSERT_TRUE(std::holds_alternative<VolumeErrors::InUse>(refused.error())) << describe(refused.error());
-  EXPECT_NE(sentence(refused.error()).find(std::to_string(writer)), std::string::npos);
-
-  const pid_t reader = run("exec 3<\"$0\"; exec sleep 60");
-  waitForUser();
-  const auto mounted = VolumeMount::mount(tree_.folder(), {.readOnly = true});
-  end(reader);
-  ASSERT_TRUE(mounted.has_value()) << sentence(mounted.error());
-  ASSERT_EQ(mounted->users.size(), 1U);
-  EXPECT_EQ(mounted->users.front().process, reader);
-  EXPECT_TRUE(listing().value().isReadOnly);
-
-  const pid_t user = run("exec 3<\"$0\"; exec sleep 60");
-  waitForUser();
-  const auto busy = VolumeUnmount::unmount(tree_.folder());
-  end(user);
-  ASSERT_FALSE(busy.has_value());
-  EXPECT_TRUE(std::holds_alternative<VolumeErrors::InUse>(busy.error())) << describe(busy.error());
-  EXPECT_EQ(tree_.read("compressed"), content_);
-  const auto unmounted = VolumeUnmount::unmount(tree_.folder());
-  ASSERT_TRUE(unmounted.has_value()) << sentence(unmounted.error());
+  {
+    const WaitingChild writer(opens(O_WRONLY | O_APPEND));
+    ASSERT_TRUE(writer.isReady());
+    const auto refused = VolumeMount::mount(tree_.folder(), {.force = true});
+    ASSERT_TRUE(isRefusedAs<VolumeErrors::InUse>(refused));
+    EXPECT_TRUE(sentence(refused.error()).contains(std::to_string(writer.process())));
+    EXPECT_TRUE(isRefusedAs<VolumeErrors::InUse>(restore()));
+  }
+  {
+    const WaitingChild reader(opens(O_RDONLY));
+    ASSERT_TRUE(reader.isReady());
+    const auto mounted = mount({.readOnly = true});
+    ASSERT_EQ(mounted.users.size(), 1U);
+    EXPECT_EQ(mounted.users.front().process, reader.process());
+    EXPECT_TRUE(listed().isReadOnly);
+  }
+  {
+    const WaitingChild user(opens(O_RDONLY));
+    ASSERT_TRUE(user.isReady());
+    EXPECT_TRUE(isRefusedAs<VolumeErrors::InUse>(VolumeUnmount::unmount(tree_.folder())));
+    EXPECT_EQ(tree_.read("compressed"), content_);
+  }
+  unmount();
 }
 
 TEST_F(MountedVolumeTests, ClearsAMountWhoseDaemonDied) {
   for (const bool byMounting : {true, false}) {
-    ASSERT_TRUE(VolumeMount::mount(tree_.folder(), {}).has_value());
-    const auto daemon = listing().value().daemon;
-    ASSERT_TRUE(daemon.has_value());
-    ASSERT_EQ(::kill(*daemon, SIGKILL), 0);
-    while (listing().value().condition == VolumeListing::Condition::alive) std::this_thread::yield();
-    EXPECT_EQ(listing()->condition, VolumeListing::Condition::stale);
+    mount();
+    const pid_t daemon = listed().daemon.value_or(0);
+    ASSERT_GT(daemon, 0);
+    ASSERT_EQ(::kill(daemon, SIGKILL), 0);
+    while (listing() && listed().condition == VolumeListing::Condition::alive) std::this_thread::yield();
+    EXPECT_EQ(listed().condition, VolumeListing::Condition::stale);
     if (byMounting) {
-      const auto mounted = VolumeMount::mount(tree_.folder(), {});
-      ASSERT_TRUE(mounted.has_value()) << sentence(mounted.error());
-      EXPECT_TRUE(mounted->clearedStaleMount);
+      EXPECT_TRUE(mount().clearedStaleMount);
       EXPECT_EQ(tree_.read("compressed"), content_);
     }
-    const auto unmounted = VolumeUnmount::unmount(tree_.folder());
-    ASSERT_TRUE(unmounted.has_value()) << sentence(unmounted.error());
-    EXPECT_EQ(unmounted->wasStale, !byMounting);
-    EXPECT_EQ(unmounted->compressedFiles, 1U);
-    EXPECT_FALSE(listing().has_value());
+    EXPECT_EQ(unmount().compressedFiles, 1U);
   }
 }
 
@@ -187,14 +164,11 @@ TEST_F(MountedVolumeTests, RunsInTheForegroundUntilItIsStopped) {
 }
 
 TEST_F(MountedVolumeTests, RelaysTheDaemonsWords) {
-  tree_.makeFolder(".quillbrook-volume");
   tree_.write(".quillbrook-volume/redo", "no folder");
   const auto failed = VolumeMount::mount(tree_.folder(), {});
-  ASSERT_FALSE(failed.has_value());
-  const auto* failure = std::get_if<VolumeErrors::DaemonFailed>(&failed.error());
-  ASSERT_NE(failure, nullptr) << describe(failed.error());
-  EXPECT_NE(failure->exitCode, 0);
-  EXPECT_FALSE(failure->words.empty());
+  ASSERT_TRUE(isRefusedAs<VolumeErrors::DaemonFailed>(failed));
+  EXPECT_NE(std::get<VolumeErrors::DaemonFailed>(failed.error()).exitCode, 0);
+  EXPECT_FALSE(std::get<VolumeErrors::DaemonFailed>(failed.error()).words.empty());
   EXPECT_FALSE(listing().has_value());
 }
 

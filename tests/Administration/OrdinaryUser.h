@@ -20,6 +20,8 @@ class OrdinaryUser {
   }
   OrdinaryUser(const OrdinaryUser&) = delete;
   OrdinaryUser& operator=(const OrdinaryUser&) = delete;
+  OrdinaryUser(OrdinaryUser&&) = delete;
+  OrdinaryUser& operator=(OrdinaryUser&&) = delete;
 
   [[nodiscard]] bool isOrdinary() const { return isOrdinary_; }
 

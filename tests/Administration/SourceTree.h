@@ -2,46 +2,40 @@
 #pragma once
 
 #include <cstdint>
-#include <string>
+#include <optional>
 #include <string_view>
+#include <vector>
 
 #include "Container/ContainerState.h"
-#include "Platform/FilePath.h"
+#include "support/ScratchFolder.h"
 
 namespace quillbrook {
 
-// A folder of its own for one test, with compressed files as an unmounted volume has them. Gone with the object.
-class SourceTree {
+// A folder with compressed files as an unmounted volume has them, and what can befall them there.
+class SourceTree : public ScratchFolder {
  public:
-  SourceTree();
-  ~SourceTree();
-  SourceTree(const SourceTree&) = delete;
-  SourceTree& operator=(const SourceTree&) = delete;
+  // One thing that befalls the file of that name.
+  using Mishap = void (SourceTree::*)(std::string_view name) const;
 
-  [[nodiscard]] const FilePath& folder() const { return folder_; }
-  [[nodiscard]] FilePath path(std::string_view name) const { return folder_.appending(name); }
+  // Compressed by the engine, with a modification time long past; then the mishaps in turn. `content` must be worth it.
+  void writeContainer(std::string_view name, std::string_view content, const std::vector<Mishap>& mishaps = {}) const;
 
-  void makeFolder(std::string_view name) const;
-  void write(std::string_view name, std::string_view content) const;
-  void append(std::string_view name, std::string_view content) const;
-  [[nodiscard]] std::string read(std::string_view name) const;
-  [[nodiscard]] bool exists(std::string_view name) const;
+  void loseState(std::string_view name) const;
+  void garbleState(std::string_view name) const;
+  void flipBit(std::string_view name) const;         // in the middle
+  void flipTrailerBit(std::string_view name) const;  // near the end
+  void cutShort(std::string_view name) const;
+  void appendMore(std::string_view name) const { append(name, "more"); }
 
-  // A compressed file of that content: blocks stored in a fork, sealed, with a modification time long past.
-  void writeContainer(std::string_view name, std::string_view content) const;
-  void writeState(std::string_view name, const ContainerState& state) const;
-  [[nodiscard]] ContainerState state(std::string_view name) const;
-  [[nodiscard]] bool hasState(std::string_view name) const;
-  void removeState(std::string_view name) const;
-  void flipBit(std::string_view name, std::uint64_t byte) const;
-  void truncate(std::string_view name, std::uint64_t byteCount) const;
-
-  static constexpr std::int64_t modificationSeconds = 1'000'000'000;
-  // `byteCount` bytes that do not repeat within a block, different for each seed.
-  [[nodiscard]] static std::string content(std::size_t byteCount, std::uint32_t seed);
-
- private:
-  FilePath folder_;
+  // Told by its attribute alone.
+  [[nodiscard]] bool isCompressed(std::string_view name) const {
+    return state(name).value_or(ContainerState{}).isSealed();
+  }
+  // Nothing if there is none, or none that makes sense.
+  [[nodiscard]] std::optional<ContainerState> state(std::string_view name) const;
+  void setState(std::string_view name, const ContainerState& state) const;
+  // As in an expansion that was interrupted.
+  void setRedoIdentifier(std::string_view name, std::uint32_t identifier) const;
 };
 
 }  // namespace quillbrook

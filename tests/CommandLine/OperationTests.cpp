@@ -2,284 +2,220 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cerrno>
 #include <csignal>
+#include <filesystem>
+#include <map>
 #include <set>
 #include <streambuf>
 #include <string>
 #include <vector>
 
-#include "CommandLine/CancellableFileSystem.h"
+#include "CommandLine/PathText.h"
 #include "CommandLineFixture.h"
+#include "support/FaultyFileSystem.h"
 
 namespace quillbrook {
 namespace {
 
 using testing::HasSubstr;
+using testing::MatchesRegex;
 using testing::Not;
-using Strings = std::vector<std::string>;
-
-std::string compressible(std::size_t size) {
-  std::string text;
-  for (int i = 0; text.size() < size; ++i) text += "line " + std::to_string(i % 97) + " of the text\n";
-  text.resize(size);
-  return text;
-}
-
-// A volume that is not mounted: the flag cannot be set.
-class Unmounted final : public ForwardingFileSystem {
- public:
-  using ForwardingFileSystem::ForwardingFileSystem;
-  Result<void> chflags(const FilePath&, std::uint32_t) override { return std::unexpected(ErrorNumber::notSupported); }
-};
 
 class OperationTest : public CommandLineTest {
  protected:
   void SetUp() override {
-    tree.put("/r/big.h", big);
-    tree.put("/r/sub/small.h", "tiny");
-    tree.put("/r/sub/text.TXT", compressible(20'000));
+    tree.write("r/big.h", big);
+    tree.write("r/sub/small.h", "tiny");
+    tree.write("r/sub/text.TXT", ScratchFolder::prose(20'000));
   }
-  const std::string big = compressible(200'000);
+  // Every file of the folder as it lies on the disk.
+  [[nodiscard]] std::map<std::string, std::string> contents() const {
+    std::map<std::string, std::string> contents;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(tree.folder().bytes())) {
+      const std::string name = std::filesystem::relative(entry.path(), tree.folder().bytes());
+      if (entry.is_regular_file()) contents[name] = tree.read(name);
+    }
+    return contents;
+  }
+  const std::string big = ScratchFolder::prose(200'000);
+  const std::string root = tree.at("r");
 };
 
-TEST_F(OperationTest, ThereAndBackLeavesTheContentAndCountsEachFile) {
-  EXPECT_EQ(run({"compress", "--jobs", "1", "--json", "/r"}), 0) << err.str();
-  auto lines = objects();
-  ASSERT_EQ(lines.size(), 3U) << out.str();
-  const Json& result = lines.front();
-  EXPECT_EQ(keys(result), (Strings{"type", "operation", "path", "outcome", "error", "detail", "bytesBefore",
-                                   "bytesAfter", "algorithm"}));
-  EXPECT_EQ(result["type"], "result");
-  EXPECT_EQ(result["operation"], "compress");
-  EXPECT_EQ(result["path"], "/r/big.h");
-  EXPECT_EQ(result["outcome"], "done");
-  EXPECT_TRUE(result["error"].is_null() && result["detail"].is_null());
-  EXPECT_EQ(result["bytesBefore"], 200'000);
-  EXPECT_LT(result["bytesAfter"], 100'000);
-  EXPECT_EQ(result["algorithm"], "lzfseRsrc");
-  const Json& summary = lines.back();
-  EXPECT_EQ(keys(summary), (Strings{"type", "operation", "files", "done", "skipped", "failed", "bytesBefore",
-                                    "bytesAfter", "seconds"}));
-  EXPECT_EQ(summary["type"], "summary");
-  EXPECT_EQ(summary["files"], 2) << "the one that is not worth it is no file of the run";
-  EXPECT_EQ(summary["done"], 2);
-  EXPECT_EQ(summary["bytesBefore"], 220'000);
-  EXPECT_EQ(summary["bytesAfter"], lines[0]["bytesAfter"].get<int>() + lines[1]["bytesAfter"].get<int>());
-  EXPECT_EQ(summary["seconds"], 0.25);
+TEST_F(OperationTest, ManyWorkersGoThereAndBackAndCountEachFile) {
+  for (int i = 0; i < 40; ++i) tree.write("r/many/" + std::to_string(i) + ".c", ScratchFolder::prose(30'000));
+  const auto before = contents();
+  EXPECT_EQ(run({"compress", "--jobs", "8", "--json", root}), 0) << err.str() << out.str();
+  const std::string done =
+      R"("type":"result","operation":"compress","path":".*/r/big.h","outcome":"done","error":null,)"
+      R"("detail":null,"bytesBefore":200000,"bytesAfter":[0-9]{5},"algorithm":"lzfseRsrc")";
+  EXPECT_THAT(object("r/big.h").dump(), MatchesRegex("\\{" + done + "\\}"));
+  // The one that is not worth it is no file of the run.
+  const std::string sums = R"("type":"summary","operation":"compress","files":42,"done":42,"skipped":0,"failed":0,)"
+                           R"("bytesBefore":1420000,"bytesAfter":[0-9]+,"seconds":0.25)";
+  EXPECT_THAT(objects().back().dump(), MatchesRegex("\\{" + sums + "\\}"));
+  int bytesAfter = 0;
+  for (const Json& line : objects()) bytesAfter += line["type"] == "result" ? line["bytesAfter"].get<int>() : 0;
+  EXPECT_EQ(objects().back()["bytesAfter"], bytesAfter);
+  EXPECT_NE(contents(), before);
 
-  EXPECT_EQ(run({"compress", "--jobs", "1", "--json", "/r"}), 0);
-  lines = objects();
-  EXPECT_EQ(lines.front()["outcome"], "skipped");
-  EXPECT_EQ(lines.front()["error"], "alreadyCompressed");
-  EXPECT_TRUE(lines.front()["algorithm"].is_null());
-  EXPECT_EQ(lines.front()["bytesAfter"], 200'000);
-  EXPECT_EQ(lines.back()["skipped"], 2);
-  EXPECT_EQ(lines.back()["bytesBefore"], 0) << "sums are over what was done";
+  EXPECT_EQ(run({"inspect", "--json", root}), 0);
+  const std::string found = R"("type":"file","path":".*/r/big.h","status":"compressed","algorithm":"lzfseRsrc",)"
+                            R"("logicalSize":200000,"physicalSize":[0-9]{5},"uncompressedSize":200000)";
+  EXPECT_THAT(object("r/big.h").dump(), MatchesRegex("\\{" + found + "\\}"));
+  EXPECT_EQ(object("r/sub/small.h")["status"], "incompressible");
+  EXPECT_TRUE(object("r/sub/small.h")["uncompressedSize"].is_null());
 
-  EXPECT_EQ(run({"decompress", "--jobs", "1", "--json", "/r"}), 0);
-  EXPECT_EQ(objects().back()["done"], 2);
-  EXPECT_TRUE(objects().front()["algorithm"].is_null());
-  EXPECT_EQ(tree.content("/r/big.h"), big);
+  EXPECT_EQ(run({"compress", "--jobs", "8", "--json", root}), 0);
+  EXPECT_EQ(object("r/big.h")["error"], "alreadyCompressed");
+  EXPECT_EQ(object("r/big.h")["bytesAfter"], 200'000);
+  EXPECT_EQ(objects().back()["skipped"], 42);
+  EXPECT_EQ(objects().back()["bytesBefore"], 0) << "sums are over what was done";
+
+  EXPECT_EQ(run({"decompress", "--jobs", "8", "--json", root}), 0) << err.str() << out.str();
+  EXPECT_EQ(objects().back()["done"], 42);
+  EXPECT_TRUE(object("r/big.h")["algorithm"].is_null());
+  EXPECT_EQ(contents(), before);
 }
 
 TEST_F(OperationTest, WhatIsNamedIsTriedAndWhatFailsIsToldInTheExitCode) {
-  tree.put("/r/link", "").status.kind = FileKind::symbolicLink;
-  tree.put("/r/hard", big).status.st_nlink = 2;
-  const struct {
-    Strings arguments;
+  std::filesystem::create_symlink("big.h", tree.at("r/link"));
+  tree.write("r/hard", big);
+  std::filesystem::create_hard_link(tree.at("r/hard"), tree.at("r/harder"));
+  struct Case {
+    std::string verb, name;
     int exitCode;
-    std::string outcome;
-    std::string error;
-  } cases[] = {
-      {{"compress", "--jobs", "1", "/r/link"}, 0, "skipped", "symbolicLink"},
-      {{"compress", "--jobs", "1", "/r/hard"}, 0, "skipped", "hardLinked"},
-      {{"compress", "--jobs", "1", "/r/missing"}, 3, "failed", "fileNotFound"},
-      {{"decompress", "--jobs", "1", "/r/big.h"}, 0, "skipped", "notCompressed"},
-      {{"decompress", "--jobs", "1", "/r/hard"}, 0, "skipped", "hardLinked"},
+    std::string outcome, error;
   };
-  for (auto [arguments, exitCode, outcome, error] : cases) {
-    SCOPED_TRACE(testing::PrintToString(arguments));
-    arguments.emplace_back("--json");
-    EXPECT_EQ(run(arguments), exitCode);
-    EXPECT_EQ(objects().front()["outcome"], outcome);
-    EXPECT_EQ(objects().front()["error"], error);
-    EXPECT_EQ(objects().front()["detail"].empty(), false);
+  const std::vector<Case> cases{{"compress", "r/link", 0, "skipped", "symbolicLink"},
+                                {"compress", "r/hard", 0, "skipped", "hardLinked"},
+                                {"compress", "r/missing", 3, "failed", "fileNotFound"},
+                                {"decompress", "r/big.h", 0, "skipped", "notCompressed"}};
+  for (const auto& [verb, name, exitCode, outcome, error] : cases) {
+    SCOPED_TRACE(testing::Message() << verb << ' ' << name);
+    EXPECT_EQ(run({verb, "--json", tree.at(name)}), exitCode);
+    EXPECT_EQ(object(name)["outcome"], outcome);
+    EXPECT_EQ(object(name)["error"], error);
+    EXPECT_FALSE(object(name)["detail"].empty());
   }
 }
 
 TEST_F(OperationTest, NamesThatAreNotUtf8ComeWithTheirBytes) {
-  const FilePath odd("/r/\xff\n.h");
-  tree.put(odd, MemoryFileSystem::Bytes(big.begin(), big.end()));
-  EXPECT_EQ(run({"compress", "--jobs", "1", "--json", odd.bytes()}), 0);
-  Json result = objects().front();
-  EXPECT_EQ(result["path"], "/r/\xef\xbf\xbd\n.h");
-  EXPECT_EQ(result["pathBase64"], "L3Iv/wouaA==");
-  EXPECT_EQ(keys(result)[3], "pathBase64");
-
-  EXPECT_EQ(run({"inspect", "--json", odd.bytes()}), 0);
-  result = objects().front();
-  EXPECT_EQ(keys(result), (Strings{"type", "path", "pathBase64", "status", "algorithm", "logicalSize", "physicalSize",
-                                   "uncompressedSize"}));
-  EXPECT_EQ(result["pathBase64"], "L3Iv/wouaA==");
+  const std::string odd = "r/\xff\n.h";
+  tree.write(odd, big);
+  for (const Strings& verb : {Strings{"compress", "--json"}, Strings{"inspect", "--json"}}) {
+    EXPECT_EQ(run({verb[0], verb[1], tree.at(odd)}), 0);
+    ASSERT_TRUE(object(odd).is_object()) << out.str();
+    EXPECT_TRUE(object(odd)["path"].get<std::string>().ends_with("/r/\xef\xbf\xbd\n.h"));
+    EXPECT_EQ(object(odd)["pathBase64"], PathText::base64(tree.at(odd)));
+  }
 }
 
 TEST_F(OperationTest, PeopleReadASummaryByKind) {
-  tree.put("/r/conflict.h", big);
-  tree.put("/r/conflict.h.slimtmp", "somebody else's");
-  EXPECT_EQ(run({"compress", "--jobs", "1", "/r"}), 3);
+  tree.write("r/conflict.h", big);
+  tree.write("r/conflict.h.slimtmp", "somebody else's");
+  EXPECT_EQ(run({"compress", root}), 3);
   EXPECT_THAT(out.str(), HasSubstr("compressed 2 of 3 files in 0.2 s\n"));
   EXPECT_THAT(out.str(), testing::ContainsRegex("  \\.h +1 +200 kB"));
   EXPECT_THAT(out.str(), testing::ContainsRegex("  \\.txt +1 +20\\.0 kB"));
   EXPECT_THAT(out.str(), testing::ContainsRegex("  total +2 +220 kB"));
-  EXPECT_THAT(out.str(), HasSubstr("failed: 1 file: 1 the work file's name is taken\n"));
-  EXPECT_THAT(out.str(), HasSubstr("passed over: 1 file not worth it\n"));
-  EXPECT_THAT(err.str(), testing::StartsWith("quillbrookctl: cannot compress /r/conflict.h: the work file's name"));
+  EXPECT_THAT(out.str(), HasSubstr("failed: 1 file: 1 "));
+  EXPECT_THAT(out.str(), HasSubstr("passed over: 1 file "));
+  EXPECT_THAT(err.str(), testing::StartsWith("quillbrookctl: cannot compress " + root + "/conflict.h: "));
   EXPECT_EQ(err.str().find('\x1b'), std::string::npos) << "no bar without a terminal";
-  EXPECT_EQ(tree.content("/r/conflict.h.slimtmp"), "somebody else's");
+  EXPECT_EQ(tree.read("r/conflict.h.slimtmp"), "somebody else's");
+
+  EXPECT_EQ(run({"inspect", root, tree.at("r/missing")}), 3);
+  EXPECT_THAT(out.str(), testing::ContainsRegex("compressed +lzfseRsrc +200 kB .*/r/big.h\n"));
+  EXPECT_THAT(out.str(), testing::ContainsRegex("total +4 files +420 kB"));
+  EXPECT_THAT(err.str(), HasSubstr(tree.at("r/missing") + ": not found"));
 }
 
 TEST_F(OperationTest, OnATerminalThereIsABarAndNoNameSteersIt) {
   isTerminal = true;
-  tree.put("/r/\x1b[31m", big).status.kind = FileKind::other;
-  EXPECT_EQ(run({"compress", "--jobs", "1", "/r", "/r/\x1b[31m/missing"}), 3);
-  EXPECT_THAT(err.str(), HasSubstr("counting files"));
+  EXPECT_EQ(run({"compress", root, tree.at("r/\x1b[31m/missing")}), 3);
   EXPECT_THAT(err.str(), HasSubstr("%  "));
   EXPECT_THAT(err.str(), HasSubstr("/r/\\x1B[31m/missing"));
   EXPECT_THAT(err.str(), Not(HasSubstr("\x1b[31m")));
 }
 
 TEST_F(OperationTest, OutsideAVolumeEachFileFailsAndIsAsItWas) {
-  Unmounted unmounted(tree);
-  const auto before = tree.memory.at(FilePath("/r/big.h"));
-  EXPECT_EQ(run({"compress", "--jobs", "1", "/r"}, unmounted), 3);
-  EXPECT_THAT(err.str(), HasSubstr("/r/big.h: in no mounted volume: chflags: errno=95"));
-  EXPECT_THAT(err.str(), testing::EndsWith("mount their folder first: quillbrookctl volume mount DIR\n"));
-  EXPECT_EQ(tree.memory.at(FilePath("/r/big.h")).data, before.data);
-  EXPECT_FALSE(tree.memory.exists(FilePath("/r/big.h.slimtmp")));
+  volume.reset();
+  const auto before = contents();
+  EXPECT_EQ(run({"compress", root}), 3);
+  EXPECT_THAT(err.str(), HasSubstr("/r/big.h: in no mounted volume"));
+  EXPECT_THAT(err.str(), testing::EndsWith("quillbrookctl volume mount DIR\n"));
+  EXPECT_EQ(run({"compress", "--json", root}), 3);
+  EXPECT_EQ(objects().back()["failed"], 2);
+  EXPECT_EQ(object("r/big.h")["error"], "ioError");
+  EXPECT_THAT(object("r/big.h")["detail"], HasSubstr("chflags"));
+  EXPECT_EQ(contents(), before);
 }
 
 TEST_F(OperationTest, AnUnreadableFolderMakesTheRunIncomplete) {
-  tree.unreadable[FilePath("/r/sub")] = ErrorNumber{13};
-  EXPECT_EQ(run({"compress", "--jobs", "1", "/r"}), 3);
-  EXPECT_THAT(err.str(), HasSubstr("cannot read the folder /r/sub"));
-  EXPECT_THAT(out.str(), HasSubstr("compressed 1 of 1 file "));
-  EXPECT_EQ(run({"inspect", "/r"}), 3);
-  EXPECT_THAT(err.str(), HasSubstr("/r/sub"));
-}
-
-TEST_F(OperationTest, AStopAbandonsTheFileInHandWholeAndStartsNoOther) {
-  const std::string huge = compressible(20'000'000);  // long enough for the streaming route
-  for (const int signal : {SIGINT, SIGTERM}) {
-    stop = {};
-    MemoryTree fresh;
-    fresh.put("/s/huge", huge);
-    for (int i = 0; i < 20; ++i) fresh.put("/s/later" + std::to_string(i), big);
-    int calls = 0;
-    fresh.onDataCall = [&] {
-      if (++calls == 3) stopWith(signal);
-    };
-    openDirectory = [&](const FilePath& path) { return fresh.open(path); };
-    EXPECT_EQ(run({"compress", "--jobs", "1", "--json", "/s"}, fresh), 128 + signal);
-    EXPECT_TRUE(fresh.content("/s/huge") == huge);
-    EXPECT_FALSE(fresh.memory.exists(FilePath("/s/huge.slimtmp")));
-    EXPECT_EQ(fresh.memory.at(FilePath("/s/later0")).status.st_flags & UF_COMPRESSED, 0U);
-    EXPECT_EQ(objects().back()["type"], "summary");
-    EXPECT_EQ(objects().back()["files"], 1);
-    EXPECT_THAT(err.str(), HasSubstr("stopped"));
+  openDirectory = [](const FilePath& path) -> Result<std::unique_ptr<DirectoryReader>> {
+    if (path.name() == "sub") return std::unexpected(ErrorNumber{EACCES});
+    return DirectoryReader::open(path);
+  };
+  for (const char* verb : {"compress", "inspect"}) {
+    EXPECT_EQ(run({verb, root}), 3);
+    EXPECT_THAT(err.str(), HasSubstr(tree.at("r/sub")));
+    EXPECT_THAT(out.str(), HasSubstr(verb == std::string("compress") ? "compressed 1 of 1 file " : "big.h"));
   }
 }
 
-TEST_F(OperationTest, AStopAtAnyMomentLeavesTheFileWholeInEitherForm) {
-  std::set<bool> seen;
-  for (const char* verb : {"compress", "decompress"}) {
-    for (int moment = 1; moment <= 12; ++moment) {
+// A stop as each single call is made: both files whole, in either form, no work file left, and from then on no call
+// that moves data or puts a file into another's place.
+TEST_F(OperationTest, AStopAtAnyCallAbandonsTheFileInHandAndStartsNoOther) {
+  const std::set<std::string> moving{
+      "createExclusively", "openResourceFork", "openForReading", "openForLocking", "read", "write", "rename"};
+  const Strings names{"s/a.h", "s/b.h"};
+  const std::string content = ScratchFolder::prose(30'000);
+  for (const std::string verb : {"compress", "decompress"}) {
+    bool wasReached = true;
+    for (std::size_t moment = 0; wasReached; ++moment) {
+      SCOPED_TRACE(verb + " stopped at call " + std::to_string(moment));
       stop = {};
       stopSignal = 0;
-      MemoryTree fresh;
-      fresh.put("/s/file.h", big);
-      openDirectory = [&](const FilePath& path) { return fresh.open(path); };
-      if (verb == std::string("decompress")) {
-        ASSERT_EQ(run({"compress", "--jobs", "1", "/s"}, fresh), 0);
+      for (const std::string& name : names) tree.write(name, content);
+      if (verb == "decompress") {
+        ASSERT_EQ(run({"compress", tree.at("s")}), 0);
       }
-      int calls = 0;
-      fresh.onDataCall = [&] {
-        if (++calls == moment) stopWith(SIGINT);
-      };
-      const int exitCode = run({verb, "--jobs", "1", "/s"}, fresh);
-      EXPECT_EQ(exitCode, calls >= moment ? 130 : 0);
-      seen.insert(calls >= moment);
-      fresh.onDataCall = [] {};
-      EXPECT_TRUE(fresh.content("/s/file.h") == big) << verb << " stopped at call " << moment;
-      EXPECT_FALSE(fresh.memory.exists(FilePath("/s/file.h.slimtmp")));
+      FaultyFileSystem watched(FileSystem::native(), [&](const auto& call) -> std::optional<ErrorNumber> {
+        if (call.number == moment) stopWith(SIGINT);
+        EXPECT_TRUE(call.number <= moment || !moving.contains(call.operation)) << call.label() << " after the stop";
+        return std::nullopt;
+      });
+      const int exitCode = run({verb, "--jobs", "1", tree.at("s")}, watched);
+      wasReached = stop.stop_requested();
+      EXPECT_EQ(exitCode, wasReached ? 130 : 0);
+      EXPECT_EQ(err.str().contains("stopped"), wasReached) << err.str();
+      stop = {};
+      ASSERT_EQ(run({"decompress", tree.at("s")}), 0) << err.str();
+      for (const std::string& name : names) {
+        EXPECT_TRUE(tree.read(name) == content) << name;
+        EXPECT_FALSE(tree.exists(name + ".slimtmp"));
+      }
     }
   }
-  EXPECT_EQ(seen.size(), 2U) << "the moments did not cover a run";
-}
-
-TEST_F(OperationTest, AfterAStopOpenReadersAndWritersAnswerCancelledAndCleaningUpStillWorks) {
-  CancellableFileSystem fileSystem(tree, stop.get_token());
-  const auto reader = fileSystem.openForReading(FilePath("/r/big.h")).value();
-  const auto writer = fileSystem.createExclusively(FilePath("/r/work"), 0600, FilePath("/r/big.h")).value();
-  const auto fork = fileSystem.openResourceFork(FilePath("/r/work")).value();
-  const auto lock = fileSystem.openForLocking(FilePath("/r/big.h")).value();
-  std::vector<std::uint8_t> buffer(10);
-  ASSERT_TRUE(reader->read(buffer).has_value());
-  ASSERT_TRUE(writer->write(buffer).has_value());
-  EXPECT_FALSE(fileSystem.hasRefused());
-
-  stopWith(SIGINT);
-  const auto refused = std::unexpected(ErrorNumber::cancelled);
-  EXPECT_EQ(reader->read(buffer), refused);
-  EXPECT_EQ(writer->write(buffer), refused);
-  EXPECT_EQ(fork->write(buffer), refused);
-  EXPECT_EQ(fileSystem.openForReading(FilePath("/r/big.h")).error(), ErrorNumber::cancelled);
-  EXPECT_EQ(fileSystem.rename(FilePath("/r/work"), FilePath("/r/big.h"), fileSystem.lstat(FilePath("/r/big.h")).value(),
-                              *lock),
-            refused);
-  EXPECT_TRUE(fileSystem.hasRefused());
-  EXPECT_TRUE(writer->close().has_value());
-  EXPECT_TRUE(fileSystem.unlink(FilePath("/r/work")).has_value());
-  EXPECT_EQ(tree.content("/r/big.h"), big);
+  stopWith(SIGTERM);
+  EXPECT_EQ(run({"inspect", root}), 143);
 }
 
 TEST_F(OperationTest, ResultsThatNobodyTakesStopTheRun) {
   struct Full final : std::streambuf {
     int_type overflow(int_type) override { return traits_type::eof(); }
   } full;
-  for (int i = 0; i < 1'000; ++i) tree.put("/r/many/" + std::to_string(i), compressible(5'000));
+  for (int i = 0; i < 1'000; ++i) tree.write("r/many/" + std::to_string(i), ScratchFolder::prose(5'000));
   std::streambuf* kept = out.rdbuf();
   static_cast<std::ostream&>(out).rdbuf(&full);
-  EXPECT_EQ(run({"compress", "--jobs", "1", "--json", "/r"}), 1);
+  EXPECT_EQ(run({"compress", "--jobs", "1", "--json", root}), 1);
   EXPECT_THAT(err.str(), HasSubstr("cannot write the results"));
   static_cast<std::ostream&>(out).rdbuf(kept);
   out.clear();
-  EXPECT_EQ(run({"inspect", "--json", "/r"}), 0);
-  const auto lines = objects();
-  EXPECT_GT(std::ranges::count(lines, "uncompressed", [](const Json& line) { return line["status"]; }), 0);
-}
-
-TEST_F(OperationTest, InspectShowsEachStateWithItsSizes) {
-  ASSERT_EQ(run({"compress", "--jobs", "1", "/r/big.h"}), 0);
-  EXPECT_EQ(run({"inspect", "--json", "/r"}), 0);
-  const auto lines = objects();
-  ASSERT_EQ(lines.size(), 3U);
-  EXPECT_EQ(keys(lines[0]),
-            (Strings{"type", "path", "status", "algorithm", "logicalSize", "physicalSize", "uncompressedSize"}));
-  EXPECT_EQ(lines[0]["status"], "compressed");
-  EXPECT_EQ(lines[0]["algorithm"], "lzfseRsrc");
-  EXPECT_EQ(lines[0]["logicalSize"], 200'000);
-  EXPECT_LT(lines[0]["physicalSize"], 100'000);
-  EXPECT_EQ(lines[0]["uncompressedSize"], 200'000);
-  EXPECT_EQ(lines[1]["status"], "incompressible");
-  EXPECT_TRUE(lines[1]["algorithm"].is_null() && lines[1]["uncompressedSize"].is_null());
-  EXPECT_EQ(lines[2]["status"], "uncompressed");
-
-  EXPECT_EQ(run({"inspect", "/r", "/r/missing"}), 3);
-  EXPECT_THAT(out.str(), testing::ContainsRegex("compressed +lzfseRsrc +200 kB .*  /r/big.h\n"));
-  EXPECT_THAT(out.str(), testing::ContainsRegex("total +3 files +220 kB"));
-  EXPECT_THAT(err.str(), HasSubstr("cannot inspect /r/missing: not found"));
-  stopWith(SIGTERM);
-  EXPECT_EQ(run({"inspect", "/r"}), 143);
+  EXPECT_EQ(run({"inspect", "--json", root}), 0);
+  EXPECT_GT(std::ranges::count(objects(), "uncompressed", [](const Json& line) { return line["status"]; }), 0);
 }
 
 }  // namespace

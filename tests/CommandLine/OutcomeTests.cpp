@@ -15,11 +15,12 @@ TEST(Outcome, EveryRefusalCountsAsDecided) {
   const FilePath url("/a");
   const auto skipped = Outcome::skipped;
   const auto failed = Outcome::failed;
-  const struct {
+  struct Case {
     EngineError error;
     Outcome compress;
     Outcome decompress;
-  } cases[] = {
+  };
+  const std::vector<Case> cases{
       {FileCompressionError(FileNotFound{url}), failed, failed},
       {FileCompressionError(NotARegularFile{url}), skipped, skipped},
       {FileCompressionError(SymbolicLink{url}), skipped, skipped},
@@ -47,22 +48,17 @@ TEST(Outcome, EveryRefusalCountsAsDecided) {
 }
 
 TEST(Outcome, SystemFailuresAreToldInTheSystemsWords) {
-  const auto sentence = [](std::string detail) {
-    return OutcomeTable::sentence(FileCompressionError(IOError{FilePath("/a"), std::move(detail)}));
-  };
-  EXPECT_EQ(sentence("open: errno=13"), "a system call failed: open: errno=13 (Permission denied)");
-  EXPECT_EQ(sentence("read source: Input/output error"), "a system call failed: read source: Input/output error");
-  EXPECT_EQ(sentence("unexpected EOF (got 12"), "a system call failed: unexpected EOF (got 12");
-  EXPECT_EQ(sentence("odd: errno=1x"), "a system call failed: odd: errno=1x");
-}
-
-TEST(Outcome, OnlyARefusedFlagMeansThatThereIsNoVolume) {
-  const auto isOutside = [](std::string call, ErrorNumber number) {
-    return OutcomeTable::isOutsideVolume(FileCompressionError(IOError::numbered(FilePath("/a"), call, number)));
-  };
-  EXPECT_TRUE(isOutside("chflags", ErrorNumber::notSupported));
-  EXPECT_FALSE(isOutside("chflags", ErrorNumber::noSpace));
-  EXPECT_FALSE(isOutside("setxattr", ErrorNumber::notSupported));
+  const auto sentence = [](const IOError& error) { return OutcomeTable::sentence(FileCompressionError(error)); };
+  const FilePath url("/a");
+  EXPECT_EQ(sentence(IOError::numbered(url, "open", ErrorNumber::accessDenied)),
+            "a system call failed; run this as the file's owner: open: Permission denied");
+  EXPECT_EQ(sentence(IOError{url, "unexpected EOF (got 12"}),
+            "a system call failed; the file was left as it is; try again: unexpected EOF (got 12");
+  // Only a refused flag means that there is no volume.
+  for (const auto& [call, number] :
+       {std::pair("chflags", ErrorNumber::noSpace), {"setxattr", ErrorNumber::notSupported}}) {
+    EXPECT_FALSE(OutcomeTable::isOutsideVolume(FileCompressionError(IOError::numbered(url, call, number))));
+  }
 }
 
 }  // namespace

@@ -1,9 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
-#include <algorithm>
+#include <cerrno>
+#include <filesystem>
+#include <map>
+#include <memory>
 #include <string>
-#include <vector>
+#include <utility>
 
 #include "CommandLine/TreeWalk.h"
 #include "CommandLineFixture.h"
@@ -11,107 +15,94 @@
 namespace quillbrook {
 namespace {
 
+// What a walk told of each path beneath the folder: "" for a file, "named" for one given by name.
 class Notes final : public TreeVisitor {
  public:
+  explicit Notes(const ScratchFolder& tree) : prefix_(tree.folder().bytes().size() + 1) {}
   bool visit(TreeFile file) override {
-    files.push_back(file.path.bytes() + (file.isNamed ? " (named)" : ""));
-    return files.size() < limit;
+    note(file.path, file.isNamed ? "named" : "");
+    return told.size() < limit;
   }
-  void unreadable(const FilePath& folder, ErrorNumber error) override {
-    problems.push_back(folder.bytes() + ": " + error.text());
-  }
-  void otherFileSystem(const FilePath& folder) override { foreign.push_back(folder.bytes()); }
+  void unreadable(const FilePath& folder, ErrorNumber error) override { note(folder, error.text()); }
+  void otherFileSystem(const FilePath& folder) override { note(folder, "other file system"); }
 
-  std::vector<std::string> files;
-  std::vector<std::string> problems;
-  std::vector<std::string> foreign;
+  std::map<std::string, std::string> told;
   std::size_t limit = 1'000;
+
+ private:
+  void note(const FilePath& path, const std::string& words) {
+    const std::string name = path.bytes().size() < prefix_ ? "." : path.bytes().substr(prefix_);
+    EXPECT_TRUE(told.emplace(name, words).second) << name << " twice";
+  }
+  std::size_t prefix_;
 };
 
-using Strings = std::vector<std::string>;
+// A folder with a device of its own, which fails once so many entries were read.
+class OddFolder final : public DirectoryReader {
+ public:
+  OddFolder(std::unique_ptr<DirectoryReader> inner, std::uint64_t device, int entries)
+      : inner_(std::move(inner)), device_(device), entries_(entries) {}
+  [[nodiscard]] std::uint64_t device() const override { return device_; }
+  Result<std::optional<DirectoryEntry>> next() override {
+    if (entries_-- == 0) return std::unexpected(ErrorNumber::inputOutput);
+    return inner_->next();
+  }
+
+ private:
+  std::unique_ptr<DirectoryReader> inner_;
+  std::uint64_t device_;
+  int entries_;
+};
 
 class TreeWalkTest : public CommandLineTest {
  protected:
-  bool walk(const std::string& root) { return TreeWalk::walk(FilePath(root), tree, openDirectory, notes); }
-  Notes notes;
+  bool walk(const std::string& root) {
+    return TreeWalk::walk(FilePath(root), FileSystem::native(), openDirectory, notes);
+  }
+  Notes notes{tree};
 };
 
-TEST_F(TreeWalkTest, FilesOfAFolderComeBeforeItsSubfoldersAndOnlyRegularOnes) {
-  tree.put("/r/sub/deep/z", "z");
-  tree.put("/r/b", "b");
-  tree.put("/r/sub/c", "c");
-  tree.enter(FilePath("/r/link"), FileKind::symbolicLink);
-  tree.enter(FilePath("/r/fifo"), FileKind::other);
-  tree.put("/r/b.slimtmp", "being made by another worker");
-  tree.put("/r/.b.slimtmp", "the same");
-  tree.put("/r/slimtmp", "nothing special");
-  EXPECT_TRUE(walk("/r"));
-  EXPECT_EQ(notes.files, (Strings{"/r/b", "/r/slimtmp", "/r/sub/c", "/r/sub/deep/z"}));
-  EXPECT_TRUE(notes.problems.empty());
-}
-
-TEST_F(TreeWalkTest, WhatIsNamedComesWhateverItIs) {
-  tree.put("/r/b.slimtmp", "b");
-  tree.put("/r/link", "l").status.kind = FileKind::symbolicLink;
-  for (const char* root : {"/r/b.slimtmp", "/r/link", "/r/missing"}) EXPECT_TRUE(walk(root));
-  EXPECT_EQ(notes.files, (Strings{"/r/b.slimtmp (named)", "/r/link (named)", "/r/missing (named)"}));
-}
-
-TEST_F(TreeWalkTest, AnUnreadableFolderIsToldAndTheRestIsWalked) {
-  tree.put("/r/a/1", "1");
-  tree.put("/r/b/2", "2");
-  tree.put("/r/c/3", "3");
-  tree.unreadable[FilePath("/r/b")] = ErrorNumber{13};
-  EXPECT_TRUE(walk("/r"));
-  EXPECT_EQ(notes.files.size(), 2U);
-  EXPECT_EQ(notes.problems, (Strings{"/r/b: Permission denied"}));
-}
-
-TEST_F(TreeWalkTest, AFolderThatVanishedMeanwhileIsNoFailureButTheRootIs) {
-  tree.put("/r/a/1", "1");
-  tree.unreadable[FilePath("/r/a")] = ErrorNumber::noEntry;
-  EXPECT_TRUE(walk("/r"));
-  EXPECT_TRUE(notes.problems.empty());
-  tree.unreadable[FilePath("/r")] = ErrorNumber::noEntry;
-  EXPECT_TRUE(walk("/r"));
-  EXPECT_EQ(notes.problems.size(), 1U);
-}
-
-TEST_F(TreeWalkTest, AReadErrorInTheMiddleIsNotTakenForTheEnd) {
-  class Broken final : public DirectoryReader {
-   public:
-    [[nodiscard]] std::uint64_t device() const override { return 1; }
-    Result<std::optional<DirectoryEntry>> next() override {
-      if (given_) return std::unexpected(ErrorNumber::inputOutput);
-      given_ = true;
-      return DirectoryEntry{"first", FileKind::regular};
-    }
-
-   private:
-    bool given_ = false;
+TEST_F(TreeWalkTest, VisitsRegularFilesAndTellsWhatItHadToLeaveOut) {
+  for (const char* name : {"file", "slimtmp", "b.slimtmp", ".b.slimtmp", ".quillbrook-volume/lock", "sub/deep/z",
+                           "closed/x", "vanished/x", "mounted/x", "broken/x"}) {
+    tree.write(name, "x");
+  }
+  std::filesystem::create_directory_symlink("sub", tree.at("link"));
+  ASSERT_EQ(::mkfifo(tree.at("fifo").c_str(), 0600), 0);
+  openDirectory = [](const FilePath& path) -> Result<std::unique_ptr<DirectoryReader>> {
+    if (path.name() == "closed") return std::unexpected(ErrorNumber{EACCES});
+    if (path.name() == "vanished") return std::unexpected(ErrorNumber::noEntry);
+    auto reader = DirectoryReader::open(path);
+    if (!reader || (path.name() != "mounted" && path.name() != "broken")) return reader;
+    const bool isBroken = path.name() == "broken";
+    const std::uint64_t device = isBroken ? (*reader)->device() : 0;
+    return std::make_unique<OddFolder>(*std::move(reader), device, isBroken ? 1 : -1);
   };
-  tree.put("/r/first", "1");
-  EXPECT_TRUE(TreeWalk::walk(
-      FilePath("/r"), tree,
-      [](const FilePath&) -> Result<std::unique_ptr<DirectoryReader>> { return std::make_unique<Broken>(); }, notes));
-  EXPECT_EQ(notes.files, (Strings{"/r/first"}));
-  EXPECT_EQ(notes.problems, (Strings{"/r: Input/output error"}));
+  EXPECT_TRUE(walk(tree.folder().bytes()));
+  EXPECT_EQ(notes.told, (std::map<std::string, std::string>{{"file", ""},
+                                                            {"slimtmp", ""},
+                                                            {"sub/deep/z", ""},
+                                                            {"closed", "Permission denied"},
+                                                            {"mounted", "other file system"},
+                                                            {"broken/x", ""},
+                                                            {"broken", "Input/output error"}}));
+  EXPECT_FALSE(DirectoryReader::open(tree.path("link")).has_value()) << "a link was followed";
 }
 
-TEST_F(TreeWalkTest, OtherFileSystemsAreNotEntered) {
-  tree.put("/r/mounted/1", "1");
-  tree.put("/r/own/2", "2");
-  tree.devices[FilePath("/r/mounted")] = 2;
-  EXPECT_TRUE(walk("/r"));
-  EXPECT_EQ(notes.files, (Strings{"/r/own/2"}));
-  EXPECT_EQ(notes.foreign, (Strings{"/r/mounted"}));
-}
-
-TEST_F(TreeWalkTest, TheVisitorCanStopIt) {
-  for (int i = 0; i < 5; ++i) tree.put("/r/" + std::to_string(i), "x");
-  notes.limit = 2;
-  EXPECT_FALSE(walk("/r"));
-  EXPECT_EQ(notes.files.size(), 2U);
+TEST_F(TreeWalkTest, WhatIsNamedComesWhateverItIsUntilTheVisitorStops) {
+  tree.write("b.slimtmp", "b");
+  std::filesystem::create_directory_symlink(".", tree.at("link"));
+  for (const char* root : {"b.slimtmp", "link", "missing"}) EXPECT_TRUE(walk(tree.at(root)));
+  openDirectory = [](const FilePath&) { return std::unexpected(ErrorNumber::noEntry); };
+  EXPECT_TRUE(walk(tree.folder().bytes()));
+  EXPECT_EQ(notes.told,
+            (std::map<std::string, std::string>{
+                {"b.slimtmp", "named"}, {"link", "named"}, {"missing", "named"}, {".", ErrorNumber::noEntry.text()}}));
+  openDirectory = DirectoryReader::open;
+  for (int i = 0; i < 5; ++i) tree.write("many/" + std::to_string(i), "x");
+  notes.limit = notes.told.size() + 2;
+  EXPECT_FALSE(walk(tree.at("many")));
+  EXPECT_EQ(notes.told.size(), notes.limit);
 }
 
 }  // namespace

@@ -20,7 +20,8 @@ TEST(MountTable, ReadsLines) {
   EXPECT_EQ(entries[1], (MountEntry{40, 26, "/", "/home/a b\\c", "fuse.quillbrook", "name", false, 1000}));
   EXPECT_EQ(entries[2], (MountEntry{41, 40, "/deep", "/home/x", "fuse.quillbrook", "name", true, std::nullopt}));
   const auto own = MountTable::read();
-  EXPECT_NE(std::ranges::find(own, "/", &MountEntry::mountPoint), own.end());
+  ASSERT_TRUE(own.has_value());
+  EXPECT_NE(std::ranges::find(*own, "/", &MountEntry::mountPoint), own->end());
 }
 
 }  // namespace

@@ -2,61 +2,48 @@
 #pragma once
 
 #include <fcntl.h>
-#include <gtest/gtest.h>
-#include <stdlib.h>
-#include <sys/stat.h>
+#include <stdlib.h>  // mkdtemp is POSIX's, not C++'s
 #include <sys/wait.h>
 #include <sys/xattr.h>
 #include <unistd.h>
 
-#include <cstdio>
 #include <filesystem>
 #include <fstream>
-#include <functional>
 #include <iterator>
 #include <memory>
 #include <set>
-#include <stdexcept>
-#include <string>
-#include <vector>
 
-#include "Codec/Compression.h"
-#include "Compression/Header/DecmpfsHeader.h"
-#include "Compression/Header/LittleEndian.h"
-#include "Container/ContainerState.h"
+#include "Container/BuiltContainer.h"
 #include "Platform/FileSystem.h"
 #include "Platform/Linux/FileDescriptor.h"
 #include "Platform/Linux/VolumeRegistration.h"
+#include "Platform/LittleEndian.h"
 
 namespace quillbrook::test {
-
-using Bytes = std::vector<std::uint8_t>;
-
-inline Bytes bytesOf(std::string_view text) {
-  return {text.begin(), text.end()};
-}
-inline std::string textOf(const Bytes& bytes) {
-  return {bytes.begin(), bytes.end()};
-}
 
 inline constexpr std::string_view decmpfs = "com.apple.decmpfs";
 inline constexpr std::string_view resourceFork = "com.apple.ResourceFork";
 inline constexpr std::string_view marker = "com.studiomerlin.quillbrook.slimtmp";
 inline constexpr XattrOptions shown{.noFollow = false, .showCompression = true};
+inline constexpr XattrOptions unfollowed{.noFollow = true, .showCompression = false};
+
+inline std::string prose(std::size_t byteCount) {
+  const auto bytes = text(byteCount);
+  return {bytes.begin(), bytes.end()};
+}
 
 // A folder of the test's own that counts as a volume mounted in place.
 class NativeFixture : public testing::Test {
  protected:
-  NativeFixture() {
+  void SetUp() override {
     auto pattern = (std::filesystem::temp_directory_path() / "quillbrook-platform-XXXXXX").string();
-    if (mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("mkdtemp");
+    ASSERT_NE(mkdtemp(pattern.data()), nullptr);
     folder = FilePath(pattern);
     volume = std::make_unique<VolumeRegistration>(folder);
   }
-  ~NativeFixture() override {
+  void TearDown() override {
     volume.reset();
-    std::error_code error;
-    std::filesystem::remove_all(folder.bytes(), error);
+    std::filesystem::remove_all(folder.bytes());
   }
 
   [[nodiscard]] FilePath path(std::string_view name) const { return folder.appending(name); }
@@ -71,11 +58,11 @@ class NativeFixture : public testing::Test {
     return {std::istreambuf_iterator<char>(stream), {}};
   }
 
-  [[nodiscard]] static FileStatus status(const FilePath& file) { return FileSystem::native().lstat(file).value(); }
+  [[nodiscard]] FileStatus status(const FilePath& file) const { return files.lstat(file).value(); }
 
   // The logical bytes as a program would read them, in pieces that fit nothing.
-  [[nodiscard]] static Result<std::string> content(const FilePath& file) {
-    auto reader = FileSystem::native().openForReading(file);
+  [[nodiscard]] Result<std::string> content(const FilePath& file) const {
+    auto reader = files.openForReading(file);
     if (!reader) return std::unexpected(reader.error());
     std::string text;
     Bytes piece(7001);
@@ -87,101 +74,75 @@ class NativeFixture : public testing::Test {
     }
   }
 
-  [[nodiscard]] static Result<Bytes> attribute(const FilePath& file, std::string_view name, XattrOptions options = {}) {
-    auto& files = FileSystem::native();
+  [[nodiscard]] Result<Bytes> attribute(const FilePath& file, std::string_view name, XattrOptions options = {}) const {
     const auto size = files.getxattr(file, name, {}, options);
     if (!size) return std::unexpected(size.error());
     Bytes value(*size + 1);
     const auto got = files.getxattr(file, name, value, options);
     if (!got) return std::unexpected(got.error());
-    value.resize(*got);
-    return value;
+    return prefix(value, *got);
   }
 
-  [[nodiscard]] static std::set<std::string> names(const FilePath& file, XattrOptions options = {}) {
-    auto& files = FileSystem::native();
-    std::string list(files.listxattr(file, {}, options).value(), '\0');
-    EXPECT_EQ(files.listxattr(file, list, options).value(), list.size());
+  [[nodiscard]] std::set<std::string> names(const FilePath& file) const {
+    std::string list(files.listxattr(file, {}, {}).value(), '\0');
+    EXPECT_EQ(files.listxattr(file, list, {}), list.size());
     std::set<std::string> all;
-    for (std::size_t at = 0; at < list.size();) {
-      const std::string name(list.c_str() + at);
-      EXPECT_TRUE(all.insert(name).second) << name << " twice";
-      at += name.size() + 1;
+    for (std::size_t at = 0; at < list.size(); at = list.find('\0', at) + 1) {
+      EXPECT_TRUE(all.insert(list.c_str() + at).second) << list.c_str() + at << " twice";
     }
     return all;
   }
 
+  [[nodiscard]] std::unique_ptr<LockableFile> opened(const FilePath& file) const {
+    return std::move(files.openForLocking(file).value());
+  }
+  [[nodiscard]] std::unique_ptr<LockableFile> locked(const FilePath& file) const {
+    auto lock = opened(file);
+    EXPECT_TRUE(lock->flock());
+    return lock;
+  }
+
   // An empty work file with its marker, as the engine makes it.
-  static void createWork(const FilePath& work, const FilePath& like) {
-    auto writer = FileSystem::native().createExclusively(work, 0600, like);
-    ASSERT_TRUE(writer) << writer.error().text();
-    ASSERT_TRUE((*writer)->fsetxattr(marker, Bytes{1}));
-    ASSERT_TRUE((*writer)->close());
+  FilePath work(std::string_view name, const FilePath& like = FilePath("/")) const {
+    const auto writer = std::move(files.createExclusively(path(name), 0600, like).value());
+    EXPECT_TRUE(writer->fsetxattr(marker, Bytes{1}));
+    EXPECT_TRUE(writer->close());
+    return path(name);
   }
 
-  [[nodiscard]] static Bytes valueOf(CompressionType type, const std::string& text, const Bytes& payload) {
-    const auto header = DecmpfsHeader::encode(type, text.size());
-    Bytes value(header.begin(), header.end());
-    value.insert(value.end(), payload.begin(), payload.end());
-    return value;
-  }
-
-  [[nodiscard]] static Bytes lzfse(std::string_view text) {
-    Bytes stream(text.size() + 64);
-    const auto source = bytesOf(text);
-    stream.resize(compression_encode_buffer(stream, source, {}, COMPRESSION_LZFSE));
-    return stream;
-  }
-
-  // Table and chunks of 64 KiB blocks.
-  [[nodiscard]] static Bytes forkOf(const std::string& text) {
-    std::vector<Bytes> chunks;
-    for (std::size_t at = 0; at < text.size(); at += 65'536) chunks.push_back(lzfse(text.substr(at, 65'536)));
-    Bytes fork((chunks.size() + 1) * 4);
-    for (std::size_t i = 0; i < chunks.size(); ++i) {
-      LittleEndian::store(fork.data() + i * 4, static_cast<std::uint32_t>(fork.size()));
-      fork.insert(fork.end(), chunks[i].begin(), chunks[i].end());
-    }
-    LittleEndian::store(fork.data() + chunks.size() * 4, static_cast<std::uint32_t>(fork.size()));
-    return fork;
-  }
-
-  // A sealed container of that content, inline when it is short.
-  FilePath compressed(std::string_view name, const std::string& text) const {
-    auto& files = FileSystem::native();
-    const auto file = path(name);
-    createWork(file, file);
-    const bool isInline = text.size() <= 16'384;
-    const auto value = isInline ? valueOf(CompressionType::lzfseAttr, text, lzfse(text))
-                                : valueOf(CompressionType::lzfseRsrc, text, {});
+  // The payload of that content, inline when it is short.
+  void setPayload(const FilePath& file, const Bytes& content) const {
+    const bool isInline = content.size() <= 16'384;
+    const auto type = isInline ? CompressionType::lzfseAttr : CompressionType::lzfseRsrc;
+    const auto value = valueOf(type, content.size(), isInline ? encoded(content) : Bytes());
     EXPECT_TRUE(files.setxattr(file, decmpfs, value, {}));
-    if (!isInline) {
-      EXPECT_TRUE(files.setxattr(file, resourceFork, forkOf(text), {}));
-    }
-    const auto sealed = files.chflags(file, UF_COMPRESSED);
-    EXPECT_TRUE(sealed) << sealed.error().text();
-    EXPECT_TRUE(files.removexattr(file, marker, {.noFollow = true}));
+    EXPECT_TRUE(isInline || files.setxattr(file, resourceFork, lzfseForkOf(content), {}));
+  }
+
+  // A sealed container of that content.
+  FilePath compressed(std::string_view name, const std::string& text) const {
+    const auto file = work(name);
+    setPayload(file, bytesOf(text));
+    EXPECT_TRUE(files.chflags(file, UF_COMPRESSED));
+    EXPECT_TRUE(files.removexattr(file, marker, unfollowed));
     return file;
   }
 
-  // Runs `body` in a process of its own; what it returns is the exit status.
+  // Runs `body` in a process of its own, which does not outlive a wait for the kernel; what it returns is the status.
   static int inOtherProcess(const std::function<int()>& body) {
     const auto child = fork();
-    if (child == 0) _exit(body());
+    if (child == 0) {
+      alarm(20);
+      _exit(body());
+    }
     int outcome = 0;
     EXPECT_EQ(waitpid(child, &outcome, 0), child);
     return WIFEXITED(outcome) ? WEXITSTATUS(outcome) : -1;
   }
 
+  FileSystem& files = FileSystem::native();
   FilePath folder;
   std::unique_ptr<VolumeRegistration> volume;
 };
-
-inline std::string prose(std::size_t byteCount) {
-  std::string text;
-  for (unsigned i = 0; text.size() < byteCount; ++i) text += "line " + std::to_string(i * 2'654'435'761U) + " of it\n";
-  text.resize(byteCount);
-  return text;
-}
 
 }  // namespace quillbrook::test

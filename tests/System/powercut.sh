@@ -8,29 +8,20 @@ need_root_and_loop
 command -v xfs_io >/dev/null || skip "xfs_io (xfsprogs) is not installed"
 RANDOM=${SEED:-1}
 headers 80 "$work/original"
-
-stop_everything() {
-  local job
-  for job in "${background[@]}"; do kill "$job" 2>/dev/null; wait "$job" 2>/dev/null; done; background=()
-  while pgrep -f "$ctl .* $work/disk" >/dev/null; do pkill -9 -f "$ctl .* $work/disk"; sleep 0.05; done
-}
-cut=0
+v=$work/disk/volume attempts=0
 for kind in ${FILESYSTEMS:-ext4 ext4:noauto_da_alloc,commit=1 xfs}; do
   fs=${kind%%:*} options=${kind#"$fs"}; options=${options#:}
   image "$fs" 400M "$options"
-  v=$work/disk/volume
   cp -a "$work/original" "$v"; sync -f "$v"
   for ((round = 1; round <= ${CUTS:-3}; round++)); do
     mount_volume "$v"
-    (while :; do "$ctl" compress -- "$v"; "$ctl" decompress -- "$v"; done >/dev/null 2>&1) & background+=($!)
-    (while :; do for f in $(find "$v/." -name '*.h' | shuf -n 3); do dd if="$f" bs=1 count=1 status=none | dd of="$f" conv=notrunc status=none; done; done >/dev/null 2>&1) &
-    background+=($!)
+    start_engine "$v"; start_rewriting "$v"
     sleep "$((RANDOM % 2)).$((RANDOM % 9 + 1))"
     pid=$(daemon_of "$v")
     must xfs_io -x -c shutdown "$work/disk"
-    kill -9 "$pid"; stop_everything
+    kill -9 "$pid"; end_engine -KILL
     umount -l "$v" 2>/dev/null
-    while ! umount "$work/disk" 2>/dev/null; do sleep 0.1; ((++cut % 200)) || fail "the file system stays busy"; done
+    while ! umount "$work/disk" 2>/dev/null; do sleep 0.1; ((++attempts % 200)) || fail "the file system stays busy"; done
     must mount -o "loop${options:+,$options}" "$work/image" "$work/disk"
     mount_volume "$v"
     same_checksums "$work/original" "$v" "$kind, cut $round: contents after the power came back"

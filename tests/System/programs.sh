@@ -6,10 +6,9 @@ v=$work/volume
 headers 400 "$work/original"
 python3 - "$work/original/data.sqlite" <<'PY'
 import sqlite3, sys
-c = sqlite3.connect(sys.argv[1])
-c.execute('create table t (k integer primary key, v text)')
-c.executemany('insert into t (v) values (?)', [('row %d ' % i * 20,) for i in range(3000)])
-c.commit()
+with sqlite3.connect(sys.argv[1]) as c:
+    c.execute('create table t (k integer primary key, v text)')
+    c.executemany('insert into t (v) values (?)', [('row %d ' % i * 20,) for i in range(3000)])
 PY
 cp -a "$work/original" "$v"
 before=$(used "$v")
@@ -19,8 +18,8 @@ same_checksums "$work/original" "$v" "contents after compress"
 [[ $(used "$v") -lt $((before * 3 / 4)) ]] || fail "du shows no saving: $before before, $(used "$v") now"
 a_compressed_file() { "$ctl" inspect --json -- "$v" | python3 -c '
 import json, sys
-found = [f["path"] for f in map(json.loads, sys.stdin) if f.get("status") == "compressed" and f["path"].endswith(".h")]
-print(found[0])'; }
+found = (f["path"] for f in map(json.loads, sys.stdin) if f.get("status") == "compressed" and f["path"].endswith(".h"))
+print(next(found))'; }
 
 must cp -a "$v" "$work/copied"; same_checksums "$work/original" "$work/copied" "cp -a"
 must tar -C "$v" -cf "$work/archive.tar" .; mkdir "$work/untarred"; must tar -C "$work/untarred" -xf "$work/archive.tar"
@@ -28,11 +27,11 @@ same_checksums "$work/original" "$work/untarred" "tar"
 [[ -z $(rsync -acn --delete --out-format=%n "$work/original/" "$v/" | grep -v '/$') ]] || fail "rsync -c finds differences"
 [[ $(grep -rl define "$v" | wc -l) -eq $(grep -rl define "$work/original" | wc -l) ]] || fail "grep -r finds other files"
 
+unchanged_for_git() { must git -C "$v" fsck --no-progress; [[ -z $(git -C "$v" status --porcelain) ]] || fail "git sees changes after $1"; }
 (cd "$v" && git init -q . && git add -A && git -c user.name=n -c user.email=e commit -qm all) || fail "git cannot commit"
-[[ -z $(git -C "$v" status --porcelain) ]] || fail "git sees changes after its own commit"
+unchanged_for_git "its own commit"
 must "$ctl" compress -- "$v" >/dev/null
-must git -C "$v" fsck --no-progress
-[[ -z $(git -C "$v" status --porcelain) ]] || fail "git sees changes after a compression"
+unchanged_for_git "a compression"
 rm -rf "$v/.git"
 
 file=$(a_compressed_file)
@@ -45,40 +44,35 @@ printf 'IN PLACE' | dd of="$file" bs=1 seek=100 conv=notrunc status=none
 [[ $(dd if="$file" bs=1 skip=100 count=8 status=none) == 'IN PLACE' ]] || fail "an editor that writes in place"
 
 [[ $(status_of "$v/data.sqlite") == compressed ]] || fail "the database is not compressed"
-must python3 - "$v/data.sqlite" <<'PY'
-import sqlite3, sys
-a = sqlite3.connect(sys.argv[1])
-assert a.execute('select count(*) from t').fetchone()[0] == 3000
-for turn in range(2):
-    a.execute('insert into t (v) values (?)', ('turn %d' % turn,))
-    a.commit()
-b = sqlite3.connect(sys.argv[1])
-assert b.execute('select count(*) from t').fetchone()[0] == 3002
-assert b.execute('pragma integrity_check').fetchone()[0] == 'ok'
-PY
-
 file=$(a_compressed_file)
-must python3 - "$file" "$work/original${file#"$v"}" <<'PY'
-import mmap, sys
-with open(sys.argv[1], 'r+b') as f, open(sys.argv[2], 'rb') as g:
-    want = bytearray(g.read())
-    with open(sys.argv[1], 'rb') as r, mmap.mmap(r.fileno(), 0, prot=mmap.PROT_READ) as reader:
-        assert reader[:] == want
-        with mmap.mmap(f.fileno(), 0) as writer:
-            writer[10:15] = want[10:15] = b'QUILL'
-            writer.flush()
-            assert reader[:] == want, 'a mapping does not see what another wrote'
-assert open(sys.argv[1], 'rb').read() == want
+must python3 - "$v/data.sqlite" "$file" "$work/original${file#"$v"}" <<'PY'
+import mmap, sqlite3, sys
+def answer(connection, question): return connection.execute(question).fetchone()[0]
+# Open before the first write, over two transactions.
+early = sqlite3.connect(sys.argv[1])
+assert answer(early, 'select count(*) from t') == 3000
+for turn in range(2):
+    with early:
+        early.execute('insert into t (v) values (?)', ('turn %d' % turn,))
+late = sqlite3.connect(sys.argv[1])
+assert answer(late, 'select count(*) from t') == 3002 and answer(late, 'pragma integrity_check') == 'ok'
+
+want = bytearray(open(sys.argv[3], 'rb').read())
+with open(sys.argv[2], 'rb') as r, mmap.mmap(r.fileno(), 0, prot=mmap.PROT_READ) as reader:
+    assert reader[:] == want
+    with open(sys.argv[2], 'r+b') as f, mmap.mmap(f.fileno(), 0) as writer:
+        writer[10:15] = want[10:15] = b'QUILL'
+        writer.flush()
+        assert reader[:] == want, 'a mapping does not see what another wrote'
+assert open(sys.argv[2], 'rb').read() == want
 PY
 
 mkdir "$v/include"; cp /usr/include/zlib.h /usr/include/zconf.h "$v/include"; must "$ctl" compress -- "$v/include" >/dev/null
 echo '#include <zlib.h>
 int main() { return zlibVersion() == nullptr; }' | must "${CXX:-g++}" -nostdinc++ -I"$v/include" -x c++ -fsyntax-only -
+checksums "$v" >"$work/mounted"
 unmount_volume "$v"
 must "$ctl" volume check "$v" >/dev/null
 must "$ctl" volume restore "$v" >/dev/null
-checksums "$v" >"$work/bare"
-mount_volume "$v"
-diff <(checksums "$v") "$work/bare" >/dev/null || fail "contents differ after a restore"
-unmount_volume "$v"
+same "$work/mounted" <(checksums "$v") "contents after a restore"
 echo "passed"

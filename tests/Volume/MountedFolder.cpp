@@ -1,57 +1,37 @@
 // SPDX-License-Identifier: MIT
 #include "MountedFolder.h"
 
-#include <fcntl.h>
 #include <grp.h>
-#include <gtest/gtest.h>
-#include <poll.h>
 #include <sys/mount.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
 #include <sys/xattr.h>
-#include <unistd.h>
 
+#include <algorithm>
 #include <array>
+#include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <random>
-#include <sstream>
+#include <thread>
 
 #include "Compression/FileCompressor.h"
-#include "Platform/Linux/FileDescriptor.h"
 #include "Platform/Linux/VolumeProtocol.h"
 
 namespace quillbrook {
 
-TemporaryFolder::TemporaryFolder() {
-  std::string pattern = std::filesystem::temp_directory_path() / "quillbrook-volume-XXXXXX";
-  if (mkdtemp(pattern.data()) == nullptr) ADD_FAILURE() << "no temporary folder";
-  path_ = pattern;
-}
-
-TemporaryFolder::~TemporaryFolder() {
-  std::error_code ignored;
-  std::filesystem::remove_all(path_, ignored);
-}
-
-namespace {
-
 constexpr uid_t nobody = 65534;
-
-}  // namespace
 
 std::optional<std::string> MountedFolder::obstacle(Owner owner) {
   if (access("/dev/fuse", R_OK | W_OK) != 0) return "/dev/fuse cannot be opened";
   if (owner == Owner::nobody && geteuid() != 0) return "only root can hand a mount to another user";
-  if (geteuid() != 0 && std::system("command -v fusermount3 >/dev/null") != 0) return "fusermount3 is missing";
+  if (geteuid() != 0 && access("/usr/bin/fusermount3", X_OK) != 0) return "fusermount3 is missing";
   return std::nullopt;
 }
 
 MountedFolder::MountedFolder(std::string source, std::vector<std::string> arguments, Owner owner)
     : source_(std::move(source)), owner_(owner), log_(source_ + ".log") {
-  const FileDescriptor mounts(open("/proc/self/mounts", O_RDONLY | O_CLOEXEC));
   std::vector<std::string> words{VOLUME_PROGRAM, "-f"};
   words.insert(words.end(), arguments.begin(), arguments.end());
   FileDescriptor folder;
@@ -67,39 +47,25 @@ MountedFolder::MountedFolder(std::string source, std::vector<std::string> argume
     words.insert(words.end(), {"--fd", std::to_string(device.get()), "/proc/self/fd/" + std::to_string(folder.get())});
   }
   words.push_back(source_);
-  std::vector<char*> pointers;
-  for (std::string& word : words) pointers.push_back(word.data());
-  pointers.push_back(nullptr);
+  std::vector<char*> pointers(words.size() + 1);
+  std::ranges::transform(words, pointers.begin(), [](std::string& word) { return word.data(); });
   daemon_ = fork();
   if (daemon_ == 0) {
-    dup2(open(log_.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600), STDERR_FILENO);
+    const int log = open(log_.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
+    if (log < 0 || dup2(log, STDERR_FILENO) < 0) _exit(2);
     if (owner_ == Owner::nobody && (setgroups(0, nullptr) != 0 || setgid(nobody) != 0 || setuid(nobody) != 0)) _exit(3);
     execv(VOLUME_PROGRAM, pointers.data());
     _exit(4);
   }
-  if (!waitForMount(mounts.get())) return;
-  isMounted_ = true;
+  while (!isMounted_) {
+    const std::string mark = " " + source_ + " " + std::string(VolumeProtocol::mountType);
+    isMounted_ = Content::read("/proc/self/mounts").contains(mark);
+    if (!isMounted_ && waitpid(daemon_, nullptr, WNOHANG) == daemon_) return;
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  }
   if (owner_ == Owner::nobody) {
     EXPECT_EQ(setegid(nobody), 0);
     EXPECT_EQ(seteuid(nobody), 0);
-  }
-}
-
-// The mount table says when it changes; the daemon may also end without.
-bool MountedFolder::waitForMount(int mounts) {
-  while (true) {
-    if (Content::read("/proc/self/mounts").find(" " + source_ + " " + std::string(VolumeProtocol::mountType)) !=
-        std::string::npos) {
-      return true;
-    }
-    int status = 0;
-    if (waitpid(daemon_, &status, WNOHANG) == daemon_) {
-      daemon_ = -1;
-      return false;
-    }
-    pollfd change{.fd = mounts, .events = POLLPRI, .revents = 0};
-    constexpr int milliseconds = 100;
-    poll(&change, 1, milliseconds);
   }
 }
 
@@ -127,20 +93,10 @@ int MountedFolder::stop() {
   return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
-void MountedFolder::kill() {
-  becomeCaller();
-  ::kill(daemon_, SIGKILL);
-  waitpid(daemon_, nullptr, 0);
-  umount2(source_.c_str(), MNT_DETACH);
-  daemon_ = -1;
-  isMounted_ = false;
-}
-
 std::string MountedFolder::backing(const std::string& name) const {
   std::array<char, 256> folder{};
-  const ssize_t length =
-      getxattr(source_.c_str(), VolumeProtocol::sourceAttribute.data(), folder.data(), folder.size());
-  EXPECT_GT(length, 0);
+  const std::string attribute(VolumeProtocol::sourceAttribute);
+  EXPECT_GT(getxattr(source_.c_str(), attribute.c_str(), folder.data(), folder.size()), 0);
   return std::string(folder.data()) + "/" + name;
 }
 
@@ -149,42 +105,40 @@ std::vector<MountedFolder::OpenFile> MountedFolder::openFiles() const {
   const std::string process = "/proc/" + std::to_string(daemon_);
   for (const auto& entry : std::filesystem::directory_iterator(process + "/fd")) {
     std::error_code gone;
-    std::string label;
-    unsigned flags = 0;
-    std::ifstream info(process + "/fdinfo/" + entry.path().filename().string());
-    while (info >> label && label != "flags:") continue;
-    info >> std::oct >> flags;
-    files.push_back({.target = std::filesystem::read_symlink(entry.path(), gone), .isPathOnly = (flags & O_PATH) != 0});
+    const std::string target = std::filesystem::read_symlink(entry.path(), gone);
+    const std::string info = Content::read(process + "/fdinfo/" + entry.path().filename().string());
+    const std::size_t flags = info.find("flags:");
+    if (flags == std::string::npos) continue;
+    // The entry leads to the file itself, even where the mount hides its name.
+    const bool isPathOnly = (std::stoul(info.substr(flags + 6), nullptr, 8) & O_PATH) != 0;
+    files.push_back({target, !isPathOnly && std::filesystem::is_regular_file(entry.path(), gone)});
   }
   return files;
+}
+
+void VolumeTest::SetUp() {
+  if (const auto obstacle = MountedFolder::obstacle(GetParam())) GTEST_SKIP() << *obstacle;
+  mount();
+  ASSERT_TRUE(mounted_->isMounted());
 }
 
 std::string ownerName(const testing::TestParamInfo<MountedFolder::Owner>& owner) {
   return owner.param == MountedFolder::Owner::nobody ? "nobody" : "caller";
 }
 
-namespace TestDuration {
+long outcome(long value) {
+  return value < 0 ? -errno : value;
+}
 
-unsigned long number(const char* variable, unsigned long otherwise) {
+unsigned long numberFromEnvironment(const char* variable, unsigned long otherwise) {
   const char* text = std::getenv(variable);
   return text == nullptr ? otherwise : std::strtoul(text, nullptr, 10);
 }
 
-std::chrono::seconds fromEnvironment() {
-  constexpr unsigned long otherwise = 3;
-  return std::chrono::seconds(number("QUILLBROOK_MODEL_SECONDS", otherwise));
-}
-
-}  // namespace TestDuration
-
 namespace Content {
 
 std::string text(std::size_t byteCount, unsigned seed) {
-  std::mt19937 random(seed);
-  std::string result;
-  while (result.size() < byteCount) result += "line " + std::to_string(random() % 5000) + " of the text\n";
-  result.resize(byteCount);
-  return result;
+  return ScratchFolder::prose(byteCount, seed);
 }
 
 void write(const std::string& path, const std::string& bytes) {
@@ -194,11 +148,28 @@ void write(const std::string& path, const std::string& bytes) {
   EXPECT_TRUE(file) << path;
 }
 
+std::string read(const FileDescriptor& file) {
+  std::string bytes;
+  std::array<char, 65'536> piece{};
+  for (;;) {
+    const ssize_t count = pread(file.get(), piece.data(), piece.size(), static_cast<off_t>(bytes.size()));
+    if (count <= 0) return bytes;
+    bytes.append(piece.data(), static_cast<std::size_t>(count));
+  }
+}
+
 std::string read(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  std::stringstream text;
-  text << file.rdbuf();
-  return text.str();
+  return read(open(path));
+}
+
+FileDescriptor open(const std::string& path, int flags) {
+  return FileDescriptor(::open(path.c_str(), flags | O_CLOEXEC));
+}
+
+struct stat status(const std::string& path) {
+  struct stat result{};
+  EXPECT_EQ(lstat(path.c_str(), &result), 0) << path;
+  return result;
 }
 
 void compress(const std::string& path) {

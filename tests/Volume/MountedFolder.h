@@ -1,31 +1,20 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/types.h>
+#include <sys/stat.h>
 
-#include <chrono>
+#include <array>
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
 
-#include "Platform/FilePath.h"
+#include "Platform/Linux/FileDescriptor.h"
+#include "support/ScratchFolder.h"
 
 namespace quillbrook {
-
-// A folder of its own for each test, gone at the end.
-class TemporaryFolder {
- public:
-  TemporaryFolder();
-  ~TemporaryFolder();
-  TemporaryFolder(const TemporaryFolder&) = delete;
-  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-  [[nodiscard]] const std::string& path() const { return path_; }
-
- private:
-  std::string path_;
-};
 
 // A volume mounted in place over a folder by the daemon program, in the foreground, watched to its end.
 class MountedFolder {
@@ -45,8 +34,6 @@ class MountedFolder {
 
   // Asks the daemon to end, and waits. Its exit code, and a failed expectation if it said anything.
   int stop();
-  // Ends it as a crash does, and clears the dead mount away.
-  void kill();
 
   [[nodiscard]] bool isMounted() const { return isMounted_; }
   [[nodiscard]] std::string at(const std::string& name) const { return source_ + "/" + name; }
@@ -56,12 +43,11 @@ class MountedFolder {
   // Of the daemon: what its descriptors lead to.
   struct OpenFile {
     std::string target;
-    bool isPathOnly = false;  // O_PATH
+    bool isContent = false;  // of a regular file, and not O_PATH
   };
   [[nodiscard]] std::vector<OpenFile> openFiles() const;
 
  private:
-  bool waitForMount(int mounts);
   void becomeCaller() const;
 
   std::string source_;
@@ -71,24 +57,35 @@ class MountedFolder {
   bool isMounted_ = false;
 };
 
-// For the names of tests that run for several owners.
+// A volume for tests that run with both owners' daemons: with the kernel's passthrough for ordinary files, and without.
+class VolumeTest : public testing::TestWithParam<MountedFolder::Owner> {
+ protected:
+  // Skips the test where there can be no mount.
+  void SetUp() override;
+  // Again, if it has been stopped.
+  void mount() { mounted_.emplace(source_.folder().bytes(), std::vector<std::string>(), GetParam()); }
+
+  const ScratchFolder source_;
+  std::optional<MountedFolder> mounted_;
+};
 [[nodiscard]] std::string ownerName(const testing::TestParamInfo<MountedFolder::Owner>& owner);
+inline constexpr std::array<MountedFolder::Owner, 2> owners{MountedFolder::Owner::caller, MountedFolder::Owner::nobody};
 
-// How long tests go on that try at random.
-namespace TestDuration {
-
-[[nodiscard]] unsigned long number(const char* variable, unsigned long otherwise);
-// QUILLBROOK_MODEL_SECONDS, else 3.
-[[nodiscard]] std::chrono::seconds fromEnvironment();
-
-}  // namespace TestDuration
+// What a call says: its value, or the error's number below zero.
+[[nodiscard]] long outcome(long value);
+[[nodiscard]] unsigned long numberFromEnvironment(const char* variable, unsigned long otherwise);
 
 namespace Content {
 
 // Text that compresses, the same for the same seed.
 [[nodiscard]] std::string text(std::size_t byteCount, unsigned seed = 1);
 void write(const std::string& path, const std::string& bytes);
+// From the beginning to the end, or to what cannot be read.
+[[nodiscard]] std::string read(const FileDescriptor& file);
 [[nodiscard]] std::string read(const std::string& path);
+[[nodiscard]] FileDescriptor open(const std::string& path, int flags = O_RDONLY);
+// Of the path itself; fails the test if there is nothing.
+[[nodiscard]] struct stat status(const std::string& path);
 // By the engine; fails the test if it does not succeed.
 void compress(const std::string& path);
 [[nodiscard]] bool isCompressed(const std::string& path);

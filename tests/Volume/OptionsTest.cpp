@@ -1,55 +1,44 @@
 // SPDX-License-Identifier: MIT
 #include <gtest/gtest.h>
 
+#include <utility>
+
 #include "Volume/Daemon/Options.h"
 
 namespace quillbrook {
 namespace {
 
-Options make(const char* source, const char* mountPoint) {
-  Options options;
-  options.source = FilePath(source);
-  options.mountPoint = FilePath(mountPoint);
-  return options;
-}
+using Arguments = std::vector<std::string>;
 
 TEST(OptionsTest, ReadsWhatUsersAndMountHelpersWrite) {
-  Options foreground = make("/s", "/s");
-  foreground.foreground = true;
-  Options helper = make("/s", "/m");
-  helper.readOnly = true;
-  helper.mountOptions = {"ro", "allow_other"};
-  Options handed = make("/s", "/m");
-  handed.deviceDescriptor = 7;
-  Options byPath = make("/s", "/dev/fd/5");
-  byPath.deviceDescriptor = 5;
-  struct Case {
-    std::vector<std::string> arguments;
-    Options expected;
+  const FilePath s("/s");
+  const FilePath m("/m");
+  const std::vector<std::string> others{"ro", "allow_other"};
+  // Source, mount point, descriptor, foreground, read-only, the mount's options.
+  const std::vector<std::pair<Arguments, Options>> cases{
+      {{"/s"}, {s, s, {}, false, false, {}}},
+      {{"-f", "/s"}, {s, s, {}, true, false, {}}},
+      {{"/s", "/m", "-o", "rw,ro,allow_other,noauto,x-systemd.automount,_netdev"}, {s, m, {}, false, true, others}},
+      {{"-t", "fuse.quillbrook", "-oro,allow_other", "-n", "/s", "/m"}, {s, m, {}, false, true, others}},
+      {{"--fd", "7", "/s", "/m"}, {s, m, 7, false, false, {}}},
+      {{"--fd=7", "/s", "/m"}, {s, m, 7, false, false, {}}},
+      {{"/s", "/dev/fd/5"}, {s, FilePath("/dev/fd/5"), 5, false, false, {}}},
+      {{"--", "-s"}, {FilePath("-s"), FilePath("-s"), {}, false, false, {}}},
   };
-  const std::vector<Case> cases{
-      {{"/s"}, make("/s", "/s")},
-      {{"-f", "/s"}, foreground},
-      {{"/s", "/m", "-o", "rw,ro,allow_other,noauto,x-systemd.automount,_netdev"}, helper},
-      {{"-t", "fuse.quillbrook", "-oro,allow_other", "-n", "/s", "/m"}, helper},
-      {{"--fd", "7", "/s", "/m"}, handed},
-      {{"--fd=7", "/s", "/m"}, handed},
-      {{"/s", "/dev/fd/5"}, byPath},
-      {{"--", "-s"}, make("-s", "-s")},
-  };
-  for (const Case& one : cases) {
-    const auto options = Options::parse(one.arguments);
-    ASSERT_TRUE(options) << one.arguments.front() << ": " << options.error();
-    EXPECT_EQ(*options, one.expected) << one.arguments.front();
+  for (const auto& [arguments, expected] : cases) {
+    SCOPED_TRACE(testing::PrintToString(arguments));
+    const auto options = Options::parse(arguments);
+    ASSERT_TRUE(options) << options.error();
+    EXPECT_EQ(*options, expected);
   }
 }
 
 TEST(OptionsTest, RefusesTheRestWithWords) {
-  const std::vector<std::vector<std::string>> cases{{},           {"/a", "/b", "/c"},  {"--fd", "x", "/s"}, {"--fd"},
-                                                    {"-x", "/s"}, {"/s", "/dev/fd/x"}, {"/s", "-o"}};
-  for (const auto& arguments : cases) {
+  for (const Arguments& arguments :
+       {Arguments{}, Arguments{"/a", "/b", "/c"}, Arguments{"--fd", "x", "/s"}, Arguments{"--fd"},
+        Arguments{"-x", "/s"}, Arguments{"/s", "/dev/fd/x"}, Arguments{"/s", "-o"}}) {
     const auto options = Options::parse(arguments);
-    ASSERT_FALSE(options);
+    ASSERT_FALSE(options) << testing::PrintToString(arguments);
     EXPECT_FALSE(options.error().empty());
   }
 }

@@ -10,6 +10,7 @@ namespace quillbrook {
 
 // How a compressed file's content is stored: the type field of the decmpfs header. In the order of iteration.
 // "Attr" types keep it in the attribute behind the header, "Rsrc" types in the resource fork.
+// NOLINTNEXTLINE(performance-enum-size): as wide as the field, so that no unknown value becomes a known one
 enum class CompressionType : std::uint32_t {
   uncompressedAttr = 1,
   zlibAttr = 3,

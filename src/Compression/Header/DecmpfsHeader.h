@@ -7,6 +7,7 @@
 #include <expected>
 #include <span>
 #include <string>
+#include <string_view>
 #include <variant>
 
 #include "Compression/Header/CompressionType.h"
@@ -29,6 +30,8 @@ struct UnknownCompressionType {
 };
 using DecmpfsHeaderError = std::variant<InsufficientHeaderBytes, InvalidMagic, UnknownCompressionType>;
 
+// The case's name, as "insufficientBytes".
+[[nodiscard]] std::string_view caseName(const DecmpfsHeaderError& error);
 // The case with its payload, as "insufficientBytes(needed: 16, got: 0)".
 [[nodiscard]] std::string describe(const DecmpfsHeaderError& error);
 

@@ -30,6 +30,11 @@ void remember(std::uint64_t device, std::uint64_t inode) {
   memory().files.emplace(device, inode);
 }
 
+bool isEmpty() {
+  const std::lock_guard guard(memory().mutex);
+  return memory().files.empty();
+}
+
 bool wasExhausted(std::uint64_t device, std::uint64_t inode) {
   const std::lock_guard guard(memory().mutex);
   return memory().files.contains({device, inode});

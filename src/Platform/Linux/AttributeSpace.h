@@ -15,6 +15,8 @@ namespace AttributeSpace {
 [[nodiscard]] bool isWantOfSpace(ErrorNumber error);
 
 void remember(std::uint64_t device, std::uint64_t inode);
+// Whether anything is remembered at all.
+[[nodiscard]] bool isEmpty();
 [[nodiscard]] bool wasExhausted(std::uint64_t device, std::uint64_t inode);
 // The file is new, or gone: inode numbers are used again.
 void forget(std::uint64_t device, std::uint64_t inode);

@@ -14,8 +14,8 @@
 
 namespace quillbrook {
 
-BackingFile::BackingFile(FileDescriptor file, std::optional<ContainerState> state)
-    : file_(std::move(file)), state_(std::move(state)), source_(file_.get()) {}
+BackingFile::BackingFile(FileDescriptor file, const std::optional<ContainerState>& state)
+    : file_(std::move(file)), state_(state), source_(file_.get()) {}
 
 Result<std::unique_ptr<const BackingFile>> BackingFile::open(FileDescriptor file, int folder) {
   auto state = StoredState::read(file.get());
@@ -50,9 +50,20 @@ Result<std::size_t> BackingFile::read(std::uint64_t offset, std::span<std::uint8
   return DescriptorSource(contentDescriptor()).read(offset, destination);
 }
 
-Result<FileDescriptor> RedoCopy::open(int folder, const ContainerState& state, std::uint32_t owner) {
-  const auto name = std::string(VolumeProtocol::privateFolder) + "/" + std::string(VolumeProtocol::redoFolder) + "/" +
-                    std::to_string(state.redoIdentifier);
+namespace {
+
+struct FoundCopy {
+  FileDescriptor folder;  // that holds the private folder, with O_PATH
+  FileDescriptor copy;
+};
+
+std::string redoName(const ContainerState& state) {
+  return std::string(VolumeProtocol::privateFolder) + "/" + std::string(VolumeProtocol::redoFolder) + "/" +
+         std::to_string(state.redoIdentifier);
+}
+
+Result<FoundCopy> findRedoCopy(int folder, const ContainerState& state, std::uint32_t owner) {
+  const auto name = redoName(state);
   auto above = SystemCall::openAt(folder, ".", O_PATH | O_DIRECTORY);
   while (above) {
     auto copy = SystemCall::openAt(above->get(), name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK);
@@ -63,7 +74,7 @@ Result<FileDescriptor> RedoCopy::open(int folder, const ContainerState& state, s
       const bool isWhole =
           S_ISREG(status->st_mode) && static_cast<std::uint64_t>(status->st_size) == state.logicalByteCount;
       if (!isTrusted || !isWhole) return std::unexpected(ErrorNumber::inputOutput);
-      return copy;
+      return FoundCopy{.folder = std::move(*above), .copy = std::move(*copy)};
     }
     if (copy.error().value != ENOENT && copy.error().value != ENOTDIR) return std::unexpected(copy.error());
     const auto here = SystemCall::status(above->get());
@@ -74,6 +85,20 @@ Result<FileDescriptor> RedoCopy::open(int folder, const ContainerState& state, s
     above = std::move(parent);
   }
   return std::unexpected(ErrorNumber::inputOutput);
+}
+
+}  // namespace
+
+Result<FileDescriptor> RedoCopy::open(int folder, const ContainerState& state, std::uint32_t owner) {
+  auto found = findRedoCopy(folder, state, owner);
+  if (!found) return std::unexpected(found.error());
+  return std::move(found->copy);
+}
+
+void RedoCopy::remove(int folder, const ContainerState& state, std::uint32_t owner) {
+  const auto found = findRedoCopy(folder, state, owner);
+  // One that stays is told by the check, and costs no more than its space.
+  if (found) ::unlinkat(found->folder.get(), redoName(state).c_str(), 0);
 }
 
 }  // namespace quillbrook

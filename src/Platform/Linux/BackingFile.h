@@ -39,7 +39,7 @@ class BackingFile {
                                          ContainerReader::Scratch& scratch) const;
 
  private:
-  BackingFile(FileDescriptor file, std::optional<ContainerState> state);
+  BackingFile(FileDescriptor file, const std::optional<ContainerState>& state);
 
   FileDescriptor file_;
   FileDescriptor redo_;
@@ -54,6 +54,9 @@ namespace RedoCopy {
 // it. It must be a regular file of exactly the state's logical size and belong to the caller, to root or to
 // `owner`; `inputOutput` if there is none.
 [[nodiscard]] Result<FileDescriptor> open(int folder, const ContainerState& state, std::uint32_t owner);
+
+// Removes it, once its file is gone. Does nothing where open() would fail.
+void remove(int folder, const ContainerState& state, std::uint32_t owner);
 
 }  // namespace RedoCopy
 

@@ -15,12 +15,12 @@
 #include <vector>
 
 #include "Compression/Header/DecmpfsHeader.h"
-#include "Compression/Header/LittleEndian.h"
 #include "Container/ContainerSealer.h"
 #include "Platform/Linux/DescriptorSource.h"
 #include "Platform/Linux/ExtendedAttributes.h"
 #include "Platform/Linux/StoredState.h"
 #include "Platform/Linux/SystemCall.h"
+#include "Platform/LittleEndian.h"
 
 namespace quillbrook {
 namespace {
@@ -46,6 +46,7 @@ class OpenWorkFile {
     opened.status_ = *status;
     std::array<std::uint8_t, 64> capability;  // the largest revision has 24 bytes
     const auto got = ::fgetxattr(opened.get(), capabilityName, capability.data(), capability.size());
+    if (got == -1 && errno != ENODATA && errno != EOPNOTSUPP) return SystemCall::failure();
     if (got > 0) opened.capability_.assign(capability.begin(), capability.begin() + got);
     return opened;
   }
@@ -82,8 +83,10 @@ class ForkWriter : public FileWriter {
   ForkWriter(OpenWorkFile file, const ContainerState& state) : file_(std::move(file)), state_(state) {}
   ~ForkWriter() override {
     // Whoever does not close it does not want to know.
-    [[maybe_unused]] const auto closed = close();
+    [[maybe_unused]] const auto closed = ForkWriter::close();
   }
+  ForkWriter(const ForkWriter&) = delete;
+  ForkWriter& operator=(const ForkWriter&) = delete;
 
   Result<std::size_t> write(std::span<const std::uint8_t> bytes) override {
     if (isClosed_) return std::unexpected(ErrorNumber{EBADF});

@@ -4,6 +4,7 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <string_view>
@@ -40,7 +41,7 @@ class LinuxDirectoryReader final : public DirectoryReader {
         return std::nullopt;
       }
       const std::string_view name = entry->d_name;
-      if (name == "." || name == ".." || name == VolumeProtocol::privateFolder) continue;
+      if (name == "." || name == ".." || (VolumeProtocol::isPrivate(true, name) && isVolumeRoot())) continue;
       return DirectoryEntry{std::string(name), kindOf(*entry)};
     }
   }
@@ -52,8 +53,16 @@ class LinuxDirectoryReader final : public DirectoryReader {
     // Not every file system fills the type in. An entry that is gone by now is nobody's business any more.
     if (entry.d_type != DT_UNKNOWN) return kindOfMode(static_cast<mode_t>(DTTOIF(entry.d_type)));
     struct stat status{};
-    if (::fstatat(::dirfd(stream_.get()), entry.d_name, &status, AT_SYMLINK_NOFOLLOW) != 0) return FileKind::other;
+    const int folder = ::dirfd(stream_.get());
+    if (folder < 0 || ::fstatat(folder, entry.d_name, &status, AT_SYMLINK_NOFOLLOW) != 0) return FileKind::other;
     return kindOfMode(status.st_mode);
+  }
+
+  // A mount hides the private folder itself; a volume's bare source is known by the lock in it, or by an owner who
+  // keeps it closed.
+  [[nodiscard]] bool isVolumeRoot() const {
+    const std::string lock = std::string(VolumeProtocol::privateFolder) + '/' + std::string(VolumeProtocol::lockFile);
+    return ::faccessat(::dirfd(stream_.get()), lock.c_str(), F_OK, AT_SYMLINK_NOFOLLOW) == 0 || errno == EACCES;
   }
 
   Stream stream_;

@@ -14,23 +14,19 @@
 
 #include "Container/ContainerPayload.h"
 #include "Platform/Linux/AttributeNames.h"
-#include "Platform/Linux/AttributeSpace.h"
 #include "Platform/Linux/ContainerBuilder.h"
 #include "Platform/Linux/DescriptorSource.h"
 #include "Platform/Linux/StoredState.h"
 #include "Platform/Linux/SystemCall.h"
+#include "Platform/ReservedNames.h"
 
 namespace quillbrook::ExtendedAttributes {
 namespace {
 
-using namespace std::string_view_literals;
-
-constexpr auto valueName = "com.apple.decmpfs"sv;
-constexpr auto forkName = "com.apple.ResourceFork"sv;
 constexpr const char* accessListName = "system.posix_acl_access";
 
 bool isPayloadName(std::string_view name) {
-  return name == valueName || name == forkName;
+  return name == ReservedNames::decmpfs || name == ReservedNames::resourceFork;
 }
 
 // The state of a container, sealed or not; nothing for every other file.
@@ -47,10 +43,20 @@ std::uint32_t readableValueByteCount(const ContainerState& state) {
   return std::min<std::uint32_t>(state.valueByteCount, ContainerState::headByteCount);
 }
 
+// For looking at the payload, which is no reading of the file: its access time stays. Only the file's owner and root
+// may ask for that.
+Result<FileDescriptor> openPayload(int inode) {
+  const auto path = SystemCall::pathOf(inode);
+  return SystemCall::asOwner(inode, [&] {
+    auto file = SystemCall::openAt(AT_FDCWD, path.c_str(), O_RDONLY | O_NOATIME);
+    if (!file && file.error() == ErrorNumber::notPermitted) file = SystemCall::openAt(AT_FDCWD, path.c_str(), O_RDONLY);
+    return file;
+  });
+}
+
 Result<void> readPayload(int inode, const ContainerState& state, std::uint64_t offset, std::span<std::uint8_t> bytes) {
   if (state.redoIdentifier != 0) return std::unexpected(ErrorNumber::inputOutput);
-  const auto file = SystemCall::asOwner(
-      inode, [&] { return SystemCall::openAt(AT_FDCWD, SystemCall::pathOf(inode).c_str(), O_RDONLY); });
+  const auto file = openPayload(inode);
   if (!file) return std::unexpected(file.error());
   const DescriptorSource source(file->get());
   if (state.isSealed()) {
@@ -66,7 +72,7 @@ Result<void> readPayload(int inode, const ContainerState& state, std::uint64_t o
 
 Result<std::size_t> getPayload(int inode, std::string_view name, const ContainerState& state,
                                std::span<std::uint8_t> value) {
-  const bool isValue = name == valueName;
+  const bool isValue = name == ReservedNames::decmpfs;
   const std::size_t byteCount = isValue ? readableValueByteCount(state) : state.forkByteCount;
   if (!isValue && byteCount == 0) return std::unexpected(ErrorNumber::attributeMissing);
   if (value.data() == nullptr) return byteCount;
@@ -85,21 +91,6 @@ Result<std::size_t> getPayload(int inode, std::string_view name, const Container
 ErrorNumber refusal(std::string_view name) {
   if (AttributeNames::isAccessList(name)) return ErrorNumber::notSupported;
   return AttributeNames::isOurs("user." + std::string(name)) ? ErrorNumber::notPermitted : ErrorNumber::invalid;
-}
-
-// ext4 keeps attributes in the inode itself while they fit there, and moves one into it when it is set, never when
-// another goes. So when the work file's marker goes, the state is set once more and comes in, and the file needs no
-// block for attributes. A value that does not change is not set at all: it is another creation time for a moment.
-void settleState(int inode) {
-  const auto state = StoredState::read(inode);
-  if (!state || !*state) return;
-  auto other = **state;
-  other.creationTime = Timestamp{.seconds = other.creationTime ? other.creationTime->seconds ^ 1 : 0, .nanoseconds = 0};
-  // Where the first fails, the state stays as it is where it is; the second needs no more room than the first.
-  [[maybe_unused]] const auto written = SystemCall::asOwner(inode, [&] {
-    const auto moved = StoredState::write(inode, other);
-    return moved ? StoredState::write(inode, **state) : moved;
-  });
 }
 
 Result<std::vector<char>> hostNames(const std::string& path) {
@@ -141,27 +132,21 @@ Result<std::size_t> get(int inode, std::string_view name, std::span<std::uint8_t
 Result<void> set(int inode, std::string_view name, std::span<const std::uint8_t> value) {
   const auto status = SystemCall::status(inode);
   if (!status) return std::unexpected(status.error());
-  const auto rememberWantOfSpace = [&status](const Result<void>& outcome) {
-    if (!outcome && AttributeSpace::isWantOfSpace(outcome.error())) {
-      AttributeSpace::remember(status->st_dev, status->st_ino);
-    }
-    return outcome;
-  };
   if (isPayloadName(name) && S_ISREG(status->st_mode)) {
     const auto state = containerState(inode);
     if (!state) return std::unexpected(state.error());
     if (*state && (*state)->isSealed()) return std::unexpected(ErrorNumber::notPermitted);
-    const bool begins = name == valueName && !*state && status->st_size == 0;
-    if (name == valueName && (*state || begins)) return rememberWantOfSpace(ContainerBuilder::setValue(inode, value));
+    const bool begins = name == ReservedNames::decmpfs && !*state && status->st_size == 0;
+    if (name == ReservedNames::decmpfs && (*state || begins)) return ContainerBuilder::setValue(inode, value);
     if (*state) return ContainerBuilder::setFork(inode, **state, value);
   }
   const auto hostName = AttributeNames::hostName(name);
   if (!hostName) return std::unexpected(refusal(name));
   const auto path = SystemCall::pathOf(inode);
-  return rememberWantOfSpace(SystemCall::asOwner(inode, [&] {
+  return SystemCall::asOwner(inode, [&] {
     return SystemCall::checked(
         [&] { return ::setxattr(path.c_str(), hostName->c_str(), value.data(), value.size(), 0); });
-  }));
+  });
 }
 
 Result<void> remove(int inode, std::string_view name) {
@@ -173,10 +158,8 @@ Result<void> remove(int inode, std::string_view name) {
   const auto hostName = AttributeNames::hostName(name);
   if (!hostName) return std::unexpected(refusal(name));
   const auto path = SystemCall::pathOf(inode);
-  const auto removed = SystemCall::asOwner(
+  return SystemCall::asOwner(
       inode, [&] { return SystemCall::checked([&] { return ::removexattr(path.c_str(), hostName->c_str()); }); });
-  if (removed) settleState(inode);
-  return removed;
 }
 
 Result<std::size_t> list(int inode, std::span<char> names, bool showCompression) {
@@ -194,8 +177,8 @@ Result<std::size_t> list(int inode, std::span<char> names, bool showCompression)
     const auto state = containerState(inode);
     // Of a damaged one nobody knows what it holds; its other attributes are as good as ever.
     if (state && *state && (showCompression || !(*state)->isSealed())) {
-      visible.append(valueName).push_back('\0');
-      if ((*state)->forkByteCount != 0) visible.append(forkName).push_back('\0');
+      visible.append(ReservedNames::decmpfs).push_back('\0');
+      if ((*state)->forkByteCount != 0) visible.append(ReservedNames::resourceFork).push_back('\0');
     }
   }
   if (names.data() == nullptr) return visible.size();
@@ -213,20 +196,16 @@ Result<void> copyAccessList(int source, int destination) {
     value.resize(value.size() * 4);
     got = ::getxattr(from.c_str(), accessListName, value.data(), value.size());
   }
-  if (got == -1 && errno != ENODATA && errno != EOPNOTSUPP) return SystemCall::failure();
   if (got == -1) {
     // What the work file has is inherited from its folder and would let people in whom the source keeps out.
+    if (::getxattr(to.c_str(), accessListName, nullptr, 0) == -1 && errno == ENODATA) return {};
     const auto removed = SystemCall::checked([&] { return ::removexattr(to.c_str(), accessListName); });
     const bool isGone =
         removed || removed.error() == ErrorNumber::attributeMissing || removed.error() == ErrorNumber::notSupported;
     return isGone ? Result<void>() : removed;
   }
-  const auto set = SystemCall::checked(
+  return SystemCall::checked(
       [&] { return ::setxattr(to.c_str(), accessListName, value.data(), static_cast<std::size_t>(got), 0); });
-  if (!set && AttributeSpace::isWantOfSpace(set.error())) {
-    if (const auto status = SystemCall::status(destination)) AttributeSpace::remember(status->st_dev, status->st_ino);
-  }
-  return set;
 }
 
 }  // namespace quillbrook::ExtendedAttributes

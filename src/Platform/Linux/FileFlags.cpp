@@ -19,9 +19,8 @@ namespace {
 
 // A state is kept only where there is something to keep in it.
 Result<void> keep(int inode, const std::optional<ContainerState>& before, const ContainerState& state) {
-  if (before == state) return {};
   const bool isNeeded = state != ContainerState{};
-  if (!isNeeded && !before) return {};
+  if (isNeeded ? before == state : !before) return {};
   return SystemCall::asOwner(inode,
                              [&] { return isNeeded ? StoredState::write(inode, state) : StoredState::remove(inode); });
 }

@@ -30,9 +30,10 @@ void carry(int from, int to) {
   const auto wanted = read(from);
   if (!wanted) return;
   for (const auto flag : carriedFlags) {
-    if ((*wanted & flag) == 0) continue;
+    const auto now = read(to);
+    if ((*wanted & flag) == 0 || !now) continue;
     // One by one, so that a flag which is refused does not keep the others off.
-    if (const auto now = read(to); !now || (*now & flag) != 0 || !write(to, *now | flag)) continue;
+    [[maybe_unused]] const auto carried = write(to, *now | flag);
   }
 }
 

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include "Platform/Linux/MountTable.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
-#include <array>
 #include <charconv>
+#include <cstddef>
+#include <utility>
 
-#include "Platform/Linux/SystemCall.h"
+#include "Platform/FilePath.h"
+#include "Platform/Linux/ParsedNumber.h"
+#include "Platform/Linux/SmallFile.h"
 
 namespace quillbrook::MountTable {
 namespace {
@@ -17,14 +17,6 @@ std::string_view nextField(std::string_view& rest, char separator) {
   const auto field = rest.substr(0, end);
   rest.remove_prefix(end == std::string_view::npos ? rest.size() : end + 1);
   return field;
-}
-
-template <typename Number>
-std::optional<Number> number(std::string_view text) {
-  Number value{};
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-  if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
-  return value;
 }
 
 // Space, tab, line feed and backslash stand as a backslash and three octal digits.
@@ -50,8 +42,8 @@ bool isListed(std::string_view options, std::string_view option) {
 
 std::optional<MountEntry> parseLine(std::string_view line) {
   MountEntry entry;
-  const auto identifier = number<std::uint64_t>(nextField(line, ' '));
-  const auto parent = number<std::uint64_t>(nextField(line, ' '));
+  const auto identifier = parsedNumber<std::uint64_t>(nextField(line, ' '));
+  const auto parent = parsedNumber<std::uint64_t>(nextField(line, ' '));
   if (!identifier || !parent) return std::nullopt;
   entry.identifier = *identifier;
   entry.parentIdentifier = *parent;
@@ -68,7 +60,7 @@ std::optional<MountEntry> parseLine(std::string_view line) {
   constexpr std::string_view ownerOption = "user_id=";
   while (!options.empty()) {
     const auto option = nextField(options, ',');
-    if (option.starts_with(ownerOption)) entry.owner = number<std::uint32_t>(option.substr(ownerOption.size()));
+    if (option.starts_with(ownerOption)) entry.owner = parsedNumber<std::uint32_t>(option.substr(ownerOption.size()));
   }
   return entry.type.empty() ? std::nullopt : std::optional(std::move(entry));
 }
@@ -83,16 +75,10 @@ std::vector<MountEntry> parse(std::string_view text) {
   return entries;
 }
 
-std::vector<MountEntry> read() {
-  const auto file = SystemCall::openAt(AT_FDCWD, "/proc/self/mountinfo", O_RDONLY);
-  if (!file) return {};
-  std::string text;
-  std::array<char, 16'384> piece;
-  for (;;) {
-    const auto got = SystemCall::retrying([&] { return ::read(file->get(), piece.data(), piece.size()); });
-    if (got <= 0) return got == 0 ? parse(text) : std::vector<MountEntry>();
-    text.append(piece.data(), static_cast<std::size_t>(got));
-  }
+Result<std::vector<MountEntry>> read() {
+  const auto text = SmallFile::read(FilePath(path));
+  if (!text) return std::unexpected(text.error());
+  return parse(*text);
 }
 
 }  // namespace quillbrook::MountTable

@@ -7,6 +7,8 @@
 #include <string_view>
 #include <vector>
 
+#include "Platform/ErrorNumber.h"
+
 namespace quillbrook {
 
 // One line of /proc/self/mountinfo (proc_pid_mountinfo(5)).
@@ -23,13 +25,17 @@ struct MountEntry {
   friend bool operator==(const MountEntry&, const MountEntry&) = default;
 };
 
+// Any thread.
 namespace MountTable {
 
 // Lines that are not understood are left out.
 [[nodiscard]] std::vector<MountEntry> parse(std::string_view text);
 
-// This process's table as it is now; empty if it cannot be read.
-[[nodiscard]] std::vector<MountEntry> read();
+// Where the kernel keeps this process's table.
+inline constexpr const char* path = "/proc/self/mountinfo";
+
+// This process's table as it is now, in the order of mounting. Errors as of open(2) and read(2).
+[[nodiscard]] Result<std::vector<MountEntry>> read();
 
 }  // namespace MountTable
 

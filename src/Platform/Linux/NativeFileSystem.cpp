@@ -62,16 +62,18 @@ FileStatus hostStatus(const struct statx& found) {
 
 class NativeReader : public FileReader {
  public:
-  explicit NativeReader(std::unique_ptr<const BackingFile> file) : file_(std::move(file)) {}
+  explicit NativeReader(Result<std::unique_ptr<const BackingFile>> file) : file_(std::move(file)) {}
 
   Result<std::size_t> read(std::span<std::uint8_t> destination) override {
-    const auto got = file_->read(position_, destination, scratch_);
+    if (!file_) return std::unexpected(file_.error());
+    const auto got = (*file_)->read(position_, destination, scratch_);
     if (got) position_ += *got;
     return got;
   }
 
  private:
-  std::unique_ptr<const BackingFile> file_;
+  // What is wrong inside a file that did open shows where its bytes are asked for.
+  Result<std::unique_ptr<const BackingFile>> file_;
   std::uint64_t position_ = 0;
   ContainerReader::Scratch scratch_;
 };
@@ -103,11 +105,36 @@ class NativeWriter : public FileWriter {
   FileDescriptor file_;
 };
 
+Result<VolumePath> locateForChange(const FilePath& path) {
+  auto place = VolumePath::locate(path);
+  if (place && place->isReadOnly) return std::unexpected(ErrorNumber::readOnly);
+  return place;
+}
+
+Result<LocatedInode> openForChange(const FilePath& path, FinalLink finalLink) {
+  auto inode = openInode(path, finalLink);
+  if (inode && inode->isReadOnly) return std::unexpected(ErrorNumber::readOnly);
+  return inode;
+}
+
+Result<void> rememberingWantOfSpace(int inode, const Result<void>& outcome) {
+  if (outcome || !AttributeSpace::isWantOfSpace(outcome.error())) return outcome;
+  if (const auto status = SystemCall::status(inode)) AttributeSpace::remember(status->st_dev, status->st_ino);
+  return outcome;
+}
+
+// ext4 keeps attributes in the inode itself while they fit there, and never moves one in later. The state comes first,
+// so that it has that place and the work file's marker, which goes again, the block that goes with it.
+void reserveState(int file) {
+  // Where there is no room or there are no attributes, the state shows that when it has something to keep.
+  [[maybe_unused]] const auto kept = StoredState::write(file, ContainerState{});
+}
+
 // Opens what `like` tells about its host flags; whatever cannot be told is not carried.
 void carryHostFlags(const FilePath& like, int file) {
   const auto place = VolumePath::locate(like);
   if (!place) return;
-  const auto source = SystemCall::openAt(place->folder.get(), place->name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK);
+  const auto source = SystemCall::openAt(place->folder(), place->name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK);
   if (source) HostFlags::carry(source->get(), file);
 }
 
@@ -119,22 +146,17 @@ FileSystem& FileSystem::native() {
 }
 
 Result<FileStatus> NativeFileSystem::lstat(const FilePath& path) {
-  const auto place = VolumePath::locate(path);
-  if (!place) return std::unexpected(place.error());
+  const auto inode = openInode(path, FinalLink::noFollow);
+  if (!inode) return std::unexpected(inode.error());
   struct statx found{};
-  if (::statx(place->folder.get(), place->name.c_str(), AT_SYMLINK_NOFOLLOW, STATX_BASIC_STATS | STATX_BTIME, &found) ==
-      -1) {
+  if (::statx(inode->descriptor.get(), "", AT_EMPTY_PATH, STATX_BASIC_STATS | STATX_BTIME, &found) == -1) {
     return SystemCall::failure();
   }
   auto status = hostStatus(found);
   if (status.kind != FileKind::regular) return status;
-  const auto state = StoredState::readAt(place->procPath().c_str());
-  if (!state) {
-    if (state.error() == ErrorNumber::noEntry) return std::unexpected(state.error());  // gone in between
-    status.st_flags |= UF_COMPRESSED;
-    return status;
-  }
-  if (!*state) return status;
+  const auto state = StoredState::read(inode->descriptor.get());
+  if (!state) status.st_flags |= UF_COMPRESSED;
+  if (!state || !*state) return status;
   status.st_flags |= (*state)->st_flags;
   if ((*state)->creationTime) status.st_birthtimespec = *(*state)->creationTime;
   if ((*state)->isSealed()) status.st_size = static_cast<std::int64_t>((*state)->logicalByteCount);
@@ -143,35 +165,35 @@ Result<FileStatus> NativeFileSystem::lstat(const FilePath& path) {
 }
 
 Result<void> NativeFileSystem::chown(const FilePath& path, std::uint32_t owner, std::uint32_t group) {
-  const auto inode = openInode(path, FinalLink::follow);
+  const auto inode = openForChange(path, FinalLink::follow);
   if (!inode) return std::unexpected(inode.error());
   return SystemCall::checked([&] { return ::fchownat(inode->descriptor.get(), "", owner, group, AT_EMPTY_PATH); });
 }
 
 Result<void> NativeFileSystem::chmod(const FilePath& path, std::uint32_t mode) {
-  const auto inode = openInode(path, FinalLink::follow);
+  const auto inode = openForChange(path, FinalLink::follow);
   if (!inode) return std::unexpected(inode.error());
   return SystemCall::checked([&] { return ::chmod(SystemCall::pathOf(inode->descriptor.get()).c_str(), mode); });
 }
 
 Result<void> NativeFileSystem::chflags(const FilePath& path, std::uint32_t flags) {
-  const auto inode = openInode(path, FinalLink::follow);
+  const auto inode = openForChange(path, FinalLink::follow);
   if (!inode) return std::unexpected(inode.error());
   return FileFlags::set(inode->descriptor.get(), flags, inode->acceptsCompression);
 }
 
 Result<void> NativeFileSystem::setFileTimes(const FilePath& path, Timestamp access, Timestamp modification) {
-  const auto place = VolumePath::locate(path);
+  const auto place = locateForChange(path);
   if (!place) return std::unexpected(place.error());
   const std::array<struct timespec, 2> times{
       timespec{.tv_sec = access.seconds, .tv_nsec = static_cast<long>(access.nanoseconds)},
       timespec{.tv_sec = modification.seconds, .tv_nsec = static_cast<long>(modification.nanoseconds)}};
   return SystemCall::checked(
-      [&] { return ::utimensat(place->folder.get(), place->name.c_str(), times.data(), AT_SYMLINK_NOFOLLOW); });
+      [&] { return ::utimensat(place->folder(), place->name.c_str(), times.data(), AT_SYMLINK_NOFOLLOW); });
 }
 
 Result<void> NativeFileSystem::setCreationTime(const FilePath& path, Timestamp creation) {
-  const auto inode = openInode(path, FinalLink::noFollow);
+  const auto inode = openForChange(path, FinalLink::noFollow);
   if (!inode) return std::unexpected(inode.error());
   return FileFlags::setCreationTime(inode->descriptor.get(), creation);
 }
@@ -185,13 +207,13 @@ Result<std::size_t> NativeFileSystem::getxattr(const FilePath& path, std::string
 
 Result<void> NativeFileSystem::setxattr(const FilePath& path, std::string_view name,
                                         std::span<const std::uint8_t> value, XattrOptions options) {
-  const auto inode = openInode(path, finalLink(options));
+  const auto inode = openForChange(path, finalLink(options));
   if (!inode) return std::unexpected(inode.error());
-  return ExtendedAttributes::set(inode->descriptor.get(), name, value);
+  return rememberingWantOfSpace(inode->descriptor.get(), ExtendedAttributes::set(inode->descriptor.get(), name, value));
 }
 
 Result<void> NativeFileSystem::removexattr(const FilePath& path, std::string_view name, XattrOptions options) {
-  const auto inode = openInode(path, finalLink(options));
+  const auto inode = openForChange(path, finalLink(options));
   if (!inode) return std::unexpected(inode.error());
   return ExtendedAttributes::remove(inode->descriptor.get(), name);
 }
@@ -205,25 +227,27 @@ Result<std::size_t> NativeFileSystem::listxattr(const FilePath& path, std::span<
 Result<void> NativeFileSystem::copyACL(const FilePath& source, const FilePath& destination) {
   const auto from = openInode(source, FinalLink::follow);
   if (!from) return std::unexpected(from.error());
-  const auto to = openInode(destination, FinalLink::follow);
+  const auto to = openForChange(destination, FinalLink::follow);
   if (!to) return std::unexpected(to.error());
-  return ExtendedAttributes::copyAccessList(from->descriptor.get(), to->descriptor.get());
+  return rememberingWantOfSpace(to->descriptor.get(),
+                                ExtendedAttributes::copyAccessList(from->descriptor.get(), to->descriptor.get()));
 }
 
 Result<std::unique_ptr<FileWriter>> NativeFileSystem::createExclusively(const FilePath& path, std::uint32_t mode,
                                                                         const FilePath& like) {
-  const auto place = VolumePath::locate(path);
+  const auto place = locateForChange(path);
   if (!place) return std::unexpected(place.error());
-  auto file = SystemCall::openAt(place->folder.get(), place->name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW,
+  auto file = SystemCall::openAt(place->folder(), place->name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW,
                                  mode & permissionBits);
   if (!file) return std::unexpected(file.error());
   if (const auto status = SystemCall::status(file->get())) AttributeSpace::forget(status->st_dev, status->st_ino);
   carryHostFlags(like, file->get());
+  reserveState(file->get());
   return std::make_unique<NativeWriter>(std::move(*file));
 }
 
 Result<std::unique_ptr<FileWriter>> NativeFileSystem::openResourceFork(const FilePath& path) {
-  const auto inode = openInode(path, FinalLink::follow);
+  const auto inode = openForChange(path, FinalLink::follow);
   if (!inode) return std::unexpected(inode.error());
   const auto state = StoredState::read(inode->descriptor.get());
   if (!state) return std::unexpected(state.error());
@@ -243,9 +267,7 @@ Result<std::unique_ptr<FileReader>> NativeFileSystem::openForReading(const FileP
   if (!S_ISREG(status->st_mode)) return std::unexpected(ErrorNumber::notSupported);
   auto file = SystemCall::openAt(AT_FDCWD, SystemCall::pathOf(inode->descriptor.get()).c_str(), O_RDONLY);
   if (!file) return std::unexpected(file.error());
-  auto opened = BackingFile::open(std::move(*file), place->folder.get());
-  if (!opened) return std::unexpected(opened.error());
-  return std::make_unique<NativeReader>(std::move(*opened));
+  return std::make_unique<NativeReader>(BackingFile::open(std::move(*file), place->folder()));
 }
 
 Result<std::unique_ptr<LockableFile>> NativeFileSystem::openForLocking(const FilePath& path) {
@@ -256,17 +278,21 @@ Result<std::unique_ptr<LockableFile>> NativeFileSystem::openForLocking(const Fil
 
 Result<void> NativeFileSystem::rename(const FilePath& work, const FilePath& target, const FileStatus& expected,
                                       const LockableFile& lock) {
-  const auto workPlace = VolumePath::locate(work);
+  const auto workPlace = locateForChange(work);
   if (!workPlace) return std::unexpected(workPlace.error());
-  const auto targetPlace = VolumePath::locate(target);
+  const auto targetPlace = locateForChange(target);
   if (!targetPlace) return std::unexpected(targetPlace.error());
   return ReplacingRename::replace(*workPlace, *targetPlace, expected, lock);
 }
 
 Result<void> NativeFileSystem::unlink(const FilePath& path) {
-  const auto place = VolumePath::locate(path);
+  const auto place = locateForChange(path);
   if (!place) return std::unexpected(place.error());
-  return SystemCall::checked([&] { return ::unlinkat(place->folder.get(), place->name.c_str(), 0); });
+  struct stat gone{};
+  const bool isRemembered =
+      !AttributeSpace::isEmpty() && ::fstatat(place->folder(), place->name.c_str(), &gone, AT_SYMLINK_NOFOLLOW) == 0;
+  if (isRemembered) AttributeSpace::forget(gone.st_dev, gone.st_ino);
+  return SystemCall::checked([&] { return ::unlinkat(place->folder(), place->name.c_str(), 0); });
 }
 
 }  // namespace quillbrook

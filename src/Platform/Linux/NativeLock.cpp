@@ -33,16 +33,13 @@ std::string storeFolder() {
   return home == nullptr ? std::string() : std::string(home) + "/.local/share/Quillbrook";
 }
 
-bool isOfTheStore(const VolumePath& place) {
-  if (!place.name.starts_with(storePrefix)) return false;
+// `parent` is the folder as programs see it: through the mount inside a volume.
+bool isOfTheStore(const std::string& name, int parent) {
+  if (!name.starts_with(storePrefix)) return false;
   struct stat store{};
-  const auto folder = SystemCall::status(place.folder.get());
+  const auto folder = SystemCall::status(parent);
   return folder && ::stat(storeFolder().c_str(), &store) == 0 && folder->st_dev == store.st_dev &&
          folder->st_ino == store.st_ino;
-}
-
-bool isSame(const struct timespec& a, const struct timespec& b) {
-  return a.tv_sec == b.tv_sec && a.tv_nsec == b.tv_nsec;
 }
 
 Result<void> lockExclusively(const FileDescriptor& file) {
@@ -53,16 +50,19 @@ Result<void> lockExclusively(const FileDescriptor& file) {
 
 Result<std::unique_ptr<LockableFile>> NativeLock::open(const VolumePath& place) {
   std::unique_ptr<NativeLock> lock(new NativeLock());
-  if (isOfTheStore(place)) return lock;
   constexpr int flags = O_RDONLY | O_NOFOLLOW | O_NONBLOCK;
   if (place.isMapped()) {
-    auto throughMount =
-        SystemCall::openAt(place.mountFolder.get(), place.name.c_str(), flags | VolumeProtocol::lockOpenFlags);
+    const auto folder = place.openMountFolder();
+    if (!folder) return std::unexpected(folder.error());
+    if (isOfTheStore(place.name, folder->get())) return lock;
+    auto throughMount = SystemCall::openAt(folder->get(), place.name.c_str(), flags | VolumeProtocol::lockOpenFlags);
     if (!throughMount && throughMount.error() == ErrorNumber::wouldBlock) return lock;  // flock says so
     if (!throughMount) return std::unexpected(throughMount.error());
     lock->throughMount_ = std::move(*throughMount);
+  } else if (isOfTheStore(place.name, place.folder())) {
+    return lock;
   }
-  auto backing = SystemCall::openAt(place.folder.get(), place.name.c_str(), flags);
+  auto backing = SystemCall::openAt(place.folder(), place.name.c_str(), flags);
   if (!backing) return std::unexpected(backing.error());
   lock->backing_ = std::move(*backing);
   return lock;
@@ -98,9 +98,10 @@ bool NativeLock::isOn(std::uint64_t device, std::uint64_t inode) const {
 bool NativeLock::isHeld() const {
   if (lease_) return lease_->isHeld();
   if (!statusAtLock_) return false;
+  // Not the change time: the exchange of names changes it, and so does a mere chmod.
   const auto now = SystemCall::status(backing_.get());
-  return now && now->st_size == statusAtLock_->st_size && isSame(now->st_mtim, statusAtLock_->st_mtim) &&
-         isSame(now->st_ctim, statusAtLock_->st_ctim);
+  return now && now->st_size == statusAtLock_->st_size && now->st_mtim.tv_sec == statusAtLock_->st_mtim.tv_sec &&
+         now->st_mtim.tv_nsec == statusAtLock_->st_mtim.tv_nsec;
 }
 
 }  // namespace quillbrook

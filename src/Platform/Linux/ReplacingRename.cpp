@@ -13,6 +13,7 @@
 #include <string>
 
 #include "Platform/Linux/AttributeSpace.h"
+#include "Platform/Linux/BackingFile.h"
 #include "Platform/Linux/DataSync.h"
 #include "Platform/Linux/NativeLock.h"
 #include "Platform/Linux/StoredState.h"
@@ -30,7 +31,7 @@ struct InodeNumber {
 
 Result<struct stat> entryStatus(const VolumePath& place) {
   struct stat found{};
-  if (::fstatat(place.folder.get(), place.name.c_str(), &found, AT_SYMLINK_NOFOLLOW) == -1) {
+  if (::fstatat(place.folder(), place.name.c_str(), &found, AT_SYMLINK_NOFOLLOW) == -1) {
     return SystemCall::failure();
   }
   return found;
@@ -44,16 +45,14 @@ Result<InodeNumber> entryInode(const VolumePath& place) {
 
 Result<void> renameWith(const VolumePath& from, const VolumePath& to, unsigned flags) {
   return SystemCall::checked(
-      [&] { return ::renameat2(from.folder.get(), from.name.c_str(), to.folder.get(), to.name.c_str(), flags); });
+      [&] { return ::renameat2(from.folder(), from.name.c_str(), to.folder(), to.name.c_str(), flags); });
 }
 
-Result<void> refuseSurplus(const VolumePath& target) {
-  const auto state = StoredState::readAt(target.procPath().c_str());
-  if (!state) return std::unexpected(state.error());
-  if (!*state || !(*state)->isSealed() || (*state)->redoIdentifier != 0) return {};
+Result<void> refuseSurplus(const VolumePath& target, const std::optional<ContainerState>& state) {
+  if (!state || !state->isSealed() || state->redoIdentifier != 0) return {};
   const auto status = entryStatus(target);
   if (!status) return std::unexpected(status.error());
-  if (static_cast<std::uint64_t>(status->st_size) > (*state)->rawByteCount()) {
+  if (static_cast<std::uint64_t>(status->st_size) > state->rawByteCount()) {
     return std::unexpected(ErrorNumber::inputOutput);
   }
   return {};
@@ -68,8 +67,9 @@ Result<void> waitForData(int inode) {
 
 // The daemon's request speaks of two names in one folder.
 bool areInOneFolder(const VolumePath& a, const VolumePath& b) {
-  const auto first = SystemCall::status(a.folder.get());
-  const auto second = SystemCall::status(b.folder.get());
+  if (a.openFolder == b.openFolder) return true;
+  const auto first = SystemCall::status(a.folder());
+  const auto second = SystemCall::status(b.folder());
   return first && second && first->st_dev == second->st_dev && first->st_ino == second->st_ino;
 }
 
@@ -86,19 +86,23 @@ Result<void> askDaemon(const VolumePath& work, const VolumePath& target, const F
   request.modificationNanoseconds = expected.st_mtimespec.nanoseconds;
   std::ranges::copy(work.name, request.work);
   std::ranges::copy(target.name, request.target);
-  const auto folder = SystemCall::openAt(target.mountFolder.get(), ".", O_RDONLY | O_DIRECTORY);
+  const auto place = target.openMountFolder();
+  if (!place) return std::unexpected(place.error());
+  const auto folder = SystemCall::openAt(place->get(), ".", O_RDONLY | O_DIRECTORY);
   if (!folder) return std::unexpected(folder.error());
   return SystemCall::checked([&] { return ::ioctl(folder->get(), VolumeProtocol::replaceCommand, &request); });
 }
 
 // Undoes an exchange that put `placed` at the target. What comes out there is `placed` again, unless another program
 // has replaced the target in that short time: then its newer file has come out, and goes back in its turn.
-void exchangeBack(const VolumePath& work, const VolumePath& target, InodeNumber placed) {
+// `notRecoverable` if the work name is left with a file that is not ours.
+Result<void> exchangeBack(const VolumePath& work, const VolumePath& target, InodeNumber placed) {
   for (;;) {
     const auto held = entryInode(work);
-    if (!held || !renameWith(work, target, RENAME_EXCHANGE)) return;
+    if (!held || !renameWith(work, target, RENAME_EXCHANGE)) return std::unexpected(ErrorNumber::notRecoverable);
     const auto cameOut = entryInode(work);
-    if (!cameOut || *cameOut == placed) return;
+    if (!cameOut) return std::unexpected(ErrorNumber::notRecoverable);
+    if (*cameOut == placed) return {};
     placed = *held;
   }
 }
@@ -122,19 +126,20 @@ Result<void> exchange(const VolumePath& work, const VolumePath& target, InodeNum
   if (!exchanged) return exchanged;
   const auto cameOut = entryInode(work);
   if (!cameOut || *cameOut != locked || !lock.isHeld()) {
-    exchangeBack(work, target, *workInode);
-    return std::unexpected(ErrorNumber::busy);
+    const auto undone = exchangeBack(work, target, *workInode);
+    return std::unexpected(undone ? ErrorNumber::busy : undone.error());
   }
-  const auto removed = SystemCall::checked([&] { return ::unlinkat(work.folder.get(), work.name.c_str(), 0); });
-  if (!removed) exchangeBack(work, target, *workInode);
-  return removed;
+  const auto removed = SystemCall::checked([&] { return ::unlinkat(work.folder(), work.name.c_str(), 0); });
+  if (removed) return {};
+  const auto undone = exchangeBack(work, target, *workInode);
+  return std::unexpected(undone ? removed.error() : undone.error());
 }
 
 }  // namespace
 
 Result<void> replace(const VolumePath& work, const VolumePath& target, const FileStatus& expected,
                      const LockableFile& lock) {
-  const auto inode = SystemCall::openAt(work.folder.get(), work.name.c_str(), O_PATH | O_NOFOLLOW);
+  const auto inode = SystemCall::openAt(work.folder(), work.name.c_str(), O_PATH | O_NOFOLLOW);
   if (!inode) return std::unexpected(inode.error());
   const auto status = SystemCall::status(inode->get());
   if (!status) return std::unexpected(status.error());
@@ -142,13 +147,18 @@ Result<void> replace(const VolumePath& work, const VolumePath& target, const Fil
   // The expected file may have been replaced before it was locked, and its number gone to a newer one since.
   const auto* native = dynamic_cast<const NativeLock*>(&lock);
   if (native != nullptr && !native->isOn(expected.st_dev, expected.st_ino)) return std::unexpected(ErrorNumber::busy);
-  if (const auto whole = refuseSurplus(target); !whole) return whole;
+  const auto state = StoredState::readAt(target.procPath().c_str());
+  if (!state) return std::unexpected(state.error());
+  if (const auto whole = refuseSurplus(target, *state); !whole) return whole;
   if (const auto onDisk = waitForData(inode->get()); !onDisk) return onDisk;
 
   const InodeNumber locked{.device = expected.st_dev, .inode = expected.st_ino};
   const auto replaced = target.isMapped() ? askDaemon(work, target, expected) : exchange(work, target, locked, lock);
-  if (replaced) AttributeSpace::forget(status->st_dev, status->st_ino);
-  return replaced;
+  if (!replaced) return replaced;
+  AttributeSpace::forget(status->st_dev, status->st_ino);
+  // A redo copy that was the content of the file that is gone has nobody left to belong to.
+  if (*state && (*state)->redoIdentifier != 0) RedoCopy::remove(target.folder(), **state, status->st_uid);
+  return {};
 }
 
 }  // namespace quillbrook::ReplacingRename

@@ -8,35 +8,16 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <optional>
-#include <string_view>
 #include <utility>
 
+#include "Platform/Linux/FolderPath.h"
 #include "Platform/Linux/SystemCall.h"
 #include "Platform/Linux/VolumeRegistry.h"
 
 namespace quillbrook {
 namespace {
-
-// Where the kernel says an open folder lies now.
-std::optional<std::string> currentPath(int folder) {
-  std::array<char, 4096> path;
-  const auto length = ::readlink(SystemCall::pathOf(folder).c_str(), path.data(), path.size());
-  if (length <= 0 || path[0] != '/') return std::nullopt;
-  return std::string(path.data(), static_cast<std::size_t>(length));
-}
-
-// "b/c" for "/a/b/c" in "/a", "." for the folder itself.
-std::optional<std::string> relative(std::string_view path, std::string_view folder) {
-  if (folder == "/") folder = "";
-  if (!path.starts_with(folder)) return std::nullopt;
-  path.remove_prefix(folder.size());
-  if (path.empty() || path == "/") return ".";
-  if (path.front() != '/') return std::nullopt;
-  return std::string(path.substr(1));
-}
 
 Result<FileDescriptor> openBeneath(int folder, const std::string& path) {
   struct open_how how{};
@@ -50,14 +31,14 @@ Result<FileDescriptor> openBeneath(int folder, const std::string& path) {
 
 // The backing folder of `folder`, which lies on a volume's mount; nothing where it cannot be reached safely or where
 // something else is mounted over the entry itself.
-std::optional<FileDescriptor> backingFolder(const MountedVolume& volume, int folder, std::uint64_t inode,
+std::optional<FileDescriptor> backingFolder(const ReachableVolume& volume, int folder, std::uint64_t inode,
                                             const std::string& name) {
-  const auto path = currentPath(folder);
+  const auto path = FolderPath::of(folder);
   if (!path) return std::nullopt;
-  if (std::ranges::find(volume.mountsOnTop, FilePath(*path).appending(name).bytes()) != volume.mountsOnTop.end()) {
+  if (std::ranges::find(volume.mountsOnTop, path->appending(name).bytes()) != volume.mountsOnTop.end()) {
     return std::nullopt;
   }
-  const auto beneath = relative(*path, volume.mountPoint);
+  const auto beneath = FolderPath::beneath(volume.mountPoint, path->bytes());
   if (!beneath) return std::nullopt;
   auto backing = openBeneath(volume.source.get(), *beneath);
   if (!backing) return std::nullopt;
@@ -66,46 +47,75 @@ std::optional<FileDescriptor> backingFolder(const MountedVolume& volume, int fol
   return std::move(*backing);
 }
 
+// Some twenty calls are made for one file, in one folder: after the first, two cheap questions tell that the folder is
+// still the one that was mapped.
+bool mapToKnownFolder(VolumePath& located) {
+  const auto place = VolumeRegistry::place(located.parent);
+  if (!place) return false;
+  const auto volume = VolumeRegistry::findKnown(place->mountIdentifier);
+  if (!volume || !volume->folders) return false;
+  auto folder = volume->folders->find(place->inode);
+  if (!folder) return false;
+  located.openFolder = std::move(folder);
+  located.placeOnMount = place;
+  located.acceptsCompression = volume->isInPlace;
+  located.isReadOnly = volume->isReadOnly;
+  return true;
+}
+
 }  // namespace
 
 std::string VolumePath::procPath() const {
-  return SystemCall::pathOf(folder.get()) + "/" + name;
+  return SystemCall::pathOf(folder()) + "/" + name;
+}
+
+Result<FileDescriptor> VolumePath::openMountFolder() const {
+  auto opened = SystemCall::openAt(AT_FDCWD, parent.c_str(), O_PATH | O_DIRECTORY);
+  if (!opened) return opened;
+  if (VolumeRegistry::place(opened->get()) != placeOnMount) return std::unexpected(ErrorNumber::busy);
+  return opened;
 }
 
 Result<VolumePath> VolumePath::locate(const FilePath& path) {
   if (path.empty()) return std::unexpected(ErrorNumber::noEntry);
-  auto parent = SystemCall::openAt(AT_FDCWD, path.parent().c_str(), O_PATH | O_DIRECTORY);
+  VolumePath located{.openFolder = {}, .parent = path.parent(), .placeOnMount = {}, .name = std::string(path.name())};
+  const bool mayBeMapped = located.name != "." && located.name != "..";
+  if (mayBeMapped && mapToKnownFolder(located)) return located;
+
+  auto parent = SystemCall::openAt(AT_FDCWD, located.parent.c_str(), O_PATH | O_DIRECTORY);
   if (!parent) return std::unexpected(parent.error());
-  VolumePath located;
-  located.name = path.name();
   const auto place = VolumeRegistry::place(parent->get());
   const auto volume = place ? VolumeRegistry::find(parent->get(), place->mountIdentifier) : nullptr;
-  if (volume && located.name != "." && located.name != "..") {
+  if (volume && !volume->source.isOpen()) return std::unexpected(ErrorNumber::accessDenied);
+  if (volume) located.isReadOnly = volume->isReadOnly;
+  if (volume && mayBeMapped) {
     if (auto backing = backingFolder(*volume, parent->get(), place->inode, located.name)) {
-      located.folder = std::move(*backing);
-      located.mountFolder = std::move(*parent);
+      located.openFolder = std::make_shared<const FileDescriptor>(std::move(*backing));
+      located.placeOnMount = place;
       located.acceptsCompression = volume->isInPlace;
+      if (volume->folders) volume->folders->insert(place->inode, located.openFolder);
       return located;
     }
   }
   if (!volume && VolumeRegistry::hasRegisteredFolders()) {
-    const auto current = currentPath(parent->get());
-    located.acceptsCompression = current && VolumeRegistry::isInRegisteredFolder(*current);
+    const auto current = FolderPath::of(parent->get());
+    located.acceptsCompression = current && VolumeRegistry::isInRegisteredFolder(current->bytes());
   }
-  located.folder = std::move(*parent);
+  located.openFolder = std::make_shared<const FileDescriptor>(std::move(*parent));
   return located;
 }
 
 Result<LocatedInode> openInode(const VolumePath& place, const FilePath& path, FinalLink finalLink) {
-  LocatedInode inode{.descriptor = {}, .acceptsCompression = place.acceptsCompression};
+  LocatedInode inode{.descriptor = {}, .acceptsCompression = place.acceptsCompression, .isReadOnly = place.isReadOnly};
   const bool mayFollow = finalLink == FinalLink::follow && !place.isMapped();
-  auto opened = SystemCall::openAt(place.folder.get(), place.name.c_str(), O_PATH | (mayFollow ? 0 : O_NOFOLLOW));
+  auto opened = SystemCall::openAt(place.folder(), place.name.c_str(), O_PATH | (mayFollow ? 0 : O_NOFOLLOW));
   if (!opened) return std::unexpected(opened.error());
   if (finalLink == FinalLink::follow && place.isMapped()) {
     const auto status = SystemCall::status(opened->get());
     if (!status) return std::unexpected(status.error());
     if (S_ISLNK(status->st_mode)) {
       inode.acceptsCompression = false;
+      inode.isReadOnly = false;
       opened = SystemCall::openAt(AT_FDCWD, path.c_str(), O_PATH);
       if (!opened) return std::unexpected(opened.error());
     }

@@ -23,6 +23,11 @@ inline constexpr std::string_view placementAttribute = "user.quillbrook.placemen
 
 // The folder in the source that holds redo copies and the daemon's lock; the mount hides it.
 inline constexpr std::string_view privateFolder = ".quillbrook-volume";
+// Whether the entry `name` of a folder is the volume's own, which nobody else is shown: only at the root of a volume.
+// Further down it is an ordinary folder of that name.
+[[nodiscard]] constexpr bool isPrivate(bool isInRoot, std::string_view name) {
+  return isInRoot && name == privateFolder;
+}
 // Redo copy N (decimal) is privateFolder/redo/N.
 inline constexpr std::string_view redoFolder = "redo";
 // The daemon holds an exclusive flock on privateFolder/lock for as long as it serves the source.

@@ -2,8 +2,10 @@
 #include "Platform/Linux/VolumeRegistry.h"
 
 #include <fcntl.h>
+#include <linux/magic.h>
 #include <poll.h>
 #include <sys/stat.h>
+#include <sys/vfs.h>
 #include <sys/xattr.h>
 #include <unistd.h>
 
@@ -15,6 +17,8 @@
 #include <utility>
 
 #include "Platform/FilePath.h"
+#include "Platform/Linux/DaemonAddress.h"
+#include "Platform/Linux/FolderPath.h"
 #include "Platform/Linux/MountTable.h"
 #include "Platform/Linux/SystemCall.h"
 #include "Platform/Linux/VolumeProtocol.h"
@@ -28,8 +32,8 @@ constexpr unsigned uniqueMountIdentifier = 0x4000;  // STATX_MNT_ID_UNIQUE, whic
 
 struct Registry {
   std::mutex mutex;
-  FileDescriptor table;                                                   // the mount table, polled for changes
-  std::map<std::uint64_t, std::shared_ptr<const MountedVolume>> volumes;  // null: not a volume of ours
+  FileDescriptor table;                                                     // the mount table, polled for changes
+  std::map<std::uint64_t, std::shared_ptr<const ReachableVolume>> volumes;  // null: not a volume of ours
   std::uint64_t changeCount = 0;
   std::vector<std::string> registeredFolders;
   std::atomic<bool> hasRegisteredFolders = false;
@@ -40,15 +44,28 @@ Registry& registry() {
   return instance;
 }
 
-std::optional<struct statx> mountStatus(int descriptor, unsigned mask) {
+std::optional<struct statx> mountStatus(int folder, const char* path, unsigned mask) {
   struct statx status{};
-  if (::statx(descriptor, "", AT_EMPTY_PATH | AT_STATX_DONT_SYNC, mask | STATX_INO, &status) == -1) return std::nullopt;
+  if (::statx(folder, path, AT_EMPTY_PATH | AT_STATX_DONT_SYNC, mask | STATX_INO, &status) == -1) return std::nullopt;
   return status;
+}
+
+std::optional<MountPlace> placeAt(int folder, const char* path) {
+  const auto status = mountStatus(folder, path, uniqueMountIdentifier);
+  if (!status || (status->stx_mask & (uniqueMountIdentifier | STATX_MNT_ID)) == 0) return std::nullopt;
+  return MountPlace{.mountIdentifier = status->stx_mnt_id, .inode = status->stx_ino};
+}
+
+// On btrfs, for one, every subvolume numbers its inodes anew.
+bool numbersInodesUniquely(int folder) {
+  struct statfs status{};
+  if (::fstatfs(folder, &status) == -1) return false;
+  return status.f_type == EXT4_SUPER_MAGIC || status.f_type == XFS_SUPER_MAGIC;
 }
 
 // The number under which the mount stands in the mount table.
 std::optional<std::uint64_t> tableIdentifier(int descriptor) {
-  const auto status = mountStatus(descriptor, STATX_MNT_ID);
+  const auto status = mountStatus(descriptor, "", STATX_MNT_ID);
   if (!status || (status->stx_mask & STATX_MNT_ID) == 0) return std::nullopt;
   return status->stx_mnt_id;
 }
@@ -60,56 +77,66 @@ std::string attribute(int folder, std::string_view name) {
   return got == -1 ? std::string() : std::string(value.data(), static_cast<std::size_t>(got));
 }
 
-// "/proc/<pid>/fd/<n>" and nothing else: an attribute must not lead us anywhere but into the daemon's hand.
-bool isDescriptorPath(std::string_view path) {
-  const auto skip = [&path](std::string_view text) {
-    if (!path.starts_with(text)) return false;
-    path.remove_prefix(text.size());
-    return true;
-  };
-  const auto skipNumber = [&path] {
-    const auto end = std::min(path.find_first_not_of("0123456789"), path.size());
-    path.remove_prefix(end);
-    return end != 0;
-  };
-  return skip("/proc/") && skipNumber() && skip("/fd/") && skipNumber() && path.empty();
+// The root of the mount `entry`, if this process may trust it. Not open if not.
+FileDescriptor openRoot(const MountEntry& entry, std::uint64_t identifier) {
+  if (entry.root != "/" || !entry.owner || (*entry.owner != 0 && *entry.owner != ::geteuid())) return {};
+  auto root = SystemCall::openAt(AT_FDCWD, entry.mountPoint.c_str(), O_PATH | O_DIRECTORY);
+  if (!root) return {};
+  const auto found = place(root->get());
+  if (!found || found->mountIdentifier != identifier) return {};  // something is mounted over it
+  return std::move(*root);
 }
 
-std::shared_ptr<const MountedVolume> resolve(int folder, std::uint64_t identifier) {
-  const auto inTable = tableIdentifier(folder);
-  if (!inTable) return nullptr;
-  const auto table = MountTable::read();
-  const auto entry = std::ranges::find(table, *inTable, &MountEntry::identifier);
-  if (entry == table.end() || entry->type != VolumeProtocol::mountType || entry->root != "/") return nullptr;
-  if (!entry->owner || (*entry->owner != 0 && *entry->owner != ::geteuid())) return nullptr;
-
-  const auto root = SystemCall::openAt(AT_FDCWD, entry->mountPoint.c_str(), O_PATH | O_DIRECTORY);
-  if (!root) return nullptr;
-  const auto rootPlace = place(root->get());
-  if (!rootPlace || rootPlace->mountIdentifier != identifier) return nullptr;  // something is mounted over it
-  const auto sourcePath = attribute(root->get(), VolumeProtocol::sourceAttribute);
-  if (!isDescriptorPath(sourcePath)) return nullptr;
-  auto source = SystemCall::openAt(AT_FDCWD, sourcePath.c_str(), O_PATH | O_DIRECTORY);
-  if (!source) return nullptr;
+// The folder that the daemon says it serves, if it can be reached and is the one that the mount shows.
+FileDescriptor openSource(int root, std::uint64_t identifier) {
+  const auto address = DaemonAddress::parse(attribute(root, VolumeProtocol::sourceAttribute));
+  if (!address) return {};
+  const auto rootPlace = place(root);
+  auto source = SystemCall::openAt(AT_FDCWD, address->source.c_str(), O_PATH | O_DIRECTORY);
+  if (!source) return {};
   const auto sourcePlace = place(source->get());
-  if (!sourcePlace || sourcePlace->mountIdentifier == identifier || sourcePlace->inode != rootPlace->inode) {
-    return nullptr;
+  if (!rootPlace || !sourcePlace || sourcePlace->mountIdentifier == identifier ||
+      sourcePlace->inode != rootPlace->inode) {
+    return {};
   }
+  return std::move(*source);
+}
 
-  auto volume = std::make_shared<MountedVolume>();
+// What is known of a mount, and whether that holds until the mount table changes.
+struct Resolved {
+  std::shared_ptr<const ReachableVolume> volume;  // null: not a volume of ours
+  bool isLasting = false;
+};
+
+Resolved resolve(int folder, std::uint64_t identifier) {
+  const auto inTable = tableIdentifier(folder);
+  if (!inTable) return {};
+  const auto table = MountTable::read();
+  if (!table) return {};
+  const auto entry = std::ranges::find(*table, *inTable, &MountEntry::identifier);
+  if (entry == table->end()) return {};
+  if (entry->type != VolumeProtocol::mountType) return {.volume = nullptr, .isLasting = true};
+
+  auto volume = std::make_shared<ReachableVolume>();
   volume->mountPoint = entry->mountPoint;
-  volume->source = std::move(*source);
-  volume->isInPlace = attribute(root->get(), VolumeProtocol::placementAttribute) == "in-place";
-  for (const auto& other : table) {
+  volume->isReadOnly = entry->isReadOnly;
+  const auto root = openRoot(*entry, identifier);
+  if (root.isOpen()) volume->source = openSource(root.get(), identifier);
+  if (!volume->source.isOpen()) return {.volume = std::move(volume), .isLasting = false};
+  volume->isInPlace = attribute(root.get(), VolumeProtocol::placementAttribute) == "in-place";
+  for (const auto& other : *table) {
     if (other.parentIdentifier == entry->identifier) volume->mountsOnTop.push_back(other.mountPoint);
   }
-  return volume;
+  if (volume->mountsOnTop.empty() && numbersInodesUniquely(volume->source.get())) {
+    volume->folders = std::make_unique<FolderCache>();
+  }
+  return {.volume = std::move(volume), .isLasting = true};
 }
 
 // Whether the mount table has changed since this was asked last. The registry's mutex is held.
 bool tableHasChanged(Registry& known) {
   if (!known.table.isOpen()) {
-    auto table = SystemCall::openAt(AT_FDCWD, "/proc/self/mountinfo", O_RDONLY);
+    auto table = SystemCall::openAt(AT_FDCWD, MountTable::path, O_RDONLY);
     if (!table) return true;
     known.table = std::move(*table);
     return true;
@@ -118,31 +145,45 @@ bool tableHasChanged(Registry& known) {
   return ::poll(&change, 1, 0) != 0;
 }
 
+void forgetIfChanged(Registry& known) {
+  if (!tableHasChanged(known)) return;
+  known.volumes.clear();
+  ++known.changeCount;
+}
+
 }  // namespace
 
 std::optional<MountPlace> place(int descriptor) {
-  const auto status = mountStatus(descriptor, uniqueMountIdentifier);
-  if (!status || (status->stx_mask & (uniqueMountIdentifier | STATX_MNT_ID)) == 0) return std::nullopt;
-  return MountPlace{.mountIdentifier = status->stx_mnt_id, .inode = status->stx_ino};
+  return placeAt(descriptor, "");
 }
 
-std::shared_ptr<const MountedVolume> find(int folder, std::uint64_t identifier) {
+std::optional<MountPlace> place(const FilePath& path) {
+  return placeAt(AT_FDCWD, path.c_str());
+}
+
+std::shared_ptr<const ReachableVolume> findKnown(std::uint64_t identifier) {
+  auto& known = registry();
+  const std::lock_guard guard(known.mutex);
+  forgetIfChanged(known);
+  const auto found = known.volumes.find(identifier);
+  return found == known.volumes.end() ? nullptr : found->second;
+}
+
+std::shared_ptr<const ReachableVolume> find(int folder, std::uint64_t identifier) {
   auto& known = registry();
   std::uint64_t changeCount = 0;
   {
     const std::lock_guard guard(known.mutex);
-    if (tableHasChanged(known)) {
-      known.volumes.clear();
-      ++known.changeCount;
-    }
+    forgetIfChanged(known);
     if (const auto found = known.volumes.find(identifier); found != known.volumes.end()) return found->second;
     changeCount = known.changeCount;
   }
   // Not under the mutex: it asks the daemon, which may be slow to answer.
-  auto volume = resolve(folder, identifier);
+  const auto resolved = resolve(folder, identifier);
+  if (!resolved.isLasting) return resolved.volume;
   const std::lock_guard guard(known.mutex);
-  if (known.changeCount == changeCount) known.volumes.insert_or_assign(identifier, volume);
-  return volume;
+  if (known.changeCount == changeCount) known.volumes.insert_or_assign(identifier, resolved.volume);
+  return resolved.volume;
 }
 
 void registerFolder(const std::string& canonicalPath) {
@@ -168,8 +209,7 @@ bool isInRegisteredFolder(std::string_view canonicalPath) {
   auto& known = registry();
   const std::lock_guard guard(known.mutex);
   return std::ranges::any_of(known.registeredFolders, [canonicalPath](const std::string& folder) {
-    return canonicalPath.starts_with(folder) &&
-           (canonicalPath.size() == folder.size() || canonicalPath[folder.size()] == '/');
+    return FolderPath::beneath(folder, canonicalPath).has_value();
   });
 }
 
@@ -178,10 +218,9 @@ bool isInRegisteredFolder(std::string_view canonicalPath) {
 VolumeRegistration::VolumeRegistration(const FilePath& folder) {
   const auto opened = SystemCall::openAt(AT_FDCWD, folder.c_str(), O_PATH | O_DIRECTORY);
   if (!opened) return;
-  std::array<char, 4096> path;
-  const auto length = ::readlink(SystemCall::pathOf(opened->get()).c_str(), path.data(), path.size());
-  if (length <= 0) return;
-  canonicalPath_.assign(path.data(), static_cast<std::size_t>(length));
+  const auto path = FolderPath::of(opened->get());
+  if (!path) return;
+  canonicalPath_ = path->bytes();
   VolumeRegistry::registerFolder(canonicalPath_);
 }
 

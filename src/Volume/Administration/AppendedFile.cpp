@@ -2,18 +2,19 @@
 #include "Volume/Administration/AppendedFile.h"
 
 #include <fcntl.h>
-#include <limits.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <climits>
 #include <cstddef>
-#include <cstring>
 #include <span>
+#include <utility>
 #include <vector>
 
+#include "Platform/Linux/DescriptorSource.h"
 #include "Platform/Linux/FileDescriptor.h"
 #include "Platform/Linux/SystemCall.h"
 
@@ -23,61 +24,46 @@ namespace {
 constexpr std::size_t bufferByteCount = 65'536;
 constexpr const char* workName = "appended";
 
-// Reads exactly that many bytes; false at an early end.
-Result<bool> readFully(int file, std::uint64_t offset, std::span<char> destination) {
-  while (!destination.empty()) {
-    const ssize_t count = SystemCall::retrying(
-        [&] { return ::pread(file, destination.data(), destination.size(), static_cast<off_t>(offset)); });
-    if (count < 0) return SystemCall::failure();
-    if (count == 0) return false;
-    offset += static_cast<std::uint64_t>(count);
-    destination = destination.subspan(static_cast<std::size_t>(count));
-  }
-  return true;
-}
-
-Result<void> writeFully(int file, std::span<const char> bytes) {
-  while (!bytes.empty()) {
-    const ssize_t count = SystemCall::retrying([&] { return ::write(file, bytes.data(), bytes.size()); });
-    if (count < 0) return SystemCall::failure();
-    bytes = bytes.subspan(static_cast<std::size_t>(count));
-  }
+// Fills the destination; `inputOutput` at an early end.
+Result<void> readAll(int file, std::uint64_t offset, std::span<std::uint8_t> destination) {
+  const auto count = DescriptorSource(file).read(offset, destination);
+  if (!count) return std::unexpected(count.error());
+  if (*count != destination.size()) return std::unexpected(ErrorNumber::inputOutput);
   return {};
 }
 
 Result<void> copy(const AppendedFile::Surplus& surplus, int destination) {
-  std::vector<char> buffer(bufferByteCount);
+  std::vector<std::uint8_t> buffer(bufferByteCount);
   for (std::uint64_t done = 0; done < surplus.byteCount;) {
-    const std::span part(buffer.data(), std::min<std::uint64_t>(buffer.size(), surplus.byteCount - done));
-    const auto isWhole = readFully(surplus.file, surplus.offset + done, part);
-    if (!isWhole) return std::unexpected(isWhole.error());
-    if (!*isWhole) return std::unexpected(ErrorNumber::inputOutput);
-    if (const auto written = writeFully(destination, part); !written) return written;
+    const auto part = std::span(buffer).first(std::min<std::uint64_t>(buffer.size(), surplus.byteCount - done));
+    if (const auto read = readAll(surplus.file, surplus.offset + done, part); !read) return read;
+    if (const auto written = SystemCall::writeAll(destination, done, part); !written) return written;
     done += part.size();
   }
   return {};
 }
 
-// Whether the file of that name holds exactly the surplus; then it is on disk afterwards.
+// Whether the file of that name holds exactly the surplus; then it is on disk afterwards. One that cannot be compared
+// counts as another: it stays, and the next name is taken.
 bool holds(int folder, const std::string& name, const AppendedFile::Surplus& surplus) {
-  const FileDescriptor file(::openat(folder, name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-  struct stat status{};
-  if (!file.isOpen() || ::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode) ||
-      static_cast<std::uint64_t>(status.st_size) != surplus.byteCount) {
+  const auto file = SystemCall::openAt(folder, name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK);
+  const auto status = file ? SystemCall::status(file->get()) : std::unexpected(file.error());
+  if (!status || !S_ISREG(status->st_mode) || static_cast<std::uint64_t>(status->st_size) != surplus.byteCount) {
     return false;
   }
-  std::vector<char> own(bufferByteCount);
-  std::vector<char> other(bufferByteCount);
+  std::vector<std::uint8_t> own(bufferByteCount);
+  std::vector<std::uint8_t> other(bufferByteCount);
   for (std::uint64_t done = 0; done < surplus.byteCount;) {
     const std::size_t count = std::min<std::uint64_t>(own.size(), surplus.byteCount - done);
-    if (!readFully(surplus.file, surplus.offset + done, std::span(own.data(), count)).value_or(false) ||
-        !readFully(file.get(), done, std::span(other.data(), count)).value_or(false) ||
-        std::memcmp(own.data(), other.data(), count) != 0) {
+    const auto mine = std::span(own).first(count);
+    const auto theirs = std::span(other).first(count);
+    if (!readAll(surplus.file, surplus.offset + done, mine) || !readAll(file->get(), done, theirs) ||
+        !std::ranges::equal(mine, theirs)) {
       return false;
     }
     done += count;
   }
-  return ::fsync(file.get()) == 0;
+  return ::fsync(file->get()) == 0;
 }
 
 // `name` with the ending, cut where the host allows no longer one, not inside a character of UTF-8.
@@ -94,12 +80,12 @@ std::string candidate(std::string_view name, std::size_t number) {
 
 Result<void> fill(int work, const AppendedFile::Surplus& surplus) {
   if (const auto copied = copy(surplus, work); !copied) return copied;
-  struct stat status{};
-  if (::fstat(surplus.file, &status) != 0) return SystemCall::failure();
+  const auto status = SystemCall::status(surplus.file);
+  if (!status) return std::unexpected(status.error());
   // An ordinary user owns it already, or may not give it away.
-  if (::geteuid() == 0 && ::fchown(work, status.st_uid, status.st_gid) != 0) return SystemCall::failure();
-  if (::fchmod(work, status.st_mode & 0666) != 0) return SystemCall::failure();
-  const std::array<timespec, 2> times{status.st_atim, status.st_mtim};
+  if (::geteuid() == 0 && ::fchown(work, status->st_uid, status->st_gid) != 0) return SystemCall::failure();
+  if (::fchmod(work, status->st_mode & 0666) != 0) return SystemCall::failure();
+  const std::array<timespec, 2> times{status->st_atim, status->st_mtim};
   if (::futimens(work, times.data()) != 0) return SystemCall::failure();
   return SystemCall::checked([&] { return ::fsync(work); });
 }
@@ -120,8 +106,9 @@ Result<std::string> AppendedFile::keep(int folder, std::string_view name, const 
       continue;
     }
     if (!work.isOpen()) {
-      work = FileDescriptor(::openat(workFolder, workName, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
-      if (!work.isOpen()) return SystemCall::failure();
+      auto made = SystemCall::openAt(workFolder, workName, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, 0600);
+      if (!made) return std::unexpected(made.error());
+      work = std::move(*made);
       if (const auto filled = fill(work.get(), surplus); !filled) {
         const ErrorNumber reason = filled.error();
         ::unlinkat(workFolder, workName, 0);

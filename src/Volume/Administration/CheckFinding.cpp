@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-#include <fmt/format.h>
+#include "Volume/Administration/CheckFinding.h"
 
-#include "Volume/Administration/VolumeCheck.h"
+#include <fmt/format.h>
 
 namespace quillbrook {
 namespace {
@@ -42,15 +42,16 @@ Words wordsOf(CheckFinding::Kind kind) {
     case CheckFinding::Kind::workFile:
       return {"workFile", "left over from an interrupted operation; the next one on this file removes it", false};
     case CheckFinding::Kind::unsupportedType:
-      return {"unsupportedType", "compressed in a way that this version cannot read", true};
-    case CheckFinding::Kind::unreadable: return {"unreadable", "could not be looked at", false};
+      return {"unsupportedType", "compressed in a way that this version cannot read; use a newer one", true};
+    case CheckFinding::Kind::unreadable:
+      return {"unreadable", "could not be looked at; see to that and check again", false};
   }
   return {"", "", false};
 }
 
 }  // namespace
 
-std::string_view describe(CheckFinding::Kind kind) {
+std::string_view caseName(CheckFinding::Kind kind) {
   return wordsOf(kind).name;
 }
 

@@ -1,17 +1,17 @@
 // SPDX-License-Identifier: MIT
 #include "Volume/Administration/DaemonProgram.h"
 
-#include <limits.h>
 #include <unistd.h>
 
 #include <array>
+#include <climits>
 #include <cstddef>
 #include <cstdlib>
 #include <ranges>
 #include <string>
 #include <utility>
 
-#include "Volume/Administration/FolderPath.h"
+#include "Platform/Linux/FolderPath.h"
 
 namespace quillbrook {
 

@@ -7,10 +7,8 @@
 #include "Platform/FilePath.h"
 #include "Volume/Administration/VolumeError.h"
 
-namespace quillbrook {
-
 // Where the volume daemon's executable is. Any thread, as long as nobody changes the environment.
-namespace DaemonProgram {
+namespace quillbrook::DaemonProgram {
 
 inline constexpr std::string_view name = "quillbrook-volume";
 
@@ -20,5 +18,4 @@ inline constexpr std::string_view name = "quillbrook-volume";
 // Beside the running executable, else in PATH. DaemonMissing.
 [[nodiscard]] std::expected<FilePath, VolumeError> find();
 
-}  // namespace DaemonProgram
-}  // namespace quillbrook
+}  // namespace quillbrook::DaemonProgram

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "Volume/Administration/FolderUsers.h"
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
@@ -12,28 +11,35 @@
 #include <cerrno>
 #include <climits>
 #include <functional>
-#include <memory>
 #include <optional>
 #include <ranges>
 #include <string_view>
 #include <utility>
 
-#include "Volume/Administration/FolderPath.h"
-#include "Volume/Administration/ParsedNumber.h"
-#include "Volume/Administration/SmallFile.h"
+#include "Platform/Linux/FolderListing.h"
+#include "Platform/Linux/FolderPath.h"
+#include "Platform/Linux/ParsedNumber.h"
+#include "Platform/Linux/SmallFile.h"
+#include "Platform/Linux/SystemCall.h"
 
 namespace quillbrook {
 namespace {
 
-// Calls `visit` with each name; a folder that cannot be read has none, as that of a process that ended.
-Result<void> forEachName(const FilePath& folder, const std::function<void(std::string_view)>& visit) {
-  struct Close {
-    void operator()(DIR* stream) const { ::closedir(stream); }
-  };
-  const std::unique_ptr<DIR, Close> stream(::opendir(folder.c_str()));
-  if (!stream) return std::unexpected(ErrorNumber{errno});
-  while (const dirent* entry = ::readdir(stream.get())) visit(entry->d_name);
-  return {};
+// Calls `visit` with each name.
+Result<void> forEachName(const FilePath& folder, const std::function<Result<void>(const char*)>& visit) {
+  auto listing = FolderListing::open(AT_FDCWD, folder.c_str());
+  if (!listing) return std::unexpected(listing.error());
+  for (;;) {
+    const auto entry = listing->next();
+    if (!entry) return std::unexpected(entry.error());
+    if (!*entry) return {};
+    if (const auto visited = visit((*entry)->name); !visited) return visited;
+  }
+}
+
+// Whether a failure only says that the process ended meanwhile, or is none that the caller may look at.
+bool isOutOfSight(ErrorNumber reason) {
+  return reason.value == ENOENT || reason.value == ESRCH || reason.value == EACCES || reason.value == EPERM;
 }
 
 // One process's uses of one folder.
@@ -44,18 +50,20 @@ class Inspection {
     user_.process = process;
   }
 
-  std::optional<FolderUser> run() {
+  // Nothing if it does not use the folder.
+  Result<std::optional<FolderUser>> run() {
     for (const std::string_view link : {"cwd", "root"}) {
       if (const auto place = placeOf(directory_.appending(link))) note(user_.standsThere, *place, false);
     }
     if (const auto place = placeOf(directory_.appending("exe"))) note(user_.hasOpenFiles, *place, false);
-    inspectDescriptors();
-    inspectMappings();
+    for (const auto& inspected : {inspectDescriptors(), inspectMappings()}) {
+      if (!inspected && !isOutOfSight(inspected.error())) return std::unexpected(inspected.error());
+    }
     if (!user_.standsThere && !user_.hasOpenFiles) return std::nullopt;
     std::string command = SmallFile::read(directory_.appending("comm")).value_or("?");
     if (command.ends_with('\n')) command.pop_back();
     user_.command = std::move(command);
-    return std::move(user_);
+    return std::optional(std::move(user_));
   }
 
  private:
@@ -79,18 +87,22 @@ class Inspection {
     return place;
   }
 
-  void inspectDescriptors() {
+  Result<void> inspectDescriptors() {
     const FilePath descriptors = directory_.appending("fd");
-    (void)forEachName(descriptors, [&](std::string_view name) {
-      if (name.starts_with('.')) return;
-      if (const auto place = placeOf(descriptors.appending(name))) note(user_.hasOpenFiles, *place, isWritable(name));
+    return forEachName(descriptors, [&](const char* name) -> Result<void> {
+      const auto place = placeOf(descriptors.appending(name));
+      if (!place) return {};
+      const auto writable = isWritable(name);
+      if (!writable && !isOutOfSight(writable.error())) return std::unexpected(writable.error());
+      note(user_.hasOpenFiles, *place, writable.value_or(false));
+      return {};
     });
   }
 
   // proc_pid_fdinfo(5): "flags:", then the flags of open(2) in octal.
-  bool isWritable(std::string_view descriptor) const {
+  Result<bool> isWritable(std::string_view descriptor) const {
     const auto text = SmallFile::read(directory_.appending("fdinfo").appending(descriptor));
-    if (!text) return false;
+    if (!text) return std::unexpected(text.error());
     constexpr std::string_view key = "flags:\t";
     const std::size_t start = text->find(key);
     if (start == std::string::npos) return false;
@@ -100,9 +112,9 @@ class Inspection {
   }
 
   // proc_pid_maps(5): range, permissions, offset, device, inode, and the path behind blanks.
-  void inspectMappings() {
+  Result<void> inspectMappings() {
     const auto text = SmallFile::read(directory_.appending("maps"));
-    if (!text) return;
+    if (!text) return std::unexpected(text.error());
     for (const auto part : std::views::split(*text, '\n')) {
       const std::string_view line(part.begin(), part.end());
       const std::size_t slash = line.find('/');
@@ -116,6 +128,7 @@ class Inspection {
       note(user_.hasOpenFiles, FilePath(std::string(line.substr(slash))),
            permissions.contains('w') && permissions.contains('s'));
     }
+    return {};
   }
 
   // The device in the table is the file system's own number, which on btrfs is not what stat tells: the link is
@@ -147,12 +160,15 @@ class Inspection {
 
 Result<std::vector<FolderUser>> FolderUsers::find(const FilePath& folder) {
   struct stat status{};
-  if (::stat(folder.c_str(), &status) != 0) return std::unexpected(ErrorNumber{errno});
+  if (::stat(folder.c_str(), &status) != 0) return SystemCall::failure();
   std::vector<FolderUser> users;
-  const auto listed = forEachName(FilePath("/proc"), [&](std::string_view name) {
+  const auto listed = forEachName(FilePath("/proc"), [&](const char* name) -> Result<void> {
     const auto process = parsedNumber<std::int32_t>(name);
-    if (!process || *process == ::getpid()) return;
-    if (auto user = Inspection(folder, status.st_dev, *process).run()) users.push_back(std::move(*user));
+    if (!process || *process == ::getpid()) return {};
+    auto user = Inspection(folder, status.st_dev, *process).run();
+    if (!user) return std::unexpected(user.error());
+    if (*user) users.push_back(std::move(**user));
+    return {};
   });
   if (!listed) return std::unexpected(listed.error());
   std::ranges::sort(users, {}, &FolderUser::process);

@@ -27,7 +27,8 @@ namespace FolderUsers {
 // Everybody but this process who stands in `folder` or has something open there, by process number. Only what the
 // caller may see in /proc: an ordinary user sees their own processes. A folder of a mounted volume means what goes
 // through the mount; processes that came before it and see past it are on another device and not told.
-// `folder` as FolderPath::resolve gives it. Any thread; what comes and goes meanwhile may be missed.
+// `folder` as FolderPath::resolve gives it. Any thread; what comes and goes meanwhile may be missed. Errors as of
+// reading /proc.
 [[nodiscard]] Result<std::vector<FolderUser>> find(const FilePath& folder);
 
 }  // namespace FolderUsers

@@ -6,8 +6,9 @@
 
 #include <cerrno>
 
-#include "Platform/Linux/FileDescriptor.h"
-#include "Volume/Administration/ChildProgram.h"
+#include "Platform/Linux/ChildProgram.h"
+#include "Platform/Linux/FuseUnmount.h"
+#include "Platform/Linux/SystemCall.h"
 
 namespace quillbrook {
 
@@ -18,9 +19,9 @@ VolumeErrors::FuseUnavailable FuseAvailability::withoutHelper(ErrorNumber reason
 }
 
 std::expected<void, VolumeError> FuseAvailability::check() {
-  const FileDescriptor device(::open("/dev/fuse", O_RDWR | O_CLOEXEC));
-  if (!device.isOpen()) {
-    const ErrorNumber reason{errno};
+  const auto device = SystemCall::openAt(AT_FDCWD, "/dev/fuse", O_RDWR);
+  if (!device) {
+    const ErrorNumber reason = device.error();
     if (reason.value == EACCES || reason.value == EPERM) {
       return std::unexpected(VolumeErrors::FuseUnavailable{
           .what = "/dev/fuse is closed to you",
@@ -34,7 +35,7 @@ std::expected<void, VolumeError> FuseAvailability::check() {
         .reason = reason});
   }
   if (::geteuid() == 0) return {};
-  auto child = ChildProgram::start({helper, "--version"}, ChildProgram::Session::own);
+  const auto child = ChildProgram::start({FuseUnmount::helper, "--version"}, ChildProgram::Session::own);
   if (!child) return std::unexpected(withoutHelper(child.error()));
   return {};
 }

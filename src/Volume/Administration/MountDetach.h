@@ -6,10 +6,8 @@
 #include "Platform/FilePath.h"
 #include "Volume/Administration/VolumeError.h"
 
-namespace quillbrook {
-
 // Taking mounts away: by the system call for root, by fusermount3 for everybody else. Any thread.
-namespace MountDetach {
+namespace quillbrook::MountDetach {
 
 // The topmost mount at `mountPoint`, which must not be in use: InUse, HelperFailed, FuseUnavailable, SystemFailure.
 [[nodiscard]] std::expected<void, VolumeError> detach(const FilePath& mountPoint);
@@ -17,5 +15,4 @@ namespace MountDetach {
 // Every volume at `folder` whose daemon has died, whoever still stands in it. Whether there was one.
 [[nodiscard]] std::expected<bool, VolumeError> clearStale(const FilePath& folder);
 
-}  // namespace MountDetach
-}  // namespace quillbrook
+}  // namespace quillbrook::MountDetach

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "Volume/Administration/MountPolicy.h"
 
+#include <fcntl.h>
 #include <pwd.h>
 #include <unistd.h>
 
@@ -9,9 +10,12 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
+#include "Platform/Linux/FolderPath.h"
+#include "Platform/Linux/SystemCall.h"
+#include "Platform/Linux/VolumeNesting.h"
 #include "Volume/Administration/DaemonProgram.h"
-#include "Volume/Administration/FolderPath.h"
 
 namespace quillbrook {
 namespace {
@@ -133,22 +137,33 @@ MountSurroundings MountSurroundings::current() {
   return surroundings;
 }
 
-std::expected<void, VolumeError> MountPolicy::check(const FilePath& folder, const MountSurroundings& surroundings,
-                                                    const std::vector<MountedVolume>& volumes, bool force) {
+std::expected<void, VolumeError> MountPolicy::checkNesting(const FilePath& folder,
+                                                           const std::vector<MountedVolume>& volumes) {
   for (const MountedVolume& mount : volumes) {
     if (mount.mountPoint == folder) continue;
     if (mount.source == folder) return std::unexpected(VolumeErrors::Served{folder});
-    for (const FilePath& place : {mount.mountPoint, mount.source}) {
-      const bool isInside = FolderPath::contains(place, folder);
-      if (isInside || FolderPath::contains(folder, place)) {
-        return std::unexpected(VolumeErrors::Nested{.folder = folder, .volume = place, .isInside = isInside});
-      }
+    if (const auto nesting = VolumeNesting::find(folder, mount.mountPoint, mount.source)) {
+      return std::unexpected(
+          VolumeErrors::Nested{.folder = folder, .volume = nesting->place, .isInside = nesting->isInside});
     }
   }
-  if (!force) {
-    if (auto refusal = protection(folder, surroundings)) return std::unexpected(std::move(*refusal));
-  }
   return {};
+}
+
+std::expected<void, VolumeError> MountPolicy::checkProtection(const FilePath& folder,
+                                                              const MountSurroundings& surroundings) {
+  if (auto refusal = protection(folder, surroundings)) return std::unexpected(std::move(*refusal));
+  return {};
+}
+
+std::expected<void, VolumeError> MountPolicy::admit(const FilePath& folder, bool force) {
+  const auto opened = SystemCall::openAt(AT_FDCWD, folder.c_str(), O_RDONLY | O_DIRECTORY);
+  if (!opened) return std::unexpected(VolumeErrors::NotAFolder{folder, opened.error()});
+  const auto volumes = MountedVolumes::read();
+  if (!volumes) return MountedVolumes::failure(volumes.error());
+  auto apart = checkNesting(folder, *volumes);
+  if (!apart || force) return apart;
+  return checkProtection(folder, MountSurroundings::current());
 }
 
 }  // namespace quillbrook

@@ -24,13 +24,20 @@ struct MountSurroundings {
   [[nodiscard]] static MountSurroundings current();
 };
 
-// Which folders may become volumes. Touches nothing.
+// Which folders may become volumes. Touches nothing. Folders as FolderPath::resolve gives them. Any thread.
 namespace MountPolicy {
 
-// `folder` as FolderPath::resolve gives it. The first refusal: Nested, Served (its volume is mounted elsewhere),
-// or, without `force`, Protected. A volume that is mounted at exactly `folder` is none.
-[[nodiscard]] std::expected<void, VolumeError> check(const FilePath& folder, const MountSurroundings& surroundings,
-                                                     const std::vector<MountedVolume>& volumes, bool force);
+// Nested, or Served if its volume is mounted elsewhere. A volume that is mounted at exactly `folder` is none.
+[[nodiscard]] std::expected<void, VolumeError> checkNesting(const FilePath& folder,
+                                                            const std::vector<MountedVolume>& volumes);
+
+// Protected: the system or the volume itself needs what lies there.
+[[nodiscard]] std::expected<void, VolumeError> checkProtection(const FilePath& folder,
+                                                               const MountSurroundings& surroundings);
+
+// Both, of a folder that can be opened, on this machine as it is now; `force` leaves the second out. The first refusal,
+// NotAFolder or SystemFailure.
+[[nodiscard]] std::expected<void, VolumeError> admit(const FilePath& folder, bool force);
 
 }  // namespace MountPolicy
 }  // namespace quillbrook

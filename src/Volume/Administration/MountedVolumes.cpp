@@ -5,17 +5,11 @@
 
 #include "Platform/Linux/MountTable.h"
 #include "Platform/Linux/VolumeProtocol.h"
-#include "Volume/Administration/SmallFile.h"
 
 namespace quillbrook {
 namespace {
 
-const FilePath tablePath("/proc/self/mountinfo");
-
-}  // namespace
-
-std::vector<MountedVolume> MountedVolumes::parse(std::string_view mountinfo) {
-  const auto table = MountTable::parse(mountinfo);
+std::vector<MountedVolume> volumesIn(const std::vector<MountEntry>& table) {
   std::vector<MountedVolume> volumes;
   for (auto entry = table.begin(); entry != table.end(); ++entry) {
     if (entry->type != VolumeProtocol::mountType) continue;
@@ -30,14 +24,20 @@ std::vector<MountedVolume> MountedVolumes::parse(std::string_view mountinfo) {
   return volumes;
 }
 
+}  // namespace
+
+std::vector<MountedVolume> MountedVolumes::parse(std::string_view mountinfo) {
+  return volumesIn(MountTable::parse(mountinfo));
+}
+
 Result<std::vector<MountedVolume>> MountedVolumes::read() {
-  const auto text = SmallFile::read(tablePath);
-  if (!text) return std::unexpected(text.error());
-  return parse(*text);
+  const auto table = MountTable::read();
+  if (!table) return std::unexpected(table.error());
+  return volumesIn(*table);
 }
 
 std::unexpected<VolumeError> MountedVolumes::failure(ErrorNumber reason) {
-  return systemFailure("read", tablePath, reason);
+  return systemFailure("read", FilePath(MountTable::path), reason);
 }
 
 const MountedVolume* MountedVolumes::at(const std::vector<MountedVolume>& volumes, const FilePath& mountPoint) {

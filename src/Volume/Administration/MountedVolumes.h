@@ -28,6 +28,7 @@ namespace MountedVolumes {
 // In the order of mounting, later ones above earlier ones. Text as in /proc/self/mountinfo.
 [[nodiscard]] std::vector<MountedVolume> parse(std::string_view mountinfo);
 
+// As they are now, in the same order. Errors as of open(2) and read(2).
 [[nodiscard]] Result<std::vector<MountedVolume>> read();
 // What read() failed with, ready to be returned.
 [[nodiscard]] std::unexpected<VolumeError> failure(ErrorNumber reason);

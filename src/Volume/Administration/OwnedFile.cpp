@@ -14,22 +14,22 @@
 namespace quillbrook {
 
 Result<OwnedFile> OwnedFile::open(int folder, const char* name, int flags) {
-  const FileDescriptor place(::openat(folder, name, O_PATH | O_NOFOLLOW | O_CLOEXEC));
-  struct stat status{};
-  if (!place.isOpen() || ::fstat(place.get(), &status) != 0) return SystemCall::failure();
-  if (!S_ISREG(status.st_mode)) return std::unexpected(ErrorNumber::inputOutput);
+  const auto place = SystemCall::openAt(folder, name, O_PATH | O_NOFOLLOW);
+  if (!place) return std::unexpected(place.error());
+  const auto status = SystemCall::status(place->get());
+  if (!status) return std::unexpected(status.error());
+  if (!S_ISREG(status->st_mode)) return std::unexpected(ErrorNumber::inputOutput);
   // By the descriptor: the name may belong to another file by now.
-  const std::string path = SystemCall::pathOf(place.get());
-  FileDescriptor file(::open(path.c_str(), flags | O_NONBLOCK | O_CLOEXEC));
-  if (file.isOpen()) return OwnedFile(std::move(file), std::nullopt);
-  if (errno != EACCES || status.st_uid != ::geteuid()) return SystemCall::failure();
-  const mode_t mode = status.st_mode & 07777;
+  const std::string path = SystemCall::pathOf(place->get());
+  auto file = SystemCall::openAt(AT_FDCWD, path.c_str(), flags | O_NONBLOCK);
+  if (file) return OwnedFile(std::move(*file), std::nullopt);
+  if (file.error() != ErrorNumber{EACCES} || status->st_uid != ::geteuid()) return std::unexpected(file.error());
+  const mode_t mode = status->st_mode & 07777;
   if (::chmod(path.c_str(), mode | S_IRUSR | S_IWUSR) != 0) return SystemCall::failure();
-  file = FileDescriptor(::open(path.c_str(), flags | O_NONBLOCK | O_CLOEXEC));
-  if (file.isOpen()) return OwnedFile(std::move(file), mode);
-  const ErrorNumber reason{errno};
+  file = SystemCall::openAt(AT_FDCWD, path.c_str(), flags | O_NONBLOCK);
+  if (file) return OwnedFile(std::move(*file), mode);
   ::chmod(path.c_str(), mode);
-  return std::unexpected(reason);
+  return std::unexpected(file.error());
 }
 
 OwnedFile::OwnedFile(FileDescriptor file, std::optional<mode_t> mode) : file_(std::move(file)), mode_(mode) {}

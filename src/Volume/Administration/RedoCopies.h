@@ -8,10 +8,9 @@
 #include "Platform/ErrorNumber.h"
 #include "Platform/FilePath.h"
 
-namespace quillbrook {
-
-// The redo copies in a volume's private folder, whether some file's state names them or not.
-namespace RedoCopies {
+// The redo copies in a volume's private folder, whether some file's state names them or not. Any thread; errors as of
+// opening and reading the folder.
+namespace quillbrook::RedoCopies {
 
 // Their numbers; none if there is no such folder. `source` is a descriptor of the source folder. Creates nothing.
 [[nodiscard]] Result<std::vector<std::uint32_t>> list(int source);
@@ -19,10 +18,10 @@ namespace RedoCopies {
 // The inode of the file that the copy was made for; nothing for one that was not finished, which no state can name.
 [[nodiscard]] Result<std::optional<std::uint64_t>> record(int source, std::uint32_t identifier);
 
+// Takes one away. Nobody's state may name it.
 [[nodiscard]] Result<void> remove(int source, std::uint32_t identifier);
 
 // Where they lie, for the person.
 [[nodiscard]] FilePath path(const FilePath& source);
 
-}  // namespace RedoCopies
-}  // namespace quillbrook
+}  // namespace quillbrook::RedoCopies

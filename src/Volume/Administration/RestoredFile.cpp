@@ -7,12 +7,16 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <optional>
+#include <string>
+#include <string_view>
 #include <utility>
 #include <variant>
 
 #include "Platform/Linux/StoredState.h"
 #include "Platform/Linux/SystemCall.h"
 #include "Volume/Administration/AppendedFile.h"
+#include "Volume/Administration/DamageText.h"
 #include "Volume/Administration/OwnedFile.h"
 #include "Volume/Administration/StoredFile.h"
 #include "Volume/Expansion/Expansion.h"
@@ -35,9 +39,9 @@ std::unexpected<Failure> leftAlone(std::string detail) {
 }
 
 bool isSameInode(int first, int second) {
-  struct stat a{};
-  struct stat b{};
-  return ::fstat(first, &a) == 0 && ::fstat(second, &b) == 0 && a.st_dev == b.st_dev && a.st_ino == b.st_ino;
+  const auto a = SystemCall::status(first);
+  const auto b = SystemCall::status(second);
+  return a && b && a->st_dev == b->st_dev && a->st_ino == b->st_ino;
 }
 
 Result<void> sync(int file) {
@@ -56,16 +60,14 @@ Result<void> cutOff(int source, int file, std::uint64_t byteCount) {
 
 class Restoration {
  public:
-  Restoration(int source, int privateFolder, const WalkedFile& file)
-      : source_(source), privateFolder_(privateFolder), file_(file) {}
+  Restoration(int source, int privateFolder, const WalkedFile& file, std::stop_token stop)
+      : source_(source), privateFolder_(privateFolder), file_(file), stop_(std::move(stop)) {}
 
-  Answer run(std::stop_token stop) const {
+  Answer run() const {
     const auto examined = OwnedFile::open(file_.folder, file_.name, O_RDONLY);
-    if (!examined) return failed("It could not be opened", examined.error());
-    const auto found = examineStoredFile(source_, examined->get(), file_.name, std::move(stop));
-    if (!found && found.error() == ErrorNumber::cancelled)
-      return RestoredFile{.outcome = RestoredFile::Outcome::stopped, .appended = {}};
-    if (!found) return failed("It could not be read", found.error());
+    if (!examined) return failed("It could not be opened, and was left as it is", examined.error());
+    const auto found = examineStoredFile(source_, examined->get(), file_.name);
+    if (!found) return failed("It could not be read, and was left as it is", found.error());
     return std::visit([&](const auto& stored) { return settle(examined->get(), stored); }, *found);
   }
 
@@ -74,10 +76,12 @@ class Restoration {
   // No user's file: the operation that builds it, or its next attempt, takes it away.
   static Answer settle(int, const StoredFiles::WorkFile&) { return RestoredFile{}; }
   static Answer settle(int, const StoredFiles::StateUnknown&) {
-    return leftAlone("What is known of it is damaged, and it was left as it is.");
+    return leftAlone("What is known of it is damaged, and it was left as it is. Bring it back from a backup.");
   }
   static Answer settle(int, const StoredFiles::TrailerMissing&) {
-    return leftAlone("It begins like a compressed file, but its end is missing: it was left as it is.");
+    return leftAlone(
+        "It begins like a compressed file, but its end is missing, and it was left as it is. If it is one, bring it "
+        "back from a backup.");
   }
 
   Answer settle(int examined, const StoredFiles::Redone& stored) const {
@@ -88,22 +92,28 @@ class Restoration {
 
   Answer finish(int examined, const StoredFiles::Redone& stored) const {
     if (!stored.hasCopy) {
-      return leftAlone(fmt::format("Its content should be redo copy {}, which is missing: it was left as it is.",
-                                   stored.state.redoIdentifier));
+      return leftAlone(
+          fmt::format("Its content should be redo copy {}, which is missing, and it was left as it is. Bring it back "
+                      "from a backup.",
+                      stored.state.redoIdentifier));
     }
     const auto file = openForRewriting(examined);
-    if (!file) return failed("It could not be opened for writing", file.error());
+    if (!file) return failed("It could not be opened for writing, and was left as it is", file.error());
     if (const auto done = Expansion::finish(source_, file->get(), stored.state); !done) {
-      return failed("Turning it back could not be completed", done.error());
+      return failed("Turning it back could not be completed; another run goes on from there", done.error());
     }
     return RestoredFile{.outcome = RestoredFile::Outcome::restored, .appended = {}};
   }
 
   Answer settle(int examined, const StoredFiles::Container& stored) const {
-    if (stored.damage)
-      return leftAlone(fmt::format("It is damaged and was left as it is: {}.", describe(*stored.damage)));
+    const bool isAsSealed =
+        stored.attribute == StoredFiles::Container::Attribute::whole && stored.surplusByteCount == 0;
+    // Expansion verifies all that it reads before it changes anything; what changes the file before it must be as sure.
+    if (!isAsSealed) {
+      if (const auto obstacle = judge(examined, stored)) return *obstacle;
+    }
     const auto file = openForRewriting(examined);
-    if (!file) return failed("It could not be opened for writing", file.error());
+    if (!file) return failed("It could not be opened for writing, and was left as it is", file.error());
     RestoredFile result{.outcome = RestoredFile::Outcome::restored, .appended = {}};
     if (stored.surplusByteCount != 0) {
       const std::uint64_t own = stored.state.rawByteCount();
@@ -117,9 +127,30 @@ class Restoration {
       }
     }
     if (const auto expanded = expand(file->get(), stored); !expanded) {
-      return withAppended(failed("It could not be turned back", expanded.error()), result);
+      if (isAsSealed && isStillContainer(file->get())) {
+        if (const auto obstacle = judge(examined, stored)) return *obstacle;
+      }
+      return withAppended(failed("It could not be turned back; another run tries again", expanded.error()), result);
     }
     return result;
+  }
+
+  // What to answer instead of restoring, if the container is damaged or the search for damage is stopped.
+  std::optional<Answer> judge(int examined, const StoredFiles::Container& stored) const {
+    const auto damage = findDamage(examined, stored, stop_);
+    if (!damage && damage.error() == ErrorNumber::cancelled) {
+      return RestoredFile{.outcome = RestoredFile::Outcome::stopped, .appended = {}};
+    }
+    if (!damage) return failed("It could not be read, and was left as it is", damage.error());
+    if (!*damage) return std::nullopt;
+    return leftAlone(
+        fmt::format("It is damaged and was left as it is; bring it back from a backup: {}.", DamageText::of(**damage)));
+  }
+
+  // Whether nothing has been put in the place of the container's bytes yet.
+  static bool isStillContainer(int file) {
+    const auto state = StoredState::read(file);
+    return state && *state && (*state)->isSealed() && (*state)->redoIdentifier == 0;
   }
 
   // The state goes back to where everybody looks for it first: from then on a crash leaves a container like any other.
@@ -148,12 +179,13 @@ class Restoration {
   int source_;
   int privateFolder_;
   const WalkedFile& file_;
+  std::stop_token stop_;
 };
 
 }  // namespace
 
-Answer RestoredFile::restore(int source, int privateFolder, const WalkedFile& file, std::stop_token stop) {
-  return Restoration(source, privateFolder, file).run(std::move(stop));
+Answer RestoredFile::restore(int source, int privateFolder, const WalkedFile& file, const std::stop_token& stop) {
+  return Restoration(source, privateFolder, file, stop).run();
 }
 
 }  // namespace quillbrook

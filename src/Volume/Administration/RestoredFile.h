@@ -1,16 +1,17 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <cstdint>
 #include <expected>
 #include <optional>
 #include <stop_token>
 #include <string>
 
-#include "Volume/Administration/FolderWalk.h"
+#include "Volume/Expansion/FolderWalk.h"
 
 namespace quillbrook {
 
-// One file of a source without a daemon, turned back into an ordinary one.
+// One file of a source without a daemon, turned back into an ordinary one. Any thread, one file at a time.
 struct RestoredFile {
   enum class Outcome {
     ordinary,  // it was none to restore: nothing was done
@@ -21,7 +22,7 @@ struct RestoredFile {
   std::optional<std::string> appended;  // name, beside it, of what keeps its surplus bytes
 
   struct Failure {
-    std::string detail;                   // a sentence
+    std::string detail;                   // sentences: what failed, what to do, the system's words
     std::optional<std::string> appended;  // as above: done before the failure
     bool isGone = false;                  // it vanished meanwhile
     std::uint32_t redoIdentifier = 0;     // not 0: the redo copy that is still its content
@@ -30,7 +31,8 @@ struct RestoredFile {
   // `source` is a descriptor of the source folder, `privateFolder` of the volume's folder in it; the caller holds the
   // source's lock. On failure the file is what it was, but for its surplus bytes, which may be kept beside it by then.
   [[nodiscard]] static std::expected<RestoredFile, Failure> restore(int source, int privateFolder,
-                                                                    const WalkedFile& file, std::stop_token stop);
+                                                                    const WalkedFile& file,
+                                                                    const std::stop_token& stop);
 };
 
 }  // namespace quillbrook

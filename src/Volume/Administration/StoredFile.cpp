@@ -4,59 +4,46 @@
 #include <sys/stat.h>
 #include <sys/xattr.h>
 
+#include <algorithm>
 #include <string_view>
 #include <utility>
 
 #include "Container/ContainerRecovery.h"
+#include "Platform/Linux/AttributeNames.h"
 #include "Platform/Linux/BackingFile.h"
 #include "Platform/Linux/DescriptorSource.h"
 #include "Platform/Linux/StoredState.h"
 #include "Platform/Linux/SystemCall.h"
+#include "Platform/ReservedNames.h"
 
 namespace quillbrook {
 namespace {
 
-// How operations call the file that they build beside another, and how they mark it as their own.
-constexpr std::string_view workFileEnding = ".slimtmp";
-constexpr const char* workFileMarker = "user.com.studiomerlin.quillbrook.slimtmp";
-
 bool isMarkedWorkFile(int file, std::string_view name) {
-  return name.ends_with(workFileEnding) && ::fgetxattr(file, workFileMarker, nullptr, 0) >= 0;
-}
-
-bool isCancelled(const std::optional<ContainerDamage>& damage) {
-  return damage == ContainerDamage{ContainerUnreadable{ErrorNumber::cancelled}};
-}
-
-Result<StoredFile> verified(const ByteSource& source, std::uint64_t byteCount, StoredFiles::Container container,
-                            std::stop_token stop) {
-  container.damage =
-      ContainerCheck::check(source, byteCount - container.surplusByteCount, container.state, std::move(stop));
-  if (isCancelled(container.damage)) return std::unexpected(ErrorNumber::cancelled);
-  return container;
+  if (!ReservedNames::isWorkFileName(name)) return false;
+  const auto marker = AttributeNames::hostName(ReservedNames::workFileMarker);
+  return marker && ::fgetxattr(file, marker->c_str(), nullptr, 0) >= 0;
 }
 
 }  // namespace
 
-Result<StoredFile> examineStoredFile(int source, int file, const char* name, std::stop_token stop) {
+Result<StoredFile> examineStoredFile(int source, int file, const char* name) {
   if (isMarkedWorkFile(file, name)) return StoredFiles::WorkFile{};
   const auto state = StoredState::read(file);
   if (!state && state.error() != ErrorNumber::inputOutput) return std::unexpected(state.error());
-  struct stat status{};
-  if (::fstat(file, &status) != 0) return SystemCall::failure();
-  const auto byteCount = static_cast<std::uint64_t>(status.st_size);
+  const auto status = SystemCall::status(file);
+  if (!status) return std::unexpected(status.error());
+  const auto byteCount = static_cast<std::uint64_t>(status->st_size);
   const DescriptorSource bytes(file);
 
   if (state && *state) {
     if ((*state)->redoIdentifier != 0) {
-      return StoredFiles::Redone{**state, RedoCopy::open(source, **state, status.st_uid).has_value()};
+      return StoredFiles::Redone{**state, RedoCopy::open(source, **state, status->st_uid).has_value()};
     }
     if ((*state)->isUnderConstruction()) return StoredFiles::WorkFile{};
     if (!(*state)->isSealed()) return StoredFiles::Ordinary{};
     const std::uint64_t own = (*state)->rawByteCount();
-    return verified(bytes, byteCount,
-                    {.state = **state, .surplusByteCount = byteCount > own ? byteCount - own : 0, .damage = {}},
-                    std::move(stop));
+    return StoredFiles::Container{.state = **state, .surplusByteCount = byteCount > own ? byteCount - own : 0};
   }
 
   const auto attribute =
@@ -64,16 +51,24 @@ Result<StoredFile> examineStoredFile(int source, int file, const char* name, std
   const auto found = ContainerRecovery::find(bytes, byteCount);
   if (!found) return std::unexpected(found.error());
   if (const auto* recovered = std::get_if<RecoveredContainer>(&*found)) {
-    return verified(bytes, byteCount,
-                    {.state = recovered->state,
-                     .attribute = attribute,
-                     .surplusByteCount = recovered->surplusByteCount,
-                     .damage = {}},
-                    std::move(stop));
+    return StoredFiles::Container{
+        .state = recovered->state, .attribute = attribute, .surplusByteCount = recovered->surplusByteCount};
   }
   if (attribute == StoredFiles::Container::Attribute::damaged) return StoredFiles::StateUnknown{};
   if (std::holds_alternative<quillbrook::TrailerMissing>(*found)) return StoredFiles::TrailerMissing{};
   return StoredFiles::Ordinary{};
+}
+
+Result<std::optional<ContainerDamage>> findDamage(int file, const StoredFiles::Container& stored,
+                                                  const std::stop_token& stop) {
+  const auto status = SystemCall::status(file);
+  if (!status) return std::unexpected(status.error());
+  const auto byteCount = std::min(static_cast<std::uint64_t>(status->st_size), stored.state.rawByteCount());
+  auto damage = ContainerCheck::check(DescriptorSource(file), byteCount, stored.state, stop);
+  if (damage == ContainerDamage{ContainerUnreadable{ErrorNumber::cancelled}}) {
+    return std::unexpected(ErrorNumber::cancelled);
+  }
+  return damage;
 }
 
 }  // namespace quillbrook

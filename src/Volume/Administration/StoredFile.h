@@ -29,13 +29,12 @@ struct Redone {
   bool hasCopy = false;
   friend bool operator==(const Redone&, const Redone&) = default;
 };
-// A compressed file. All of it has been verified and decoded.
+// A compressed file, whole or not.
 struct Container {
   enum class Attribute { whole, missing, damaged };
   ContainerState state;
   Attribute attribute = Attribute::whole;  // otherwise the state comes from the trailer
   std::uint64_t surplusByteCount = 0;      // behind the trailer
-  std::optional<ContainerDamage> damage;   // of what stands before the surplus
 
   friend bool operator==(const Container&, const Container&) = default;
 };
@@ -53,8 +52,14 @@ struct TrailerMissing {
 using StoredFile = std::variant<StoredFiles::Ordinary, StoredFiles::WorkFile, StoredFiles::Redone,
                                 StoredFiles::Container, StoredFiles::StateUnknown, StoredFiles::TrailerMissing>;
 
-// Reads the state of the open `file` and verifies what it finds; changes nothing. `source` is a descriptor of the
-// volume's source folder; `name` tells work files by their ending. A stop answers `cancelled`.
-[[nodiscard]] Result<StoredFile> examineStoredFile(int source, int file, const char* name, std::stop_token stop = {});
+// Tells by its state, and without one by its first and last bytes, what the open `file` is; changes nothing. `source`
+// is a descriptor of the volume's source folder; `name` tells work files by their ending. Any thread. Errors as of
+// reading the file.
+[[nodiscard]] Result<StoredFile> examineStoredFile(int source, int file, const char* name);
+
+// Reads and decodes a container from end to end: what is wrong with what stands before its surplus, if anything. A
+// stop answers `cancelled`.
+[[nodiscard]] Result<std::optional<ContainerDamage>> findDamage(int file, const StoredFiles::Container& stored,
+                                                                const std::stop_token& stop = {});
 
 }  // namespace quillbrook

@@ -4,13 +4,10 @@
 #include <string>
 #include <string_view>
 
-namespace quillbrook {
-
 // packaging/quillbrook-volume@.service.in, built in.
-namespace UnitTemplate {
+namespace quillbrook::UnitTemplate {
 
 // The unit file's text with the daemon's program, quoted as systemd asks for.
 [[nodiscard]] std::string filled(std::string_view program);
 
-}  // namespace UnitTemplate
-}  // namespace quillbrook
+}  // namespace quillbrook::UnitTemplate

@@ -6,15 +6,18 @@
 #include <sys/stat.h>
 
 #include <cerrno>
+#include <optional>
+#include <string>
 #include <unordered_set>
 #include <utility>
 #include <variant>
 
-#include "Platform/Linux/FileDescriptor.h"
-#include "Volume/Administration/FolderWalk.h"
+#include "Platform/Linux/SystemCall.h"
+#include "Volume/Administration/DamageText.h"
 #include "Volume/Administration/RedoCopies.h"
 #include "Volume/Administration/StoredFile.h"
 #include "Volume/Administration/VolumeSource.h"
+#include "Volume/Expansion/FolderWalk.h"
 
 namespace quillbrook {
 namespace {
@@ -63,25 +66,42 @@ class Check {
     // inode was not changed in between; a file that never rests is not judged.
     constexpr int attempts = 10;
     for (int i = 0; i < attempts; ++i) {
-      const FileDescriptor opened(::openat(file.folder, file.name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-      struct stat before{};
-      struct stat after{};
-      if (!opened.isOpen() || ::fstat(opened.get(), &before) != 0) {
-        if (errno != ENOENT && errno != ELOOP) report(file.path, Kind::unreadable, ErrorNumber{errno}.text());
-        return;
-      }
-      const auto found = examineStoredFile(source_.descriptor.get(), opened.get(), file.name, stop_);
+      const auto opened = SystemCall::openAt(file.folder, file.name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK);
+      if (!opened && (opened.error() == ErrorNumber::noEntry || opened.error() == ErrorNumber{ELOOP})) return;
+      if (!opened) return report(file.path, Kind::unreadable, opened.error().text());
+      const auto before = SystemCall::status(opened->get());
+      if (!before) return report(file.path, Kind::unreadable, before.error().text());
+      const auto found = examine(opened->get(), file.name);
       if (!found && found.error() == ErrorNumber::cancelled) return;
-      if (source_.isServed && (::fstat(opened.get(), &after) != 0 || !isSameMoment(before.st_ctim, after.st_ctim))) {
-        continue;
+      if (source_.isServed) {
+        const auto after = SystemCall::status(opened->get());
+        if (!after || !isSameMoment(before->st_ctim, after->st_ctim)) continue;
       }
       ++result_.files;
       if (!found) return report(file.path, Kind::unreadable, found.error().text());
-      std::visit([&](const auto& stored) { judge(file, stored); }, *found);
+      if (found->damage) return reportDamage(file, *found->damage);
+      std::visit([&](const auto& stored) { judge(file, stored); }, found->stored);
       return;
     }
     ++result_.files;
     report(file.path, Kind::unreadable, "it is being changed all the time");
+  }
+
+  struct Examined {
+    StoredFile stored;
+    std::optional<ContainerDamage> damage;
+  };
+
+  Result<Examined> examine(int file, const char* name) const {
+    auto stored = examineStoredFile(source_.descriptor.get(), file, name);
+    if (!stored) return std::unexpected(stored.error());
+    Examined examined{.stored = std::move(*stored), .damage = {}};
+    if (const auto* container = std::get_if<StoredFiles::Container>(&examined.stored)) {
+      auto damage = findDamage(file, *container, stop_);
+      if (!damage) return std::unexpected(damage.error());
+      examined.damage = std::move(*damage);
+    }
+    return examined;
   }
 
   void judge(const WalkedFile&, const StoredFiles::Ordinary&) {}
@@ -104,7 +124,6 @@ class Check {
   void judge(const WalkedFile& file, const StoredFiles::Container& stored) {
     using Attribute = StoredFiles::Container::Attribute;
     ++result_.containers;
-    if (stored.damage) return std::visit([&](const auto& damage) { judgeDamage(file, damage); }, *stored.damage);
     result_.logicalBytes += stored.state.logicalByteCount;
     const std::string surplus =
         stored.surplusByteCount == 0 ? std::string() : fmt::format("{} bytes appended", stored.surplusByteCount);
@@ -126,6 +145,11 @@ class Check {
     report(file.path, Kind::trailerMissing, {});
   }
 
+  void reportDamage(const WalkedFile& file, const ContainerDamage& damage) {
+    ++result_.containers;
+    std::visit([&](const auto& kind) { judgeDamage(file, kind); }, damage);
+  }
+
   void judgeDamage(const WalkedFile& file, const ContainerCutShort& damage) {
     report(file.path, Kind::cutShort, fmt::format("{} bytes of {}", damage.got, damage.expected));
   }
@@ -136,7 +160,7 @@ class Check {
     report(file.path, Kind::unreadable, damage.error.text());
   }
   void judgeDamage(const WalkedFile& file, const auto& damage) {
-    report(file.path, Kind::damagedContainer, describe(ContainerDamage{damage}));
+    report(file.path, Kind::damagedContainer, DamageText::of(damage));
   }
 
   void reportOrphans() {

@@ -100,8 +100,10 @@ struct Sentence {
                        e.folder.displayText(), e.owner);
   }
   std::string operator()(const Served& e) const {
-    return fmt::format("{} is being served by a volume daemon: unmount its volume first (`quillbrookctl volume list`).",
-                       e.folder.displayText());
+    return fmt::format(
+        "{} is being served by a volume daemon, or another `quillbrookctl volume restore` is at work in "
+        "it: unmount its volume first (`quillbrookctl volume list`), or let that end.",
+        e.folder.displayText());
   }
   std::string operator()(const FuseUnavailable& e) const {
     return fmt::format("No volume can be mounted, since {}: {}: {}.", e.what, e.remedy, e.reason.text());
@@ -113,9 +115,10 @@ struct Sentence {
                        places);
   }
   std::string operator()(const DaemonFailed& e) const {
-    return withWords(fmt::format("{} could not be mounted; quillbrook-volume ended with code {}",
+    return withWords(fmt::format("{} could not be mounted, since quillbrook-volume ended with code {}; put right what "
+                                 "it says and mount again",
                                  e.folder.displayText(), e.exitCode),
-                     e.words);
+                     trimmed(e.words).empty() ? "it said nothing" : std::string_view(e.words));
   }
   std::string operator()(const InUse& e) const {
     if (e.users.empty()) {
@@ -126,10 +129,13 @@ struct Sentence {
                        e.folder.displayText(), listed(e.users));
   }
   std::string operator()(const HelperFailed& e) const {
-    return withWords(fmt::format("`{}` failed with code {}", e.command, e.exitCode), e.words);
+    return withWords(
+        fmt::format("`{}` failed with code {}; put right what it says and try again", e.command, e.exitCode),
+        trimmed(e.words).empty() ? "it said nothing" : std::string_view(e.words));
   }
   std::string operator()(const SystemFailure& e) const {
-    return fmt::format("Could not {} {}: {}.", e.action, e.path.displayText(), e.reason.text());
+    return fmt::format("Could not {} {}; put right what the system says and try again: {}.", e.action,
+                       e.path.displayText(), e.reason.text());
   }
   std::string operator()(const Stopped&) const { return "Stopped; another run goes on from here."; }
 };

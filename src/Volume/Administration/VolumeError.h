@@ -45,7 +45,7 @@ struct ForeignMount {
   std::uint32_t owner = 0;
   friend bool operator==(const ForeignMount&, const ForeignMount&) = default;
 };
-// A daemon serves the folder, here or elsewhere.
+// A daemon serves the folder, here or elsewhere, or somebody else changes it without one.
 struct Served {
   FilePath folder;
   friend bool operator==(const Served&, const Served&) = default;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "Volume/Administration/VolumeList.h"
 
-#include "Volume/Administration/DaemonAddress.h"
+#include "Platform/Linux/DaemonAddress.h"
 #include "Volume/Administration/MountedVolumes.h"
 
 namespace quillbrook {

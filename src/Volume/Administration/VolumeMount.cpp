@@ -10,15 +10,17 @@
 #include <string>
 #include <utility>
 
-#include "Platform/Linux/FileDescriptor.h"
-#include "Volume/Administration/ChildProgram.h"
-#include "Volume/Administration/DaemonAddress.h"
+#include "Platform/Linux/ChildProgram.h"
+#include "Platform/Linux/DaemonAddress.h"
+#include "Platform/Linux/FolderPath.h"
+#include "Platform/Linux/MountTable.h"
+#include "Platform/Linux/SystemCall.h"
 #include "Volume/Administration/DaemonProgram.h"
-#include "Volume/Administration/FolderPath.h"
 #include "Volume/Administration/FuseAvailability.h"
 #include "Volume/Administration/MountDetach.h"
 #include "Volume/Administration/MountPolicy.h"
 #include "Volume/Administration/MountedVolumes.h"
+#include "Volume/Administration/StopDescriptor.h"
 
 namespace quillbrook {
 namespace {
@@ -32,31 +34,28 @@ Result<bool> isVolume(const FilePath& folder) {
   return MountedVolumes::at(*volumes, folder) != nullptr;
 }
 
-std::expected<void, VolumeError> admit(const FilePath& folder, bool force) {
-  const FileDescriptor opened(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (!opened.isOpen()) return std::unexpected(VolumeErrors::NotAFolder{folder, ErrorNumber{errno}});
-  const auto volumes = MountedVolumes::read();
-  if (!volumes) return MountedVolumes::failure(volumes.error());
-  if (auto allowed = MountPolicy::check(folder, MountSurroundings::current(), *volumes, force); !allowed)
-    return allowed;
-  return FuseAvailability::check();
-}
-
 // Waits until the daemon has ended or, with `untilMounted`, until its mount answers. True if it has ended.
-std::expected<bool, VolumeError> await(ChildProgram& daemon, const FilePath& folder, std::stop_token stop,
+std::expected<bool, VolumeError> await(const ChildProgram& daemon, const FilePath& folder, std::stop_token stop,
                                        bool untilMounted) {
-  const StopDescriptor stopping(std::move(stop));
+  const auto process = daemon.openProcess();
+  if (!process) return systemFailure("wait for the daemon of", folder, process.error());
+  const auto stopping = StopDescriptor::open(std::move(stop));
+  if (!stopping) return systemFailure("wait for the daemon of", folder, stopping.error());
   // The kernel reports each change of the table as an exceptional condition: proc_pid_mountinfo(5).
-  const FileDescriptor changes(::open("/proc/self/mountinfo", O_RDONLY | O_CLOEXEC));
-  if (!changes.isOpen()) return systemFailure("open", FilePath("/proc/self/mountinfo"), ErrorNumber{errno});
+  const auto changes = SystemCall::openAt(AT_FDCWD, MountTable::path, O_RDONLY);
+  if (!changes) return MountedVolumes::failure(changes.error());
   bool isTerminated = false;
   for (;;) {
-    if (untilMounted && isVolume(folder).value_or(false) && DaemonAddress::ask(folder)) return false;
-    std::array<pollfd, 3> waited{{{.fd = daemon.processDescriptor(), .events = POLLIN, .revents = 0},
-                                  {.fd = isTerminated ? -1 : stopping.get(), .events = POLLIN, .revents = 0},
-                                  {.fd = untilMounted ? changes.get() : -1, .events = POLLPRI, .revents = 0}}};
+    if (untilMounted) {
+      const auto isMounted = isVolume(folder);
+      if (!isMounted) return MountedVolumes::failure(isMounted.error());
+      if (*isMounted && DaemonAddress::ask(folder)) return false;
+    }
+    std::array<pollfd, 3> waited{{{.fd = process->get(), .events = POLLIN, .revents = 0},
+                                  {.fd = isTerminated ? -1 : (*stopping)->get(), .events = POLLIN, .revents = 0},
+                                  {.fd = untilMounted ? changes->get() : -1, .events = POLLPRI, .revents = 0}}};
     if (::poll(waited.data(), waited.size(), -1) < 0 && errno != EINTR) {
-      return systemFailure("wait for", folder, ErrorNumber{errno});
+      return systemFailure("wait for the daemon of", folder, ErrorNumber{errno});
     }
     if (waited[0].revents != 0) return true;
     if (waited[1].revents != 0) {
@@ -123,7 +122,10 @@ Outcome VolumeMount::mount(const FilePath& folder, const MountOptions& options, 
     return outcome;
   }
 
-  if (const auto admitted = admit(outcome.folder, options.force); !admitted) return std::unexpected(admitted.error());
+  if (auto admitted = MountPolicy::admit(outcome.folder, options.force); !admitted) {
+    return std::unexpected(std::move(admitted.error()));
+  }
+  if (auto available = FuseAvailability::check(); !available) return std::unexpected(std::move(available.error()));
   const auto program = DaemonProgram::find();
   if (!program) return std::unexpected(program.error());
   auto users = FolderUsers::find(outcome.folder);

@@ -3,25 +3,23 @@
 
 #include <fcntl.h>
 #include <fmt/format.h>
-#include <unistd.h>
+#include <sys/types.h>
 
-#include <algorithm>
-#include <cerrno>
 #include <unordered_map>
 #include <unordered_set>
 #include <utility>
 #include <vector>
 
-#include "Platform/Linux/VolumeProtocol.h"
-#include "Volume/Administration/FolderPath.h"
+#include "Platform/Linux/FolderPath.h"
+#include "Platform/Linux/SystemCall.h"
 #include "Volume/Administration/FolderUsers.h"
-#include "Volume/Administration/FolderWalk.h"
 #include "Volume/Administration/MountDetach.h"
 #include "Volume/Administration/MountPolicy.h"
+#include "Volume/Administration/MountedVolumes.h"
 #include "Volume/Administration/RedoCopies.h"
 #include "Volume/Administration/RestoredFile.h"
-#include "Volume/Administration/SourceLock.h"
-#include "Volume/Expansion/RedoRecord.h"
+#include "Volume/Expansion/FolderWalk.h"
+#include "Volume/Expansion/SourceLock.h"
 
 namespace quillbrook {
 namespace {
@@ -32,7 +30,7 @@ std::expected<void, VolumeError> admit(const FilePath& folder) {
   const auto volumes = MountedVolumes::read();
   if (!volumes) return MountedVolumes::failure(volumes.error());
   if (MountedVolumes::at(*volumes, folder) != nullptr) return std::unexpected(VolumeErrors::Served{folder});
-  if (auto apart = MountPolicy::check(folder, {}, *volumes, true); !apart) return apart;
+  if (auto apart = MountPolicy::checkNesting(folder, *volumes); !apart) return apart;
   auto users = FolderUsers::find(folder);
   if (!users) return systemFailure("look for users of", folder, users.error());
   std::erase_if(*users, [](const FolderUser& user) { return !user.writes; });
@@ -50,15 +48,16 @@ class Restore {
 
   std::expected<RestoreResult, VolumeError> run() {
     if (const auto known = readCopies(); !known) return std::unexpected(known.error());
-    const FolderWalk::Visitor visitor{.onFile = [this](const WalkedFile& file) { visit(file); },
-                                      .onUnreadable =
-                                          [this](const FilePath& path, ErrorNumber reason) {
-                                            isWhole_ = false;
-                                            fail(path, fmt::format("It could not be looked at: {}.", reason.text()));
-                                          }};
+    const FolderWalk::Visitor visitor{
+        .onFile = [this](const WalkedFile& file) { visit(file); },
+        .onUnreadable =
+            [this](const FilePath& path, ErrorNumber reason) {
+              isWhole_ = false;
+              fail(path, fmt::format("It could not be looked at; see to that and run this again: {}.", reason.text()));
+            }};
     if (!FolderWalk::walk(source_, result_.folder, visitor, stop_)) return std::unexpected(VolumeErrors::Stopped{});
     clearCopies();
-    result_.removedPrivateFolder = lock_.removePrivateFolder();
+    lock_.removePrivateFolder();
     return result_;
   }
 
@@ -127,7 +126,8 @@ class Restore {
       }
       const auto removed = RedoCopies::remove(source_, identifier);
       if (!removed && removed.error() != ErrorNumber::noEntry) {
-        fail(path, fmt::format("It could not be removed: {}.", removed.error().text()));
+        fail(path, fmt::format("It is not needed any more and could not be removed; another run tries again: {}.",
+                               removed.error().text()));
       }
     }
   }
@@ -150,11 +150,12 @@ std::expected<RestoreResult, VolumeError> VolumeRestore::restore(
   const auto resolved = FolderPath::resolve(folder);
   if (!resolved) return std::unexpected(VolumeErrors::NotAFolder{folder, resolved.error()});
   if (const auto admitted = admit(*resolved); !admitted) return std::unexpected(admitted.error());
-  const FileDescriptor source(::open(resolved->c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (!source.isOpen()) return std::unexpected(VolumeErrors::NotAFolder{*resolved, ErrorNumber{errno}});
-  auto lock = SourceLock::acquire(source.get(), *resolved);
-  if (!lock) return std::unexpected(lock.error());
-  return Restore(*resolved, source.get(), std::move(*lock), onEvent, std::move(stop)).run();
+  const auto source = SystemCall::openAt(AT_FDCWD, resolved->c_str(), O_RDONLY | O_DIRECTORY);
+  if (!source) return std::unexpected(VolumeErrors::NotAFolder{*resolved, source.error()});
+  auto lock = SourceLock::acquire(source->get());
+  if (!lock && lock.error() == ErrorNumber::wouldBlock) return std::unexpected(VolumeErrors::Served{*resolved});
+  if (!lock) return systemFailure("lock", *resolved, lock.error());
+  return Restore(*resolved, source->get(), std::move(*lock), onEvent, std::move(stop)).run();
 }
 
 }  // namespace quillbrook

@@ -22,7 +22,7 @@ struct RestoreEvent {
   FilePath path;
   Outcome outcome = Outcome::restored;
   std::optional<FilePath> appended;  // where its surplus bytes are kept now
-  std::string detail;                // of a failure: a sentence; otherwise empty
+  std::string detail;                // of a failure: sentences; otherwise empty
 
   friend bool operator==(const RestoreEvent&, const RestoreEvent&) = default;
 };
@@ -31,7 +31,6 @@ struct RestoreResult {
   FilePath folder;             // resolved
   std::uint64_t restored = 0;  // inodes
   std::uint64_t failed = 0;    // files and folders that could not be restored or looked at
-  bool removedPrivateFolder = false;
 
   friend bool operator==(const RestoreResult&, const RestoreResult&) = default;
 };

@@ -6,29 +6,40 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <utility>
 
-#include "Volume/Administration/DaemonAddress.h"
-#include "Volume/Administration/FolderPath.h"
+#include "Platform/Linux/DaemonAddress.h"
+#include "Platform/Linux/FolderPath.h"
+#include "Platform/Linux/SystemCall.h"
+#include "Platform/Linux/VolumeRegistry.h"
 #include "Volume/Administration/MountedVolumes.h"
 
 namespace quillbrook {
 namespace {
 
-constexpr int folderFlags = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
+constexpr int folderFlags = O_RDONLY | O_DIRECTORY;
 
 std::expected<FileDescriptor, VolumeError> beneath(const MountedVolume& mount) {
-  if (mount.owner != 0 && mount.owner != ::getuid()) {
+  if (mount.owner != 0 && mount.owner != ::geteuid()) {
     return std::unexpected(VolumeErrors::ForeignMount{mount.mountPoint, mount.owner});
   }
+  const auto failed = [&](ErrorNumber reason) {
+    return systemFailure("reach the folder beneath the volume", mount.mountPoint, reason);
+  };
   const auto address = DaemonAddress::ask(mount.mountPoint);
-  if (!address) {
-    return systemFailure("reach the volume", mount.mountPoint, address.error());
+  if (!address) return failed(address.error());
+  const auto root = SystemCall::openAt(AT_FDCWD, mount.mountPoint.c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW);
+  if (!root) return failed(root.error());
+  const auto place = VolumeRegistry::place(root->get());
+  const auto volume = place ? VolumeRegistry::find(root->get(), place->mountIdentifier) : nullptr;
+  if (!volume || !volume->source.isOpen()) {
+    // What the registry does not trust may simply be closed to the caller: then that is the reason.
+    const auto named = SystemCall::openAt(AT_FDCWD, address->source.c_str(), folderFlags);
+    return failed(named ? ErrorNumber{ESTALE} : named.error());
   }
-  FileDescriptor source(::open(address->source.c_str(), folderFlags));
-  if (!source.isOpen()) {
-    return systemFailure("open the folder beneath the volume", mount.mountPoint, ErrorNumber{errno});
-  }
-  return source;
+  auto source = SystemCall::openAt(volume->source.get(), ".", folderFlags);
+  if (!source) return failed(source.error());
+  return std::move(*source);
 }
 
 }  // namespace
@@ -44,10 +55,10 @@ std::expected<VolumeSource, VolumeError> VolumeSource::open(const FilePath& fold
     if (!source) return std::unexpected(std::move(source.error()));
     return VolumeSource{.folder = *resolved, .descriptor = std::move(*source), .isServed = true};
   }
-  FileDescriptor source(::open(resolved->c_str(), folderFlags));
-  if (!source.isOpen()) return std::unexpected(VolumeErrors::NotAFolder{*resolved, ErrorNumber{errno}});
+  auto source = SystemCall::openAt(AT_FDCWD, resolved->c_str(), folderFlags);
+  if (!source) return std::unexpected(VolumeErrors::NotAFolder{*resolved, source.error()});
   const bool isServed = std::ranges::find(*volumes, *resolved, &MountedVolume::source) != volumes->end();
-  return VolumeSource{.folder = *resolved, .descriptor = std::move(source), .isServed = isServed};
+  return VolumeSource{.folder = *resolved, .descriptor = std::move(*source), .isServed = isServed};
 }
 
 }  // namespace quillbrook

@@ -9,14 +9,15 @@
 
 namespace quillbrook {
 
-// The folder in which a volume's files really lie, whether the volume is mounted or not.
+// The folder in which a volume's files really lie, whether the volume is mounted or not. Any thread.
 struct VolumeSource {
-  FilePath folder;  // resolved, as the person knows it
-  FileDescriptor descriptor;
-  bool isServed = false;  // a daemon is at work in it, whose volume is mounted here or elsewhere
+  FilePath folder;            // resolved, as the person knows it
+  FileDescriptor descriptor;  // open for reading
+  bool isServed = false;      // a daemon is at work in it, whose volume is mounted here or elsewhere
 
   // Beneath the mount if a volume is mounted at `folder`, else the folder itself. NotAFolder; ForeignMount for a
-  // volume of neither the caller nor root, whose word is not taken; SystemFailure if its daemon has died.
+  // volume of neither the caller nor root, whose word is not taken; SystemFailure if its daemon has died, or if what it
+  // names is closed to the caller or is not the folder that the mount shows.
   [[nodiscard]] static std::expected<VolumeSource, VolumeError> open(const FilePath& folder);
 };
 

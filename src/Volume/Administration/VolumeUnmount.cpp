@@ -10,17 +10,18 @@
 #include <unordered_set>
 #include <utility>
 
+#include "Platform/Linux/DaemonAddress.h"
 #include "Platform/Linux/FileDescriptor.h"
+#include "Platform/Linux/FolderPath.h"
+#include "Platform/Linux/ProcessDescriptor.h"
 #include "Platform/Linux/StoredState.h"
 #include "Platform/Linux/SystemCall.h"
-#include "Volume/Administration/ChildProgram.h"
-#include "Volume/Administration/DaemonAddress.h"
-#include "Volume/Administration/FolderPath.h"
 #include "Volume/Administration/FolderUsers.h"
-#include "Volume/Administration/FolderWalk.h"
 #include "Volume/Administration/MountDetach.h"
 #include "Volume/Administration/MountedVolumes.h"
+#include "Volume/Administration/StopDescriptor.h"
 #include "Volume/Administration/VolumeSource.h"
+#include "Volume/Expansion/FolderWalk.h"
 
 namespace quillbrook {
 namespace {
@@ -46,23 +47,28 @@ void count(UnmountOutcome& outcome, const std::stop_token& stop) {
   if (FolderWalk::walk(source->descriptor.get(), outcome.folder, visitor, stop)) outcome.compressedFiles = files;
 }
 
-// The process that serves the mount; not open if that cannot be told.
-FileDescriptor daemonOf(const FilePath& mountPoint) {
+// The process that serves the mount; not open if it has ended already, or if the volume does not tell the caller.
+std::expected<FileDescriptor, VolumeError> daemonOf(const FilePath& mountPoint) {
   const auto address = DaemonAddress::ask(mountPoint);
-  if (!address) return {};
-  FileDescriptor process = openProcess(address->process);
+  if (!address) return FileDescriptor();
+  auto process = ProcessDescriptor::open(address->process);
+  if (!process && process.error() == ErrorNumber{ESRCH}) return FileDescriptor();
+  if (!process) return systemFailure("wait for the daemon of", mountPoint, process.error());
   // Had the number gone to another process in between, the volume would not answer with it any more.
-  if (DaemonAddress::ask(mountPoint) != address) return {};
-  return process;
+  if (DaemonAddress::ask(mountPoint) != address) return FileDescriptor();
+  return std::move(*process);
 }
 
-std::expected<void, VolumeError> awaitEnd(const FileDescriptor& process, std::stop_token stop) {
+std::expected<void, VolumeError> awaitEnd(const FileDescriptor& process, const FilePath& folder,
+                                          const StopDescriptor& stopping) {
   if (!process.isOpen()) return {};
-  const StopDescriptor stopping(std::move(stop));
   for (;;) {
     std::array<pollfd, 2> waited{{{.fd = process.get(), .events = POLLIN, .revents = 0},
                                   {.fd = stopping.get(), .events = POLLIN, .revents = 0}}};
-    if (::poll(waited.data(), waited.size(), -1) < 0 && errno != EINTR) return {};
+    if (::poll(waited.data(), waited.size(), -1) < 0) {
+      if (errno == EINTR) continue;
+      return systemFailure("wait for the daemon of", folder, ErrorNumber{errno});
+    }
     if (waited[0].revents != 0) return {};
     if (waited[1].revents != 0) return std::unexpected(VolumeErrors::Stopped{});
   }
@@ -87,21 +93,26 @@ std::expected<UnmountOutcome, VolumeError> VolumeUnmount::unmount(
   const auto cleared = MountDetach::clearStale(outcome.folder);
   if (!cleared) return std::unexpected(cleared.error());
   if (*cleared) {
-    outcome.wasStale = true;
     count(outcome, stop);
     onCounted(outcome);
     return outcome;
   }
 
-  if (auto users = FolderUsers::find(outcome.folder); users && !users->empty()) {
-    return std::unexpected(VolumeErrors::InUse{outcome.folder, std::move(*users)});
-  }
+  auto users = FolderUsers::find(outcome.folder);
+  if (!users) return systemFailure("look for users of", outcome.folder, users.error());
+  if (!users->empty()) return std::unexpected(VolumeErrors::InUse{outcome.folder, std::move(*users)});
   count(outcome, stop);
   if (stop.stop_requested()) return std::unexpected(VolumeErrors::Stopped{});
   onCounted(outcome);
-  const FileDescriptor daemon = daemonOf(outcome.folder);
-  if (const auto detached = MountDetach::detach(outcome.folder); !detached) return std::unexpected(detached.error());
-  if (const auto ended = awaitEnd(daemon, stop); !ended) return std::unexpected(ended.error());
+  auto daemon = daemonOf(outcome.folder);
+  if (!daemon) return std::unexpected(std::move(daemon.error()));
+  const auto stopping = StopDescriptor::open(stop);
+  if (!stopping) return systemFailure("wait for the daemon of", outcome.folder, stopping.error());
+  if (auto detached = MountDetach::detach(outcome.folder); !detached) {
+    return std::unexpected(std::move(detached.error()));
+  }
+  if (auto ended = awaitEnd(*daemon, outcome.folder, **stopping); !ended)
+    return std::unexpected(std::move(ended.error()));
   return outcome;
 }
 

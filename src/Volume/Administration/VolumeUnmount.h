@@ -18,13 +18,14 @@ struct UnmountOutcome {
   // source was not to be had; too small if some folders could not be read.
   std::optional<std::uint64_t> compressedFiles;
   std::uint64_t unreadFolders = 0;
-  bool wasStale = false;  // its daemon had died
 };
 
 namespace VolumeUnmount {
 
-// Detaches the volume and waits until its daemon has ended. `onCounted` is called once the count is known. Refuses with
-// InUse while a process stands in the volume or has files open there.
+// Detaches the volume, also one whose daemon has died, and waits until its daemon has ended; a volume that does not
+// answer the caller is not waited for. `onCounted` is called in this thread once the count is known. Refuses with InUse
+// while a process stands in the volume or has files open there; NotMounted, ForeignMount, and what MountDetach fails
+// with. Stopped, or SystemFailure for the wait, may also come when the volume is detached already.
 [[nodiscard]] std::expected<UnmountOutcome, VolumeError> unmount(
     const FilePath& folder, std::stop_token stop = {},
     const std::function<void(const UnmountOutcome&)>& onCounted = [](const UnmountOutcome&) {});

@@ -3,24 +3,28 @@
 
 #include <fcntl.h>
 #include <linux/capability.h>
-#include <spawn.h>
 #include <sys/ioctl.h>
-#include <sys/mount.h>
+#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/uio.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
+#include <chrono>
+#include <csignal>
 #include <cstring>
+#include <optional>
 #include <string_view>
+#include <thread>
 
+#include "Platform/Linux/FuseUnmount.h"
 #include "Platform/Linux/MountTable.h"
 #include "Platform/Linux/SystemCall.h"
 #include "Platform/Linux/VolumeProtocol.h"
 #include "Volume/Daemon/KernelProtocol.h"
 #include "Volume/Daemon/Volume.h"
+#include "Volume/Daemon/VolumeLog.h"
 
 namespace quillbrook {
 
@@ -31,6 +35,24 @@ bool mayRegisterBacking() {
   __user_cap_header_struct header{.version = _LINUX_CAPABILITY_VERSION_3, .pid = 0};
   std::array<__user_cap_data_struct, _LINUX_CAPABILITY_U32S_3> data{};
   return syscall(SYS_capget, &header, data.data()) == 0 && (data[0].effective & (1U << CAP_SYS_ADMIN)) != 0;
+}
+
+// Interrupts the wait of the thread that runs the session's loop; nothing else.
+constexpr int wakeUpSignal = SIGUSR2;
+
+// The mount at `path`. Asks the kernel alone, since nobody answers requests yet. Nothing if there is no mount of ours:
+// it was made elsewhere, and its device handed over.
+std::optional<KernelSession::Mount> mountAt(const FilePath& path) {
+  struct statx status{};
+  constexpr int flags = AT_STATX_DONT_SYNC | AT_NO_AUTOMOUNT;
+  if (::statx(AT_FDCWD, path.c_str(), flags, STATX_MNT_ID, &status) == -1) return std::nullopt;
+  const auto table = MountTable::read();
+  if (!table) return std::nullopt;
+  const auto found = std::ranges::find(*table, status.stx_mnt_id, &MountEntry::identifier);
+  if (found == table->end() || found->type != VolumeProtocol::mountType) return std::nullopt;
+  return KernelSession::Mount{
+      .identifier = status.stx_mnt_id,
+      .device = std::to_string(status.stx_dev_major) + ":" + std::to_string(status.stx_dev_minor)};
 }
 
 // libfuse takes "," as the end of an option.
@@ -65,13 +87,13 @@ Result<void> KernelSession::mount(const Options& options, const std::string& sou
   if (!session_) return std::unexpected(ErrorNumber::invalid);
 
   isPrivileged_ = mayRegisterBacking();
-  mountPoint_ = options.deviceDescriptor ? "/dev/fd/" + std::to_string(*options.deviceDescriptor)
-                                         : std::string(options.mountPoint.bytes());
-  if (fuse_session_mount(session_.get(), mountPoint_.c_str()) != 0) {
+  const std::string place =
+      options.deviceDescriptor ? "/dev/fd/" + std::to_string(*options.deviceDescriptor) : options.mountPoint.bytes();
+  if (fuse_session_mount(session_.get(), place.c_str()) != 0) {
     return std::unexpected(ErrorNumber{errno == 0 ? EIO : errno});
   }
   isMounted_ = true;
-  if (options.deviceDescriptor) mountPoint_ = options.mountPoint.bytes();
+  mount_ = mountAt(options.mountPoint);
   const fuse_custom_io io{.writev = send, .read = receive, .splice_receive = nullptr, .splice_send = nullptr};
   if (fuse_session_custom_io(session_.get(), &io, fuse_session_fd(session_.get())) != 0) {
     return std::unexpected(ErrorNumber{ENOMEM});
@@ -85,27 +107,36 @@ Result<void> KernelSession::serve() {
   // A descriptor for each thread, if the device can be opened again: it may have been handed over.
   fuse_loop_cfg_set_clone_fd(config, access("/dev/fuse", R_OK | W_OK) == 0 ? 1 : 0);
   fuse_loop_cfg_set_max_threads(config, 16);
+  loopThread_ = pthread_self();
+  struct sigaction wakeUp{};
+  wakeUp.sa_handler = [](int) {};
+  sigaction(wakeUpSignal, &wakeUp, nullptr);
   const int result = fuse_session_loop_mt(session_.get(), config);
+  hasEnded_ = true;
   fuse_loop_cfg_destroy(config);
   if (result < 0) return std::unexpected(ErrorNumber{-result});
   return {};
 }
 
 void KernelSession::detach() {
-  if (geteuid() == 0) {
-    if (umount2(mountPoint_.c_str(), MNT_DETACH | UMOUNT_NOFOLLOW) == 0) return;
-  } else {
-    std::array<std::string, 5> words{"fusermount3", "-uzq", "--", mountPoint_, {}};
-    std::array<char*, 5> arguments{words[0].data(), words[1].data(), words[2].data(), words[3].data(), nullptr};
-    pid_t child = -1;
-    int status = -1;
-    if (posix_spawnp(&child, "fusermount3", nullptr, nullptr, arguments.data(), environ) == 0 &&
-        SystemCall::retrying([&] { return waitpid(child, &status, 0); }) == child && status == 0) {
-      return;
-    }
+  if (const auto table = MountTable::read(); table && mount_) {
+    const auto own = std::ranges::find(*table, mount_->identifier, &MountEntry::identifier);
+    // Out of sight already, by whomever: it is served to its last handle.
+    if (own == table->end() || own->type != VolumeProtocol::mountType) return;
+    // The folder may have another name by now. What somebody has mounted over it is not ours to take away.
+    const bool isCovered = std::ranges::any_of(*table, [&](const MountEntry& other) {
+      return other.parentIdentifier == own->identifier && other.mountPoint == own->mountPoint;
+    });
+    if (!isCovered && FuseUnmount::unmount(FilePath(own->mountPoint), FuseUnmount::Manner::lazily)) return;
   }
   // It cannot be taken out of sight: end without it. Whoever still uses it gets errors, as after a crash.
+  volumeLog.write(LogLevel::error, "the mount could not be detached; the daemon ends all the same");
   fuse_session_exit(session_.get());
+  // The loop looks at that only when it wakes.
+  while (!hasEnded_) {
+    pthread_kill(loopThread_, wakeUpSignal);
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  }
 }
 
 Result<std::int32_t> KernelSession::registerBacking(int file) const {
@@ -129,17 +160,8 @@ void KernelSession::unregisterBacking(std::int32_t identifier) const {
 // The kernel reads ahead 128 KiB in every FUSE mount, whatever is agreed on with it; the administrator may have it read
 // more. A compressed file then comes in fewer requests, several of them under way at once.
 void KernelSession::raiseReadAhead() const {
-  // Not by stat, which would ask this daemon; and nothing but our own mount may be touched.
-  const auto mounts = MountTable::read();
-  const bool isOurs = std::ranges::any_of(mounts, [&](const MountEntry& mount) {
-    return mount.mountPoint == mountPoint_ && mount.type == VolumeProtocol::mountType;
-  });
-  struct statx status{};
-  if (!isOurs || statx(AT_FDCWD, mountPoint_.c_str(), AT_SYMLINK_NOFOLLOW | AT_STATX_DONT_SYNC, 0, &status) != 0) {
-    return;
-  }
-  const std::string path = "/sys/class/bdi/" + std::to_string(status.stx_dev_major) + ":" +
-                           std::to_string(status.stx_dev_minor) + "/read_ahead_kb";
+  if (!mount_) return;
+  const std::string path = "/sys/class/bdi/" + mount_->device + "/read_ahead_kb";
   const FileDescriptor file(::open(path.c_str(), O_WRONLY | O_CLOEXEC));
   // Who may not do this reads as before, only slower.
   constexpr std::string_view kibibytes = "1024";

@@ -2,11 +2,13 @@
 #pragma once
 
 #include <fuse_lowlevel.h>
+#include <pthread.h>
 
 #include <atomic>
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 
@@ -18,6 +20,11 @@ namespace quillbrook {
 // The connection to the kernel: libfuse's session, completed by what the kernel offers and this libfuse cannot ask for.
 class KernelSession {
  public:
+  struct Mount {
+    std::uint64_t identifier = 0;  // in the mount table
+    std::string device;            // "major:minor"
+  };
+
   KernelSession() = default;
   // Called once, when the kernel has been told what the volume can do: the mount stands.
   std::function<void()> whenReady = [] {};
@@ -33,7 +40,8 @@ class KernelSession {
                                    const fuse_lowlevel_ops& operations, void* userData);
   // Answers requests on several threads until the mount is gone or the session is told to end.
   [[nodiscard]] Result<void> serve();
-  // Takes the mount out of sight; it ends with its last handle. Any thread.
+  // Takes the mount out of sight; it ends with its last handle. Where that cannot be done, ends the session. Any thread
+  // but those that serve, once serve() has been called.
   void detach();
 
   [[nodiscard]] fuse_session* session() const { return session_.get(); }
@@ -55,8 +63,10 @@ class KernelSession {
   static ssize_t send(int device, iovec* parts, int count, void* userData);
 
   std::unique_ptr<fuse_session, Destroy> session_;
-  std::string mountPoint_;
+  std::optional<Mount> mount_;
   bool isMounted_ = false;
+  pthread_t loopThread_{};
+  std::atomic<bool> hasEnded_ = false;
   bool isPrivileged_ = false;
   // The exchange of INIT, seen by the session's I/O functions before anything else.
   std::uint64_t initRequest_ = 0;

@@ -4,6 +4,7 @@
 
 #include "Platform/Linux/SystemCall.h"
 #include "Platform/Linux/VolumeProtocol.h"
+#include "Platform/ReservedNames.h"
 #include "Volume/Daemon/Names.h"
 #include "Volume/Daemon/Operations.h"
 #include "Volume/Daemon/Reply.h"
@@ -13,11 +14,11 @@ namespace quillbrook {
 namespace Names {
 
 bool isHidden(Volume& volume, const Node& folder, std::string_view name) {
-  return &folder == &volume.nodes.root() && name == VolumeProtocol::privateFolder;
+  return VolumeProtocol::isPrivate(&folder == &volume.nodes.root(), name);
 }
 
 bool isTransient(std::string_view name) {
-  return name.ends_with(".slimtmp");
+  return ReservedNames::isWorkFileName(name);
 }
 
 Result<Reply::Entry> find(Volume& volume, Node& folder, int descriptor, const char* name) {

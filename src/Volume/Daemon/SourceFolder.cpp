@@ -2,15 +2,12 @@
 #include "Volume/Daemon/SourceFolder.h"
 
 #include <fcntl.h>
-#include <linux/limits.h>
-#include <mntent.h>
-#include <sys/file.h>
-#include <unistd.h>
 
-#include <array>
-#include <cstdio>
+#include <cerrno>
 
-#include "Platform/Linux/SystemCall.h"
+#include "Platform/Linux/FolderPath.h"
+#include "Platform/Linux/MountTable.h"
+#include "Platform/Linux/VolumeNesting.h"
 #include "Platform/Linux/VolumeProtocol.h"
 #include "Volume/Expansion/PrivateFolder.h"
 
@@ -22,43 +19,37 @@ std::string words(const std::string& what) {
   return what + ": " + ErrorNumber{errno}.text();
 }
 
-bool isBeneath(std::string_view path, std::string_view folder) {
-  return path == folder || folder == "/" || (path.starts_with(folder) && path[folder.size()] == '/');
-}
-
-// What of the volumes in the mount table speaks against `source`. A volume stands at its mount point and takes its
-// content from its source; neither may lie inside the other's.
-std::optional<std::string> conflict(const std::string& source) {
-  const std::unique_ptr<FILE, int (*)(FILE*)> table(setmntent("/proc/self/mounts", "re"), endmntent);
-  if (!table) return "cannot read the mount table";
-  mntent entry{};
-  std::array<char, 3 * PATH_MAX> buffer{};
-  while (getmntent_r(table.get(), &entry, buffer.data(), static_cast<int>(buffer.size())) != nullptr) {
-    if (entry.mnt_type != VolumeProtocol::mountType) continue;
-    for (const std::string place : {entry.mnt_dir, entry.mnt_fsname}) {
-      if (isBeneath(source, place)) return source + " lies inside the volume at " + entry.mnt_dir;
-      if (isBeneath(place, source)) return source + " holds the volume at " + entry.mnt_dir;
-    }
+// What of the volumes in the mount table speaks against `source`.
+std::optional<std::string> conflict(const FilePath& source) {
+  const auto table = MountTable::read();
+  if (!table) return "cannot read the mount table: " + table.error().text();
+  for (const MountEntry& entry : *table) {
+    if (entry.type != VolumeProtocol::mountType) continue;
+    const auto nesting = VolumeNesting::find(source, FilePath(entry.mountPoint), FilePath(entry.source));
+    if (!nesting) continue;
+    return source.displayText() + (nesting->isInside ? " lies inside" : " holds") + " the volume at " +
+           FilePath(entry.mountPoint).displayText() + ": unmount that one first";
   }
   return std::nullopt;
 }
 
-std::expected<FileDescriptor, std::string> lockSource(int source, bool isReadOnly) {
-  const auto folder = PrivateFolder::openRedo(source);
-  if (!folder) {
-    if (isReadOnly && (folder.error() == ErrorNumber{EROFS} || folder.error() == ErrorNumber{EACCES})) {
-      return FileDescriptor();
-    }
-    return std::unexpected("cannot make the volume's own folder: " + folder.error().text());
+std::expected<std::optional<SourceLock>, std::string> lockSource(int source, bool isReadOnly) {
+  const auto failed = [](ErrorNumber reason) {
+    return std::unexpected("cannot make the volume's own folder: " + reason.text());
+  };
+  if (isReadOnly) {
+    const auto folder = PrivateFolder::open(source);
+    if (!folder && (folder.error() == ErrorNumber{EROFS} || folder.error() == ErrorNumber{EACCES})) return std::nullopt;
+    if (!folder) return failed(folder.error());
   }
-  const std::string name = "../" + std::string(VolumeProtocol::lockFile);
-  FileDescriptor lock(openat(folder->get(), name.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600));
-  if (!lock.isOpen()) return std::unexpected(words("cannot make the volume's lock"));
-  if (SystemCall::retrying([&] { return flock(lock.get(), LOCK_EX | LOCK_NB); }) != 0) {
-    return std::unexpected(errno == EWOULDBLOCK ? "another daemon serves this folder"
-                                                : words("cannot lock the folder"));
+  auto lock = SourceLock::acquire(source);
+  if (!lock && lock.error() == ErrorNumber::wouldBlock) {
+    return std::unexpected("another daemon serves this folder, or `quillbrookctl volume restore` is at work in it");
   }
-  return lock;
+  if (!lock) return std::unexpected("cannot lock the folder: " + lock.error().text());
+  // Without a place for redo copies no compressed file could ever be written to.
+  if (const auto redo = PrivateFolder::openRedo(source); !redo) return failed(redo.error());
+  return std::move(*lock);
 }
 
 bool isSameFolder(const FilePath& path, const struct stat& status) {
@@ -74,16 +65,15 @@ std::expected<SourceFolder, std::string> SourceFolder::open(const Options& optio
   if (!descriptor.isOpen()) return std::unexpected(words(options.source.displayText()));
   if (fstat(descriptor.get(), &folder.status) != 0) return std::unexpected(words(options.source.displayText()));
 
-  std::array<char, PATH_MAX> path{};
-  const ssize_t length = readlink(SystemCall::pathOf(descriptor.get()).c_str(), path.data(), path.size());
-  if (length <= 0) return std::unexpected(words("cannot tell where the folder lies"));
-  folder.path.assign(path.data(), static_cast<std::size_t>(length));
+  const auto path = FolderPath::of(descriptor.get());
+  if (!path) return std::unexpected("cannot tell where the folder lies: " + path.error().text());
+  folder.path = path->bytes();
 
   if (options.deviceDescriptor) {
     // Mounted already, and nobody answers there before this daemon does: the mount point must not be touched.
     folder.isInPlace = options.mountPoint == options.source || options.mountPoint.bytes() == folder.path;
   } else {
-    if (auto reason = conflict(folder.path)) return std::unexpected(std::move(*reason));
+    if (auto reason = conflict(*path)) return std::unexpected(std::move(*reason));
     folder.isInPlace = isSameFolder(options.mountPoint, folder.status);
   }
   auto lock = lockSource(descriptor.get(), options.readOnly);

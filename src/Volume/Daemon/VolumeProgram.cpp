@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <csignal>
 #include <iostream>
 #include <optional>
@@ -18,6 +19,7 @@
 #include "Volume/Daemon/Operations.h"
 #include "Volume/Daemon/Options.h"
 #include "Volume/Daemon/Volume.h"
+#include "Volume/Daemon/VolumeLog.h"
 #include "Volume/Expansion/ExpansionRecovery.h"
 
 namespace quillbrook::VolumeProgram {
@@ -25,7 +27,7 @@ namespace quillbrook::VolumeProgram {
 namespace {
 
 void complain(const std::string& text) {
-  std::cerr << "quillbrook-volume: " << text << std::endl;
+  std::cerr << "quillbrook-volume: " << text << '\n' << std::flush;
 }
 
 // Allows as many descriptors as the host lets this process have, and tells how many of them to keep for nodes.
@@ -54,8 +56,10 @@ void announce(FileDescriptor& ready) {
   const FileDescriptor nowhere(open("/dev/null", O_RDWR | O_CLOEXEC));
   for (const int standard : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) dup2(nowhere.get(), standard);
   const char byte = 0;
-  static_cast<void>(SystemCall::retrying([&] { return write(ready.get(), &byte, 1); }));
+  const bool isHeard = SystemCall::retrying([&] { return write(ready.get(), &byte, 1); }) == 1;
   ready.reset();
+  // Whoever wanted the mount has been stopped, and will tell that there is none.
+  if (!isHeard) kill(getpid(), SIGTERM);
 }
 
 sigset_t endingSignals() {
@@ -71,8 +75,15 @@ class SignalThread {
   explicit SignalThread(KernelSession& kernel)
       : thread_([&kernel] {
           const sigset_t signals = endingSignals();
-          int signal = 0;
-          while (sigwait(&signals, &signal) == 0 && signal != SIGUSR1) kernel.detach();
+          for (;;) {
+            siginfo_t signal{};
+            if (sigwaitinfo(&signals, &signal) == -1) continue;
+            if (signal.si_signo != SIGUSR1) {
+              kernel.detach();
+            } else if (signal.si_pid == getpid()) {
+              return;
+            }
+          }
         }) {}
   ~SignalThread() {
     pthread_kill(thread_.native_handle(), SIGUSR1);
@@ -93,13 +104,25 @@ int serve(const Options& options, FileDescriptor ready) {
     complain(source.error());
     return 1;
   }
-  if (!options.readOnly) ExpansionRecovery::run(source->descriptor->get());
+  if (!options.readOnly) {
+    const RecoveryOutcome recovery = ExpansionRecovery::run(source->descriptor->get());
+    if (!recovery.failures.empty()) {
+      complain(sentence(recovery));
+      volumeLog.write(
+          LogLevel::error, "%d of %d interrupted conversions could not be completed",
+          {static_cast<std::int64_t>(recovery.found - recovery.settled), static_cast<std::int64_t>(recovery.found)});
+    }
+  }
   const std::string name = source->path;
   const sigset_t signals = endingSignals();
   pthread_sigmask(SIG_BLOCK, &signals, nullptr);
   signal(SIGIO, SIG_IGN);  // what the end of a lease sends
+  signal(SIGPIPE, SIG_IGN);
   umask(0);
-  if (chdir("/") != 0) return 1;
+  if (chdir("/") != 0) {
+    complain("cannot go to the root folder: " + ErrorNumber{errno}.text());
+    return 1;
+  }
 
   Volume volume(options, std::move(*source), descriptorCapacity());
   volume.kernel.whenReady = [&ready] { announce(ready); };
@@ -109,7 +132,10 @@ int serve(const Options& options, FileDescriptor ready) {
   }
   const SignalThread thread(volume.kernel);
   const auto served = volume.kernel.serve();
-  return served ? 0 : 1;
+  if (served) return 0;
+  complain("serving " + options.mountPoint.displayText() + " has ended: " + served.error().text());
+  volumeLog.write(LogLevel::error, "serving has ended: %{public}s", {served.error().text()});
+  return 1;
 }
 
 }  // namespace
@@ -126,17 +152,27 @@ int run(std::span<const std::string> arguments) {
   for (FilePath* path : {&options->source, &options->mountPoint}) {
     if (!path->bytes().starts_with('/')) {
       std::array<char, PATH_MAX> folder{};
-      if (getcwd(folder.data(), folder.size()) != nullptr) *path = FilePath(folder.data()).appending(path->bytes());
+      if (getcwd(folder.data(), folder.size()) == nullptr) {
+        complain("cannot tell what folder " + path->displayText() + " is in: " + ErrorNumber{errno}.text());
+        return 1;
+      }
+      *path = FilePath(folder.data()).appending(path->bytes());
     }
   }
   if (options->foreground) return serve(*options, {});
 
   std::array<int, 2> ends{};
-  if (pipe2(ends.data(), O_CLOEXEC) != 0) return 1;
+  if (pipe2(ends.data(), O_CLOEXEC) != 0) {
+    complain("cannot go to the background: " + ErrorNumber{errno}.text());
+    return 1;
+  }
   FileDescriptor readEnd(ends[0]);
   FileDescriptor writeEnd(ends[1]);
   const pid_t child = fork();
-  if (child < 0) return 1;
+  if (child < 0) {
+    complain("cannot go to the background: " + ErrorNumber{errno}.text());
+    return 1;
+  }
   if (child > 0) {
     writeEnd.reset();
     return waitUntilReady(child, readEnd);

@@ -52,12 +52,14 @@ class NewCopy {
 Result<NewCopy> createCopy(int folder) {
   while (true) {
     std::uint32_t identifier = 0;
-    if (getrandom(&identifier, sizeof identifier, 0) != sizeof identifier) return SystemCall::failure();
+    // So few bytes come all at once or not at all.
+    if (SystemCall::retrying([&] { return getrandom(&identifier, sizeof identifier, 0); }) < 0) {
+      return SystemCall::failure();
+    }
     if (identifier == 0) continue;
-    FileDescriptor file(
-        openat(folder, std::to_string(identifier).c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
-    if (file.isOpen()) return NewCopy(folder, identifier, std::move(file));
-    if (errno != EEXIST) return SystemCall::failure();
+    auto file = SystemCall::openAt(folder, std::to_string(identifier).c_str(), O_RDWR | O_CREAT | O_EXCL, 0600);
+    if (file) return NewCopy(folder, identifier, std::move(*file));
+    if (file.error() != ErrorNumber::exists) return std::unexpected(file.error());
   }
 }
 
@@ -91,10 +93,11 @@ Result<void> nameCopy(int file, const ContainerState& before, const ContainerSta
 }  // namespace
 
 Result<void> expand(int source, int file, const ContainerState& state) {
-  struct stat status{};
-  if (fstat(file, &status) != 0) return SystemCall::failure();
-  if (static_cast<std::uint64_t>(status.st_size) != state.rawByteCount())
+  const auto status = SystemCall::status(file);
+  if (!status) return std::unexpected(status.error());
+  if (static_cast<std::uint64_t>(status->st_size) != state.rawByteCount()) {
     return std::unexpected(ErrorNumber::inputOutput);
+  }
   const DescriptorSource bytes(file);
   const auto reader = ContainerReader::open(bytes, state);
   if (!reader) return std::unexpected(reader.error());
@@ -144,17 +147,18 @@ void abandon(int file, const ContainerState& state, const RedoRecord& record) {
 Result<void> finish(int source, int file, const ContainerState& state) {
   const auto folder = PrivateFolder::openRedo(source);
   if (!folder) return std::unexpected(folder.error());
-  const FileDescriptor copy(
-      openat(folder->get(), std::to_string(state.redoIdentifier).c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
-  if (!copy.isOpen()) return std::unexpected(ErrorNumber::inputOutput);
-  struct stat status{};
-  if (fstat(copy.get(), &status) != 0) return SystemCall::failure();
-  if (!S_ISREG(status.st_mode) || static_cast<std::uint64_t>(status.st_size) != state.logicalByteCount) {
+  const auto copy = SystemCall::openAt(folder->get(), std::to_string(state.redoIdentifier).c_str(),
+                                       O_RDONLY | O_NOFOLLOW | O_NONBLOCK);
+  if (!copy && copy.error() == ErrorNumber::noEntry) return std::unexpected(ErrorNumber::inputOutput);
+  if (!copy) return std::unexpected(copy.error());
+  const auto status = SystemCall::status(copy->get());
+  if (!status) return std::unexpected(status.error());
+  if (!S_ISREG(status->st_mode) || static_cast<std::uint64_t>(status->st_size) != state.logicalByteCount) {
     return std::unexpected(ErrorNumber::inputOutput);
   }
-  const auto record = RedoRecord::read(copy.get());
+  const auto record = RedoRecord::read(copy->get());
   if (!record) return std::unexpected(record.error());
-  return complete(folder->get(), file, copy.get(), *record, state);
+  return complete(folder->get(), file, copy->get(), *record, state);
 }
 
 }  // namespace quillbrook::Expansion

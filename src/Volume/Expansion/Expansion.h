@@ -5,14 +5,12 @@
 #include "Platform/ErrorNumber.h"
 #include "Volume/Expansion/RedoRecord.h"
 
-namespace quillbrook {
-
 // Turns a container back into an ordinary file in place, so that its inode, hard links, open handles, attributes and
 // owner stay. The order makes it safe at every moment: the decoded content is written to a redo copy in the volume's
 // private folder and synced; the state then names that copy, synced; the inode is rewritten and synced; the state goes;
 // the copy goes. From the moment the state names it until the state goes, the copy is the content.
 // Calls for one inode must not overlap: the caller holds that inode's lock.
-namespace Expansion {
+namespace quillbrook::Expansion {
 
 // `source` is a descriptor of the volume's source folder, `file` one of the container, open for reading and writing.
 // Access and modification times stay. Runs of zeros come back as holes. `noSpace` and every other failure before the
@@ -29,5 +27,4 @@ namespace Expansion {
 // and the times that this changed.
 void abandon(int file, const ContainerState& state, const RedoRecord& record);
 
-}  // namespace Expansion
-}  // namespace quillbrook
+}  // namespace quillbrook::Expansion

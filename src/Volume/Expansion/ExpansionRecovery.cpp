@@ -1,117 +1,183 @@
 // SPDX-License-Identifier: MIT
 #include "Volume/Expansion/ExpansionRecovery.h"
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <charconv>
-#include <memory>
+#include <iterator>
 #include <optional>
-#include <string>
-#include <vector>
+#include <stop_token>
+#include <utility>
 
 #include "Platform/Linux/FileDescriptor.h"
+#include "Platform/Linux/FolderListing.h"
+#include "Platform/Linux/FolderPath.h"
+#include "Platform/Linux/ParsedNumber.h"
 #include "Platform/Linux/StoredState.h"
+#include "Platform/Linux/SystemCall.h"
 #include "Platform/Linux/VolumeProtocol.h"
 #include "Volume/Expansion/Expansion.h"
+#include "Volume/Expansion/FolderWalk.h"
 #include "Volume/Expansion/PrivateFolder.h"
 #include "Volume/Expansion/RedoRecord.h"
 
-namespace quillbrook::ExpansionRecovery {
-
+namespace quillbrook {
 namespace {
 
 struct Copy {
   std::uint32_t identifier = 0;
-  std::string name;
   RedoRecord record;
   bool isSettled = false;
+  ErrorNumber reason = ErrorNumber::noEntry;  // why not
 };
-
-std::vector<std::string> namesIn(int folder) {
-  FileDescriptor own(openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  const std::unique_ptr<DIR, int (*)(DIR*)> listing(fdopendir(own.get()), closedir);
-  if (!listing) return {};
-  static_cast<void>(own.release());  // the listing's now
-  std::vector<std::string> names;
-  while (const dirent* entry = readdir(listing.get())) {
-    const std::string_view name = entry->d_name;
-    if (name != "." && name != "..") names.emplace_back(name);
-  }
-  return names;
-}
-
-std::vector<Copy> copiesIn(int folder) {
-  std::vector<Copy> copies;
-  for (const std::string& name : namesIn(folder)) {
-    Copy copy;
-    copy.name = name;
-    const auto [end, error] = std::from_chars(name.data(), name.data() + name.size(), copy.identifier);
-    if (error != std::errc() || end != name.data() + name.size() || copy.identifier == 0) continue;
-    const FileDescriptor file(openat(folder, name.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
-    const auto record = file.isOpen() ? RedoRecord::read(file.get()) : std::unexpected(ErrorNumber::noEntry);
-    if (record) {
-      copy.record = *record;
-      copies.push_back(std::move(copy));
-    } else if (record.error() == ErrorNumber::attributeMissing) {
-      // The record is the first thing that a copy gets: without one it was never named.
-      unlinkat(folder, name.c_str(), 0);
-    }
-  }
-  return copies;
-}
 
 bool isTarget(const Copy& copy, const struct stat& status) {
   return S_ISREG(status.st_mode) && status.st_dev == copy.record.device && status.st_ino == copy.record.inode;
 }
 
-// `folder`/`name` is the copy's target: completes its expansion, or removes a copy that its state does not name.
-void settle(int source, int redo, int folder, const std::string& name, Copy& copy) {
-  const FileDescriptor file(openat(folder, name.c_str(), O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-  struct stat status{};
-  if (!file.isOpen() || fstat(file.get(), &status) != 0 || !isTarget(copy, status)) return;
-  const auto state = StoredState::read(file.get());
-  if (!state) return;
-  if (*state && (*state)->redoIdentifier == copy.identifier) {
-    copy.isSettled = Expansion::finish(source, file.get(), **state).has_value();
-  } else {
-    if (*state && (*state)->isSealed() && (*state)->redoIdentifier == 0 &&
-        static_cast<std::uint64_t>(status.st_size) == (*state)->rawByteCount()) {
-      Expansion::abandon(file.get(), **state, copy.record);
-    }
-    copy.isSettled = unlinkat(redo, copy.name.c_str(), 0) == 0;
-  }
-}
+class Recovery {
+ public:
+  explicit Recovery(int source) : source_(source), path_(FolderPath::of(source).value_or(FilePath("."))) {}
 
-// Looks at everything beneath `folder` on the same file system.
-void search(int source, int redo, int folder, std::vector<Copy>& copies) {
-  for (const std::string& name : namesIn(folder)) {
-    struct stat status{};
-    if (fstatat(folder, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) continue;
-    if (S_ISDIR(status.st_mode) && name != VolumeProtocol::privateFolder) {
-      const FileDescriptor inner(openat(folder, name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-      if (inner.isOpen()) search(source, redo, inner.get(), copies);
+  RecoveryOutcome run() {
+    auto redo = PrivateFolder::openRedo(source_);
+    if (!redo) {
+      fail(redoPath(), redo.error());
+      return outcome_;
     }
-    for (Copy& copy : copies) {
-      if (!copy.isSettled && isTarget(copy, status)) settle(source, redo, folder, name, copy);
+    redo_ = std::move(*redo);
+    if (const auto listed = readCopies(); !listed) fail(redoPath(), listed.error());
+    for (Copy& copy : copies_) {
+      if (!copy.record.path.empty()) settle(source_, copy.record.path.c_str(), copy);
+    }
+    if (hasUnsettled()) search();
+    for (const Copy& copy : copies_) {
+      if (!copy.isSettled) fail(pathOf(copy), copy.reason);
+    }
+    return outcome_;
+  }
+
+ private:
+  [[nodiscard]] FilePath redoPath() const {
+    return path_.appending(VolumeProtocol::privateFolder).appending(VolumeProtocol::redoFolder);
+  }
+  [[nodiscard]] FilePath pathOf(const Copy& copy) const {
+    return redoPath().appending(std::to_string(copy.identifier));
+  }
+  [[nodiscard]] bool hasUnsettled() const { return !std::ranges::all_of(copies_, &Copy::isSettled); }
+  void fail(FilePath place, ErrorNumber reason) {
+    outcome_.failures.push_back({.place = std::move(place), .reason = reason});
+  }
+
+  Result<void> readCopies() {
+    auto listing = FolderListing::open(redo_.get());
+    if (!listing) return std::unexpected(listing.error());
+    for (;;) {
+      const auto entry = listing->next();
+      if (!entry) return std::unexpected(entry.error());
+      if (!*entry) return {};
+      const auto identifier = parsedNumber<std::uint32_t>((*entry)->name);
+      if (!identifier || *identifier == 0) continue;
+      ++outcome_.found;
+      if (const auto read = readCopy({.identifier = *identifier, .record = {}}); !read) {
+        fail(redoPath().appending((*entry)->name), read.error());
+      }
     }
   }
-}
+
+  Result<void> readCopy(Copy copy) {
+    const auto file =
+        SystemCall::openAt(redo_.get(), std::to_string(copy.identifier).c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK);
+    if (!file) return std::unexpected(file.error());
+    auto record = RedoRecord::read(file->get());
+    // The record is the first thing that a copy gets: without one it was never named.
+    if (!record && record.error() == ErrorNumber::attributeMissing) return remove(copy);
+    if (!record) return std::unexpected(record.error());
+    copy.record = std::move(*record);
+    copies_.push_back(std::move(copy));
+    return {};
+  }
+
+  Result<void> remove(Copy& copy) {
+    const auto removed =
+        SystemCall::checked([&] { return ::unlinkat(redo_.get(), std::to_string(copy.identifier).c_str(), 0); });
+    if (removed) markSettled(copy);
+    return removed;
+  }
+
+  void markSettled(Copy& copy) {
+    copy.isSettled = true;
+    ++outcome_.settled;
+  }
+
+  // If `folder`/`name` is the copy's target: completes its expansion, or removes a copy that its state does not name.
+  void settle(int folder, const char* name, Copy& copy) {
+    const auto done = [&]() -> Result<void> {
+      const auto file = SystemCall::openAt(folder, name, O_RDWR | O_NOFOLLOW | O_NONBLOCK);
+      if (!file) return std::unexpected(file.error());
+      const auto status = SystemCall::status(file->get());
+      if (!status) return std::unexpected(status.error());
+      if (!isTarget(copy, *status)) return std::unexpected(ErrorNumber::noEntry);
+      const auto state = StoredState::read(file->get());
+      if (!state) return std::unexpected(state.error());
+      if (*state && (*state)->redoIdentifier == copy.identifier) {
+        const auto finished = Expansion::finish(source_, file->get(), **state);
+        if (finished) markSettled(copy);
+        return finished;
+      }
+      if (*state && (*state)->isSealed() && (*state)->redoIdentifier == 0 &&
+          static_cast<std::uint64_t>(status->st_size) == (*state)->rawByteCount()) {
+        Expansion::abandon(file->get(), **state, copy.record);
+      }
+      return remove(copy);
+    }();
+    if (!done) copy.reason = done.error();
+  }
+
+  void search() {
+    std::stop_source allSettled;
+    std::vector<RecoveryOutcome::Failure> unreadable;
+    const FolderWalk::Visitor visitor{
+        .onFile =
+            [&](const WalkedFile& file) {
+              for (Copy& copy : copies_) {
+                if (!copy.isSettled && isTarget(copy, file.status)) settle(file.folder, file.name, copy);
+              }
+              if (!hasUnsettled()) allSettled.request_stop();
+            },
+        .onUnreadable = [&](const FilePath& path,
+                            ErrorNumber reason) { unreadable.push_back({.place = path, .reason = reason}); }};
+    if (FolderWalk::walk(source_, path_, visitor, allSettled.get_token())) {
+      std::ranges::move(unreadable, std::back_inserter(outcome_.failures));
+    }
+  }
+
+  int source_;
+  FilePath path_;
+  FileDescriptor redo_;
+  std::vector<Copy> copies_;
+  RecoveryOutcome outcome_;
+};
 
 }  // namespace
 
-void run(int source) {
-  const auto redo = PrivateFolder::openRedo(source);
-  if (!redo) return;
-  auto copies = copiesIn(redo->get());
-  for (Copy& copy : copies) {
-    if (!copy.record.path.empty()) settle(source, redo->get(), source, copy.record.path, copy);
+std::string sentence(const RecoveryOutcome& outcome) {
+  if (outcome.failures.empty()) return {};
+  std::string text = std::to_string(outcome.found - outcome.settled) + " of " + std::to_string(outcome.found) +
+                     " files that were being turned back when an earlier run ended could not be completed. Nothing of "
+                     "them is lost as long as the redo copies stay; put right what is told here and mount again, or "
+                     "run `quillbrookctl volume restore`:";
+  for (const RecoveryOutcome::Failure& failure : outcome.failures) {
+    text += "\n  " + failure.place.displayText() + ": " +
+            (failure.reason == ErrorNumber::noEntry ? "its file was not found" : failure.reason.text());
   }
-  std::erase_if(copies, [](const Copy& copy) { return copy.isSettled; });
-  if (!copies.empty()) search(source, redo->get(), source, copies);
+  return text;
 }
 
-}  // namespace quillbrook::ExpansionRecovery
+RecoveryOutcome ExpansionRecovery::run(int source) {
+  return Recovery(source).run();
+}
+
+}  // namespace quillbrook

@@ -4,7 +4,9 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
+#include <cerrno>
 #include <string>
+#include <string_view>
 
 #include "Platform/Linux/SystemCall.h"
 #include "Platform/Linux/VolumeProtocol.h"
@@ -15,14 +17,11 @@ namespace {
 
 Result<FileDescriptor> openMade(int parent, std::string_view name) {
   const std::string leaf(name);
-  constexpr int flags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
-  FileDescriptor folder(openat(parent, leaf.c_str(), flags));
-  if (folder.isOpen()) return folder;
-  if (errno != ENOENT) return SystemCall::failure();
+  constexpr int flags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW;
+  auto folder = SystemCall::openAt(parent, leaf.c_str(), flags);
+  if (folder || folder.error() != ErrorNumber::noEntry) return folder;
   if (mkdirat(parent, leaf.c_str(), 0700) != 0 && errno != EEXIST) return SystemCall::failure();
-  folder = FileDescriptor(openat(parent, leaf.c_str(), flags));
-  if (!folder.isOpen()) return SystemCall::failure();
-  return folder;
+  return SystemCall::openAt(parent, leaf.c_str(), flags);
 }
 
 }  // namespace

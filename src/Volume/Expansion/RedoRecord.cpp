@@ -3,59 +3,63 @@
 
 #include <linux/limits.h>
 #include <sys/xattr.h>
-#include <unistd.h>
 
 #include <array>
 #include <bit>
+#include <cerrno>
+#include <cstddef>
 #include <cstring>
 #include <type_traits>
 
+#include "Platform/Linux/FolderPath.h"
 #include "Platform/Linux/SystemCall.h"
 
 namespace quillbrook {
 
 namespace {
 
-// The attribute's value: this, the capability, the path. Little-endian.
+// The attribute's value: this, the capability, the path. Little-endian; docs/volume-format.md shows every byte.
 struct Head {
+  std::array<char, 2> magic;
+  std::uint8_t version;
+  std::uint8_t reserved;  // 0
+  std::uint32_t mode;
   std::uint64_t device;
   std::uint64_t inode;
   std::int64_t accessSeconds;
   std::int64_t modificationSeconds;
   std::uint32_t accessNanoseconds;
   std::uint32_t modificationNanoseconds;
-  std::uint32_t mode;
   std::uint32_t capabilityByteCount;
+  std::uint32_t pathByteCount;
 };
-static_assert(sizeof(Head) == 48 && std::has_unique_object_representations_v<Head>);
+static_assert(sizeof(Head) == 56 && std::has_unique_object_representations_v<Head>);
 static_assert(std::endian::native == std::endian::little);
+
+constexpr std::array magic{'Q', 'R'};
+constexpr std::uint8_t currentVersion = 1;
 
 constexpr const char* capabilityName = "security.capability";
 constexpr std::size_t capabilityMaximum = 64;  // the kernel's largest is 24 bytes
 
 // Where `file` lies beneath `source`, as the kernel tells it; empty if it is elsewhere or has no name any more.
 std::string pathBeneath(int source, int file) {
-  std::array<char, PATH_MAX> folder{};
-  std::array<char, PATH_MAX> leaf{};
-  const ssize_t folderLength = readlink(SystemCall::pathOf(source).c_str(), folder.data(), folder.size());
-  const ssize_t leafLength = readlink(SystemCall::pathOf(file).c_str(), leaf.data(), leaf.size());
-  if (folderLength <= 0 || leafLength <= folderLength + 1) return {};
-  const std::string_view folderPath(folder.data(), static_cast<std::size_t>(folderLength));
-  const std::string_view leafPath(leaf.data(), static_cast<std::size_t>(leafLength));
-  if (!leafPath.starts_with(folderPath) || leafPath[folderPath.size()] != '/') return {};
-  return std::string(leafPath.substr(folderPath.size() + 1));
+  const auto folder = FolderPath::of(source);
+  const auto leaf = FolderPath::of(file);
+  if (!folder || !leaf) return {};
+  return FolderPath::beneath(folder->bytes(), leaf->bytes()).value_or("");
 }
 
 }  // namespace
 
 Result<RedoRecord> RedoRecord::of(int source, int file) {
-  struct stat status{};
-  if (fstat(file, &status) != 0) return SystemCall::failure();
-  RedoRecord record{.device = status.st_dev,
-                    .inode = status.st_ino,
-                    .mode = status.st_mode & 07777U,
-                    .accessTime = status.st_atim,
-                    .modificationTime = status.st_mtim,
+  const auto status = SystemCall::status(file);
+  if (!status) return std::unexpected(status.error());
+  RedoRecord record{.device = status->st_dev,
+                    .inode = status->st_ino,
+                    .mode = status->st_mode & 07777U,
+                    .accessTime = status->st_atim,
+                    .modificationTime = status->st_mtim,
                     .capability = std::vector<std::uint8_t>(capabilityMaximum),
                     .path = pathBeneath(source, file)};
   const ssize_t length = fgetxattr(file, capabilityName, record.capability.data(), record.capability.size());
@@ -72,7 +76,9 @@ Result<RedoRecord> RedoRecord::read(int copy) {
   Head head{};
   if (bytes.size() < sizeof head) return std::unexpected(ErrorNumber::inputOutput);
   std::memcpy(&head, bytes.data(), sizeof head);
-  if (head.capabilityByteCount > bytes.size() - sizeof head) return std::unexpected(ErrorNumber::inputOutput);
+  const bool isKnown = head.magic == magic && head.version == currentVersion;
+  const std::uint64_t expected = sizeof head + std::uint64_t{head.capabilityByteCount} + head.pathByteCount;
+  if (!isKnown || expected != bytes.size()) return std::unexpected(ErrorNumber::inputOutput);
   const auto capability = bytes.begin() + sizeof head;
   const auto path = capability + head.capabilityByteCount;
   return RedoRecord{.device = head.device,
@@ -85,28 +91,34 @@ Result<RedoRecord> RedoRecord::read(int copy) {
 }
 
 Result<void> RedoRecord::write(int copy) const {
-  const Head head{.device = device,
-                  .inode = inode,
-                  .accessSeconds = accessTime.tv_sec,
-                  .modificationSeconds = modificationTime.tv_sec,
-                  .accessNanoseconds = static_cast<std::uint32_t>(accessTime.tv_nsec),
-                  .modificationNanoseconds = static_cast<std::uint32_t>(modificationTime.tv_nsec),
-                  .mode = mode,
-                  .capabilityByteCount = static_cast<std::uint32_t>(capability.size())};
+  Head head{.magic = magic,
+            .version = currentVersion,
+            .reserved = 0,
+            .mode = mode,
+            .device = device,
+            .inode = inode,
+            .accessSeconds = accessTime.tv_sec,
+            .modificationSeconds = modificationTime.tv_sec,
+            .accessNanoseconds = static_cast<std::uint32_t>(accessTime.tv_nsec),
+            .modificationNanoseconds = static_cast<std::uint32_t>(modificationTime.tv_nsec),
+            .capabilityByteCount = static_cast<std::uint32_t>(capability.size()),
+            .pathByteCount = static_cast<std::uint32_t>(path.size())};
   std::vector<std::uint8_t> bytes(sizeof head);
-  std::memcpy(bytes.data(), &head, sizeof head);
   bytes.insert(bytes.end(), capability.begin(), capability.end());
   const std::size_t withoutPath = bytes.size();
   bytes.insert(bytes.end(), path.begin(), path.end());
+  std::memcpy(bytes.data(), &head, sizeof head);
   if (fsetxattr(copy, attributeName, bytes.data(), bytes.size(), 0) == 0) return {};
   // A long path may be more than the host's attributes hold; the inode number alone finds the file as well.
+  head.pathByteCount = 0;
+  std::memcpy(bytes.data(), &head, sizeof head);
   return SystemCall::checked([&] { return fsetxattr(copy, attributeName, bytes.data(), withoutPath, 0); });
 }
 
 Result<void> RedoRecord::restore(int file) const {
-  struct stat status{};
-  if (fstat(file, &status) != 0) return SystemCall::failure();
-  if ((status.st_mode & 07777U) != mode && fchmod(file, mode) != 0) return SystemCall::failure();
+  const auto status = SystemCall::status(file);
+  if (!status) return std::unexpected(status.error());
+  if ((status->st_mode & 07777U) != mode && fchmod(file, mode) != 0) return SystemCall::failure();
   if (!capability.empty() && fsetxattr(file, capabilityName, capability.data(), capability.size(), 0) != 0 &&
       errno != EPERM) {
     return SystemCall::failure();

@@ -24,17 +24,6 @@ bool isZero(std::span<const std::uint8_t> bytes) {
   return bytes.empty() || (bytes.front() == 0 && std::memcmp(bytes.data(), bytes.data() + 1, bytes.size() - 1) == 0);
 }
 
-Result<void> writeAll(int file, std::span<const std::uint8_t> bytes, std::uint64_t offset) {
-  while (!bytes.empty()) {
-    const ssize_t count =
-        SystemCall::retrying([&] { return pwrite(file, bytes.data(), bytes.size(), static_cast<off_t>(offset)); });
-    if (count < 0) return SystemCall::failure();
-    bytes = bytes.subspan(static_cast<std::size_t>(count));
-    offset += static_cast<std::uint64_t>(count);
-  }
-  return {};
-}
-
 // The parts of a chunk that hold anything; `offset` is aligned.
 Result<void> writeWithHoles(int file, std::span<const std::uint8_t> bytes, std::uint64_t offset) {
   const auto pageAt = [&](std::size_t at) {
@@ -43,7 +32,7 @@ Result<void> writeWithHoles(int file, std::span<const std::uint8_t> bytes, std::
   for (std::size_t begin = 0; begin < bytes.size();) {
     std::size_t end = begin;
     while (end < bytes.size() && !isZero(pageAt(end))) end += pageAt(end).size();
-    if (const auto written = writeAll(file, bytes.subspan(begin, end - begin), offset + begin); !written)
+    if (const auto written = SystemCall::writeAll(file, offset + begin, bytes.subspan(begin, end - begin)); !written)
       return written;
     while (end < bytes.size() && isZero(pageAt(end))) end += pageAt(end).size();
     begin = end;
@@ -80,7 +69,7 @@ Result<void> copyRange(int file, int copy, std::uint64_t offset, std::uint64_t c
     if (got < 0) return SystemCall::failure();
     if (got == 0) return std::unexpected(ErrorNumber::inputOutput);
     const std::span<const std::uint8_t> bytes(buffer.data(), static_cast<std::size_t>(got));
-    if (const auto written = writeAll(file, bytes, offset); !written) return written;
+    if (const auto written = SystemCall::writeAll(file, offset, bytes); !written) return written;
     offset += bytes.size();
   }
   return {};
@@ -97,7 +86,7 @@ Result<void> clear(int file, std::uint64_t offset, std::uint64_t count) {
   const std::vector<std::uint8_t> zeros(std::min<std::uint64_t>(count, chunkByteCount));
   for (std::uint64_t end = offset + count; offset < end;) {
     const std::size_t part = std::min<std::uint64_t>(zeros.size(), end - offset);
-    if (const auto written = writeAll(file, std::span(zeros).first(part), offset); !written) return written;
+    if (const auto written = SystemCall::writeAll(file, offset, std::span(zeros).first(part)); !written) return written;
     offset += part;
   }
   return {};

@@ -6,10 +6,9 @@
 #include "Container/ContainerReader.h"
 #include "Platform/ErrorNumber.h"
 
-namespace quillbrook {
-
-// Content moved between files with its runs of zeros left out.
-namespace SparseCopy {
+// Content moved between files with its runs of zeros left out. Descriptors are open for what is done to them. Any
+// thread; errors are those of the calls, and `inputOutput` for a copy that is shorter than it should be.
+namespace quillbrook::SparseCopy {
 
 // Zeros are left out in pieces of this size, aligned.
 inline constexpr std::uint64_t pageByteCount = 4096;
@@ -24,5 +23,4 @@ inline constexpr std::uint64_t pageByteCount = 4096;
 // Makes the content of `file` that of `copy`, `byteCount` long, sharing the blocks where the host can.
 [[nodiscard]] Result<void> rewrite(int file, int copy, std::uint64_t byteCount);
 
-}  // namespace SparseCopy
-}  // namespace quillbrook
+}  // namespace quillbrook::SparseCopy
