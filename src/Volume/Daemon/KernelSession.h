@@ -32,8 +32,6 @@ class KernelSession {
   ~KernelSession();
   KernelSession(const KernelSession&) = delete;
   KernelSession& operator=(const KernelSession&) = delete;
-  KernelSession(KernelSession&&) = delete;
-  KernelSession& operator=(KernelSession&&) = delete;
 
   // Makes the session and mounts it. `userData` goes to the operations. The failure has been printed by libfuse.
   [[nodiscard]] Result<void> mount(const Options& options, const std::string& sourceName,
