@@ -17,12 +17,12 @@
 #include <thread>
 #include <vector>
 
-#include "OrdinaryUser.h"
 #include "Platform/Linux/FileDescriptor.h"
 #include "SourceTree.h"
 #include "Volume/Administration/VolumeCheck.h"
 #include "Volume/Administration/VolumeRestore.h"
 #include "Volume/Expansion/RedoRecord.h"
+#include "support/OrdinaryUser.h"
 
 namespace quillbrook {
 namespace {

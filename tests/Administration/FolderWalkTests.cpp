@@ -8,10 +8,10 @@
 #include <string>
 #include <vector>
 
-#include "OrdinaryUser.h"
 #include "Platform/Linux/FileDescriptor.h"
 #include "SourceTree.h"
 #include "Volume/Expansion/FolderWalk.h"
+#include "support/OrdinaryUser.h"
 
 namespace quillbrook {
 namespace {

@@ -110,64 +110,6 @@ TEST_P(ReplacementTest, ReadersGoOnAndTheOldInodeIsFreeAtOnce) {
   EXPECT_EQ(Content::read(reader), bytes);
 }
 
-// A file system of its own, so that its free space tells of nothing else.
-class SmallFileSystem {
- public:
-  explicit SmallFileSystem(std::string path) : path_(std::move(path)) {
-    isMounted_ = ::mount("tmpfs", path_.c_str(), "tmpfs", 0, "size=64m") == 0;
-  }
-  ~SmallFileSystem() {
-    if (isMounted_) umount2(path_.c_str(), MNT_DETACH);
-  }
-  SmallFileSystem(const SmallFileSystem&) = delete;
-  SmallFileSystem& operator=(const SmallFileSystem&) = delete;
-  SmallFileSystem(SmallFileSystem&&) = delete;
-  SmallFileSystem& operator=(SmallFileSystem&&) = delete;
-
-  [[nodiscard]] std::optional<std::string> obstacle() const {
-    if (!isMounted_) return "no tmpfs can be mounted here";
-    if (setxattr(path_.c_str(), "user.x", "x", 1, 0) != 0) return "this tmpfs keeps no attributes";
-    return std::nullopt;
-  }
-  [[nodiscard]] std::uint64_t usedByteCount() const {
-    struct statvfs status{};
-    EXPECT_EQ(statvfs(path_.c_str(), &status), 0);
-    return (status.f_blocks - status.f_bfree) * status.f_frsize;
-  }
-
- private:
-  std::string path_;
-  bool isMounted_ = false;
-};
-
-// The daemon and the kernel keep hold of what was opened a short while ago, so that it opens faster again.
-TEST(ReplacementSpaceTest, WhatTheKernelServedByItselfIsFreedAsWell) {
-  if (const auto obstacle = MountedFolder::obstacle()) GTEST_SKIP() << *obstacle;
-  const ScratchFolder scratch;
-  const std::string folder = scratch.folder().bytes();
-  const SmallFileSystem host(folder);
-  if (const auto obstacle = host.obstacle()) GTEST_SKIP() << *obstacle;
-  const MountedFolder mounted(folder);
-  ASSERT_TRUE(mounted.isMounted());
-  const std::string path = mounted.at("f");
-  const std::string bytes = Content::text(8'000'000);
-  Content::write(path, bytes);
-  EXPECT_EQ(Content::read(path), bytes);
-  EXPECT_EQ(Content::read(path), bytes);
-  const std::uint64_t full = host.usedByteCount();
-  Content::compress(path);
-  EXPECT_LT(host.usedByteCount(), full / 2) << "replaced";
-  EXPECT_EQ(Content::read(path), bytes);
-  ASSERT_TRUE(FileCompressor::decompress(FilePath(path)));
-  EXPECT_EQ(Content::read(path), bytes);
-  ASSERT_EQ(unlink(path.c_str()), 0);
-  // The kernel says a moment later that it has forgotten the file.
-  for (int attempt = 0; attempt < 1000 && host.usedByteCount() >= full / 2; ++attempt) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(10));
-  }
-  EXPECT_LT(host.usedByteCount(), full / 2) << "unlinked";
-}
-
 // Writers of every kind against compress and decompress loops: every byte for which a call returned must be there.
 TEST_P(ReplacementTest, NothingWrittenIsLostWhileFilesAreSwapped) {
   const std::string base = Content::text(40'000);
@@ -237,6 +179,64 @@ TEST_P(ReplacementTest, NothingWrittenIsLostWhileFilesAreSwapped) {
   EXPECT_EQ(Content::read(mounted_->at("count")).substr(base.size()), std::to_string(counted));
   for (const auto& [kind, count] : swaps) std::cout << count << " swaps against " << kind << '\n';
   EXPECT_FALSE(isMissing());
+}
+
+// A file system of its own, so that its free space tells of nothing else.
+class SmallFileSystem {
+ public:
+  explicit SmallFileSystem(std::string path) : path_(std::move(path)) {
+    isMounted_ = mount("tmpfs", path_.c_str(), "tmpfs", 0, "size=64m") == 0;
+  }
+  ~SmallFileSystem() {
+    if (isMounted_) umount2(path_.c_str(), MNT_DETACH);
+  }
+  SmallFileSystem(const SmallFileSystem&) = delete;
+  SmallFileSystem& operator=(const SmallFileSystem&) = delete;
+  SmallFileSystem(SmallFileSystem&&) = delete;
+  SmallFileSystem& operator=(SmallFileSystem&&) = delete;
+
+  [[nodiscard]] std::optional<std::string> obstacle() const {
+    if (!isMounted_) return "no tmpfs can be mounted here";
+    if (setxattr(path_.c_str(), "user.x", "x", 1, 0) != 0) return "this tmpfs keeps no attributes";
+    return std::nullopt;
+  }
+  [[nodiscard]] std::uint64_t usedByteCount() const {
+    struct statvfs status{};
+    EXPECT_EQ(statvfs(path_.c_str(), &status), 0);
+    return (status.f_blocks - status.f_bfree) * status.f_frsize;
+  }
+
+ private:
+  std::string path_;
+  bool isMounted_ = false;
+};
+
+// The daemon and the kernel keep hold of what was opened a short while ago, so that it opens faster again.
+TEST(ReplacementSpaceTest, WhatTheKernelServedByItselfIsFreedAsWell) {
+  if (const auto obstacle = MountedFolder::obstacle()) GTEST_SKIP() << *obstacle;
+  const ScratchFolder scratch;
+  const std::string folder = scratch.folder().bytes();
+  const SmallFileSystem host(folder);
+  if (const auto obstacle = host.obstacle()) GTEST_SKIP() << *obstacle;
+  const MountedFolder mounted(folder);
+  ASSERT_TRUE(mounted.isMounted());
+  const std::string path = mounted.at("f");
+  const std::string bytes = Content::text(8'000'000);
+  Content::write(path, bytes);
+  EXPECT_EQ(Content::read(path), bytes);
+  EXPECT_EQ(Content::read(path), bytes);
+  const std::uint64_t full = host.usedByteCount();
+  Content::compress(path);
+  EXPECT_LT(host.usedByteCount(), full / 2) << "replaced";
+  EXPECT_EQ(Content::read(path), bytes);
+  ASSERT_TRUE(FileCompressor::decompress(FilePath(path)));
+  EXPECT_EQ(Content::read(path), bytes);
+  ASSERT_EQ(unlink(path.c_str()), 0);
+  // The kernel says a moment later that it has forgotten the file.
+  for (int attempt = 0; attempt < 1000 && host.usedByteCount() >= full / 2; ++attempt) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+  EXPECT_LT(host.usedByteCount(), full / 2) << "unlinked";
 }
 
 INSTANTIATE_TEST_SUITE_P(Owners, ReplacementTest, testing::ValuesIn(owners), ownerName);

@@ -40,21 +40,6 @@ bool mayRegisterBacking() {
 // Interrupts the wait of the thread that runs the session's loop; nothing else.
 constexpr int wakeUpSignal = SIGUSR2;
 
-// The mount at `path`. Asks the kernel alone, since nobody answers requests yet. Nothing if there is no mount of ours:
-// it was made elsewhere, and its device handed over.
-std::optional<KernelSession::Mount> mountAt(const FilePath& path) {
-  struct statx status{};
-  constexpr int flags = AT_STATX_DONT_SYNC | AT_NO_AUTOMOUNT;
-  if (::statx(AT_FDCWD, path.c_str(), flags, STATX_MNT_ID, &status) == -1) return std::nullopt;
-  const auto table = MountTable::read();
-  if (!table) return std::nullopt;
-  const auto found = std::ranges::find(*table, status.stx_mnt_id, &MountEntry::identifier);
-  if (found == table->end() || found->type != VolumeProtocol::mountType) return std::nullopt;
-  return KernelSession::Mount{
-      .identifier = status.stx_mnt_id,
-      .device = std::to_string(status.stx_dev_major) + ":" + std::to_string(status.stx_dev_minor)};
-}
-
 // libfuse takes "," as the end of an option.
 std::string escaped(const std::string& text) {
   std::string result;
@@ -66,6 +51,19 @@ std::string escaped(const std::string& text) {
 }
 
 }  // namespace
+
+std::optional<KernelSession::OwnMount> KernelSession::OwnMount::at(const FilePath& path) {
+  struct statx status{};
+  // Asks the kernel alone, since nobody answers requests yet.
+  constexpr int flags = AT_STATX_DONT_SYNC | AT_NO_AUTOMOUNT;
+  if (::statx(AT_FDCWD, path.c_str(), flags, STATX_MNT_ID, &status) == -1) return std::nullopt;
+  const auto table = MountTable::read();
+  if (!table) return std::nullopt;
+  const auto found = std::ranges::find(*table, status.stx_mnt_id, &MountEntry::identifier);
+  if (found == table->end() || found->type != VolumeProtocol::mountType) return std::nullopt;
+  return OwnMount{.identifier = status.stx_mnt_id,
+                  .device = std::to_string(status.stx_dev_major) + ":" + std::to_string(status.stx_dev_minor)};
+}
 
 KernelSession::~KernelSession() {
   if (isMounted_) fuse_session_unmount(session_.get());
@@ -93,7 +91,7 @@ Result<void> KernelSession::mount(const Options& options, const std::string& sou
     return std::unexpected(ErrorNumber{errno == 0 ? EIO : errno});
   }
   isMounted_ = true;
-  mount_ = mountAt(options.mountPoint);
+  ownMount_ = OwnMount::at(options.mountPoint);
   const fuse_custom_io io{.writev = send, .read = receive, .splice_receive = nullptr, .splice_send = nullptr};
   if (fuse_session_custom_io(session_.get(), &io, fuse_session_fd(session_.get())) != 0) {
     return std::unexpected(ErrorNumber{ENOMEM});
@@ -119,8 +117,8 @@ Result<void> KernelSession::serve() {
 }
 
 void KernelSession::detach() {
-  if (const auto table = MountTable::read(); table && mount_) {
-    const auto own = std::ranges::find(*table, mount_->identifier, &MountEntry::identifier);
+  if (const auto table = MountTable::read(); table && ownMount_) {
+    const auto own = std::ranges::find(*table, ownMount_->identifier, &MountEntry::identifier);
     // Out of sight already, by whomever: it is served to its last handle.
     if (own == table->end() || own->type != VolumeProtocol::mountType) return;
     // The folder may have another name by now. What somebody has mounted over it is not ours to take away.
@@ -160,9 +158,9 @@ void KernelSession::unregisterBacking(std::int32_t identifier) const {
 // The kernel reads ahead 128 KiB in every FUSE mount, whatever is agreed on with it; the administrator may have it read
 // more. A compressed file then comes in fewer requests, several of them under way at once.
 void KernelSession::raiseReadAhead() const {
-  if (!mount_) return;
-  const std::string path = "/sys/class/bdi/" + mount_->device + "/read_ahead_kb";
-  const FileDescriptor file(::open(path.c_str(), O_WRONLY | O_CLOEXEC));
+  if (!ownMount_) return;
+  const FileDescriptor file(
+      ::open(("/sys/class/bdi/" + ownMount_->device + "/read_ahead_kb").c_str(), O_WRONLY | O_CLOEXEC));
   // Who may not do this reads as before, only slower.
   constexpr std::string_view kibibytes = "1024";
   if (file.isOpen()) static_cast<void>(!::write(file.get(), kibibytes.data(), kibibytes.size()));

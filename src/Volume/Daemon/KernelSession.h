@@ -20,11 +20,6 @@ namespace quillbrook {
 // The connection to the kernel: libfuse's session, completed by what the kernel offers and this libfuse cannot ask for.
 class KernelSession {
  public:
-  struct Mount {
-    std::uint64_t identifier = 0;  // in the mount table
-    std::string device;            // "major:minor"
-  };
-
   KernelSession() = default;
   // Called once, when the kernel has been told what the volume can do: the mount stands.
   std::function<void()> whenReady = [] {};
@@ -32,6 +27,8 @@ class KernelSession {
   ~KernelSession();
   KernelSession(const KernelSession&) = delete;
   KernelSession& operator=(const KernelSession&) = delete;
+  KernelSession(KernelSession&&) = delete;
+  KernelSession& operator=(KernelSession&&) = delete;
 
   // Makes the session and mounts it. `userData` goes to the operations. The failure has been printed by libfuse.
   [[nodiscard]] Result<void> mount(const Options& options, const std::string& sourceName,
@@ -52,6 +49,13 @@ class KernelSession {
   void unregisterBacking(std::int32_t identifier) const;
 
  private:
+  struct OwnMount {
+    std::uint64_t identifier = 0;  // in the mount table
+    std::string device;            // "major:minor"
+
+    // Nothing if no mount of ours is there: it was made elsewhere, and its device handed over.
+    [[nodiscard]] static std::optional<OwnMount> at(const FilePath& path);
+  };
   struct Destroy {
     void operator()(fuse_session* session) const { fuse_session_destroy(session); }
   };
@@ -61,7 +65,7 @@ class KernelSession {
   static ssize_t send(int device, iovec* parts, int count, void* userData);
 
   std::unique_ptr<fuse_session, Destroy> session_;
-  std::optional<Mount> mount_;
+  std::optional<OwnMount> ownMount_;
   bool isMounted_ = false;
   pthread_t loopThread_{};
   std::atomic<bool> hasEnded_ = false;
