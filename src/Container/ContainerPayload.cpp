@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <atomic>
-#include <cstring>
 #include <utility>
 
 #include "Container/Checksum.h"
@@ -52,24 +51,18 @@ Result<std::span<const std::uint8_t>> ContainerPayload::view(std::uint64_t offse
     const auto wanted = std::min((wantedEnd + spanByteCount - 1) / spanByteCount, firstSpan + windowSpanCount);
     const auto end = std::min(std::max(needed, wanted) * spanByteCount, byteCount_);
     const auto wholeByteCount = static_cast<std::size_t>(end - firstSpan * spanByteCount);
-    // A chunk often begins in the span in which the one before it ended: what is verified already is kept.
-    std::span<const std::uint8_t> verified;
-    if (isMine && window.firstSpan_ <= firstSpan && firstSpan * spanByteCount < windowEnd) {
-      verified = std::span(window.bytes_.get(), window.byteCount_)
-                     .subspan(static_cast<std::size_t>(firstSpan * spanByteCount - windowStart));
-    }
-    const auto kept = verified.size();
     window.payloadIdentifier_ = 0;
-    if (wholeByteCount > window.capacity_) {
-      auto larger = std::make_unique_for_overwrite<std::uint8_t[]>(wholeByteCount);
-      std::ranges::copy(verified, larger.get());
-      window.bytes_ = std::move(larger);
-      window.capacity_ = wholeByteCount;
-    } else if (kept != 0) {
-      std::memmove(window.bytes_.get(), verified.data(), kept);
+    // A chunk often begins in the span in which the one before it ended: what is verified already is kept.
+    std::size_t kept = 0;
+    if (isMine && window.firstSpan_ <= firstSpan && firstSpan * spanByteCount < windowEnd) {
+      const auto surplus = static_cast<std::size_t>(firstSpan * spanByteCount - windowStart);
+      std::shift_left(window.bytes_.begin(), window.bytes_.begin() + static_cast<std::ptrdiff_t>(window.byteCount_),
+                      static_cast<std::ptrdiff_t>(surplus));
+      kept = window.byteCount_ - surplus;
     }
+    if (window.bytes_.size() < wholeByteCount) window.bytes_.resize(wholeByteCount);
     window.byteCount_ = wholeByteCount;
-    const auto fresh = std::span(window.bytes_.get(), wholeByteCount).subspan(kept);
+    const auto fresh = std::span(window.bytes_).first(wholeByteCount).subspan(kept);
     const auto freshOffset = firstSpan * spanByteCount + kept;
     const auto got = source_->read(freshOffset, fresh);
     if (!got) return std::unexpected(got.error());
@@ -82,7 +75,7 @@ Result<std::span<const std::uint8_t>> ContainerPayload::view(std::uint64_t offse
     window.firstSpan_ = firstSpan;
     window.payloadIdentifier_ = identifier_;
   }
-  return std::span<const std::uint8_t>(window.bytes_.get(), window.byteCount_)
+  return std::span<const std::uint8_t>(window.bytes_)
       .subspan(static_cast<std::size_t>(offset - window.firstSpan_ * spanByteCount), count);
 }
 

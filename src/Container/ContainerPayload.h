@@ -3,7 +3,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 #include <span>
 #include <vector>
 
@@ -23,9 +22,7 @@ class ContainerPayload {
     std::uint64_t payloadIdentifier_ = 0;  // 0: empty
     std::uint64_t firstSpan_ = 0;
     std::size_t byteCount_ = 0;
-    std::size_t capacity_ = 0;
-    // Not a vector: it would clear what is read into it next.
-    std::unique_ptr<std::uint8_t[]> bytes_;
+    std::vector<std::uint8_t> bytes_;  // never made shorter, so that nothing is cleared that is read next
   };
 
   [[nodiscard]] std::size_t spanCount() const { return checksums_.size(); }

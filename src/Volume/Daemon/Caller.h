@@ -17,8 +17,6 @@ class Caller {
   ~Caller();
   Caller(const Caller&) = delete;
   Caller& operator=(const Caller&) = delete;
-  Caller(Caller&&) = delete;
-  Caller& operator=(Caller&&) = delete;
 
  private:
   bool isActing_ = false;

@@ -7,7 +7,6 @@
 
 #include <array>
 #include <cstddef>
-#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -34,7 +33,7 @@ class Listing {
   }
 
  private:
-  enum class Outcome : std::uint8_t { added, passedOver, full };
+  enum class Outcome { added, passedOver, full };
   Outcome add(int descriptor, const dirent64& entry, bool withAttributes);
   Outcome addPlain(const dirent64& entry, const InodeKey& key);
   Outcome place(std::size_t length);

@@ -20,8 +20,6 @@ class InodeDescriptor {
   ~InodeDescriptor();
   InodeDescriptor(const InodeDescriptor&) = delete;
   InodeDescriptor& operator=(const InodeDescriptor&) = delete;
-  InodeDescriptor(InodeDescriptor&&) = delete;
-  InodeDescriptor& operator=(InodeDescriptor&&) = delete;
 
   [[nodiscard]] int get() const { return file_.get(); }
   // The kernel's number for the inode as a backing file, asked for once and given back with the descriptor: an inode

@@ -4,6 +4,7 @@
 #include <linux/fuse.h>
 #include <linux/ioctl.h>
 
+#include <array>
 #include <cstdint>
 
 // What the kernel's side of FUSE knows and the headers of older systems do not: from the kernel's
@@ -29,7 +30,7 @@ struct InitReply {
   std::uint16_t mapAlignment;
   std::uint32_t flags2;
   std::uint32_t maxStackDepth;
-  std::uint32_t unused[6];
+  std::array<std::uint32_t, 6> unused;
 };
 static_assert(sizeof(InitReply) == 64);
 

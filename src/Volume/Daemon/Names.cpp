@@ -49,8 +49,6 @@ class FolderLocks {
   }
   FolderLocks(const FolderLocks&) = delete;
   FolderLocks& operator=(const FolderLocks&) = delete;
-  FolderLocks(FolderLocks&&) = delete;
-  FolderLocks& operator=(FolderLocks&&) = delete;
 
  private:
   Node& first_;

@@ -88,8 +88,6 @@ class InodeLock {
   }
   InodeLock(const InodeLock&) = delete;
   InodeLock& operator=(const InodeLock&) = delete;
-  InodeLock(InodeLock&&) = delete;
-  InodeLock& operator=(InodeLock&&) = delete;
 
  private:
   Node& node_;

@@ -22,8 +22,6 @@ class Notifier {
   ~Notifier();
   Notifier(const Notifier&) = delete;
   Notifier& operator=(const Notifier&) = delete;
-  Notifier(Notifier&&) = delete;
-  Notifier& operator=(Notifier&&) = delete;
 
   // The same as attributesChanged, done when this returns. With no lock held: writing back what the kernel has of the
   // node may be waited for.

@@ -26,7 +26,7 @@ void release(fuse_req_t request, fuse_ino_t number, fuse_file_info* file) {
 
 void read(fuse_req_t request, fuse_ino_t number, std::size_t size, off_t offset, fuse_file_info*) {
   // One for each thread, as large as the largest request that it has seen.
-  thread_local std::vector<char> buffer;
+  static thread_local std::vector<char> buffer;
   if (buffer.size() < size) buffer.resize(size);
   Reply::answer(request, [&](Volume& volume) -> Result<Reply::Bytes> {
     return Content::sharing(volume, volume.node(number), false, [&](OpenFile& open) -> Result<Reply::Bytes> {

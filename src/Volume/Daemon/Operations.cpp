@@ -10,7 +10,7 @@ namespace quillbrook::Operations {
 namespace {
 
 void negotiate(void* userData, fuse_conn_info* connection) {
-  Volume& volume = *static_cast<Volume*>(userData);
+  const Volume& volume = *static_cast<const Volume*>(userData);
   constexpr unsigned byteCount = 1U << 20U;
   connection->max_read = byteCount;  // as the mount was asked for
   connection->max_write = byteCount;

@@ -38,8 +38,6 @@ class HeldNode {
   ~HeldNode() { volume_.nodes.forget(node_, 1); }
   HeldNode(const HeldNode&) = delete;
   HeldNode& operator=(const HeldNode&) = delete;
-  HeldNode(HeldNode&&) = delete;
-  HeldNode& operator=(HeldNode&&) = delete;
   [[nodiscard]] Node& get() const { return node_; }
 
  private:
@@ -65,8 +63,6 @@ class ReplacementLocks {
   }
   ReplacementLocks(const ReplacementLocks&) = delete;
   ReplacementLocks& operator=(const ReplacementLocks&) = delete;
-  ReplacementLocks(ReplacementLocks&&) = delete;
-  ReplacementLocks& operator=(ReplacementLocks&&) = delete;
 
  private:
   Node& first_;

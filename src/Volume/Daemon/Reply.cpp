@@ -67,7 +67,8 @@ void send(fuse_req_t request, Volume& volume, const Entry& reply) {
 }
 
 void send(fuse_req_t request, Volume&, const Opened& reply) {
-  const iovec part{.iov_base = const_cast<KernelProtocol::OpenReply*>(&reply.reply), .iov_len = sizeof reply.reply};
+  KernelProtocol::OpenReply opened = reply.reply;
+  const iovec part{.iov_base = &opened, .iov_len = sizeof opened};
   if (!sendParts(request, {&part, 1})) Handles::release(reply.node, reply.handle);
 }
 

@@ -41,8 +41,6 @@ class SCOPED_CAPABILITY MutexLock {
   ~MutexLock() RELEASE() { mutex_.unlock(); }
   MutexLock(const MutexLock&) = delete;
   MutexLock& operator=(const MutexLock&) = delete;
-  MutexLock(MutexLock&&) = delete;
-  MutexLock& operator=(MutexLock&&) = delete;
 
  private:
   Mutex& mutex_;
@@ -62,8 +60,6 @@ class CAPABILITY("shared mutex") SharedMutex {
   ~SharedMutex() { pthread_rwlock_destroy(&lock_); }
   SharedMutex(const SharedMutex&) = delete;
   SharedMutex& operator=(const SharedMutex&) = delete;
-  SharedMutex(SharedMutex&&) = delete;
-  SharedMutex& operator=(SharedMutex&&) = delete;
 
   void lock() ACQUIRE() { pthread_rwlock_wrlock(&lock_); }
   void unlock() RELEASE() { pthread_rwlock_unlock(&lock_); }
@@ -80,8 +76,6 @@ class SCOPED_CAPABILITY ExclusiveLock {
   ~ExclusiveLock() RELEASE() { mutex_.unlock(); }
   ExclusiveLock(const ExclusiveLock&) = delete;
   ExclusiveLock& operator=(const ExclusiveLock&) = delete;
-  ExclusiveLock(ExclusiveLock&&) = delete;
-  ExclusiveLock& operator=(ExclusiveLock&&) = delete;
 
  private:
   SharedMutex& mutex_;
@@ -93,8 +87,6 @@ class SCOPED_CAPABILITY SharedLock {
   ~SharedLock() RELEASE_GENERIC() { mutex_.unlockShared(); }
   SharedLock(const SharedLock&) = delete;
   SharedLock& operator=(const SharedLock&) = delete;
-  SharedLock(SharedLock&&) = delete;
-  SharedLock& operator=(SharedLock&&) = delete;
 
  private:
   SharedMutex& mutex_;

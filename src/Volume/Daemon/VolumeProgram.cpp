@@ -91,8 +91,6 @@ class SignalThread {
   }
   SignalThread(const SignalThread&) = delete;
   SignalThread& operator=(const SignalThread&) = delete;
-  SignalThread(SignalThread&&) = delete;
-  SignalThread& operator=(SignalThread&&) = delete;
 
  private:
   std::thread thread_;

@@ -20,6 +20,7 @@ const ErrorNumber badDescriptor{EBADF};
 Result<std::size_t> writeAll(int file, const char* bytes, std::size_t size, off_t offset, int flags) {
   std::size_t done = 0;
   while (done < size) {
+    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-const-cast): the structure serves reading and writing
     const iovec part{.iov_base = const_cast<char*>(bytes) + done, .iov_len = size - done};
     const ssize_t count =
         SystemCall::retrying([&] { return pwritev2(file, &part, 1, offset + static_cast<off_t>(done), flags); });
