@@ -49,7 +49,7 @@ const std::vector<Case>& cases() {
       {"read-only", {}, std::nullopt, ""},
       {"bit", {&Tree::flipBit}, Kind::damagedContainer, failed},
       {"bit and surplus", {&Tree::flipBit, &Tree::appendMore}, Kind::damagedContainer, failed},
-      {"trailer bit", {&Tree::flipTrailerBit}, Kind::damagedContainer, failed},
+      {"trailer bit", {&Tree::flipTrailerBit}, Kind::damagedContainer, ""},  // its content is all there
       {"cut", {&Tree::cutShort}, Kind::cutShort, failed},
       {"lost", {&Tree::loseState}, Kind::attributeMissing, ""},
       {"lost, bit", {&Tree::loseState, &Tree::flipBit}, Kind::damagedContainer, failed},
@@ -137,8 +137,8 @@ std::map<std::string, std::string> restore(const Tree& tree, bool isFirst) {
   });
   EXPECT_TRUE(result.has_value()) << sentence(result.error());
   if (result) {
-    EXPECT_EQ(result->restored, isFirst ? 10U : 0U);
-    EXPECT_EQ(result->failed, 10U);
+    EXPECT_EQ(result->restored, isFirst ? 11U : 0U);
+    EXPECT_EQ(result->failed, 9U);
   }
   return events;
 }
@@ -171,7 +171,8 @@ void meetEveryCase() {
     }
     EXPECT_TRUE(tree.read(c.name) == content);
     EXPECT_FALSE(tree.isCompressed(c.name));
-    EXPECT_EQ(std::filesystem::last_write_time(tree.at(c.name)), times[c.restored.empty() ? "whole" : c.name]);
+    EXPECT_EQ(std::filesystem::last_write_time(tree.at(c.name)),
+              times[c.restored.empty() && c.name != "trailer bit" ? "whole" : c.name]);
     if (!c.restored.empty()) {
       EXPECT_EQ(tree.read(c.restored), "more");
     }
@@ -182,7 +183,7 @@ void meetEveryCase() {
   for (const char* name : {"folder/second name", "ordinary", "name \xFF\n", "flags", "foreign.slimtmp"}) {
     EXPECT_TRUE(tree.read(name) == content) << name;
   }
-  EXPECT_EQ(restore(tree, false).size(), 10U) << "what failed fails again, and nothing else is told";
+  EXPECT_EQ(restore(tree, false).size(), 9U) << "what failed fails again, and nothing else is told";
 }
 
 TEST(DamageTests, EachIsToldAndWhatCanBeIsBroughtBack) {
