@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <sys/wait.h>
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <csignal>
@@ -173,9 +174,9 @@ TEST_F(NativeFileCompressorTest, OperationsOnOneFileExcludeEachOther) {
   std::atomic<int> wrongReads = 0;
   std::atomic<int> swaps = 0;
   {
-    std::vector<std::jthread> threads;
-    for (const Route& route : routes) {
-      threads.emplace_back([&] {
+    std::array<std::jthread, routes.size()> threads;
+    std::ranges::transform(routes, threads.begin(), [&](const Route& route) {
+      return std::jthread([&, route] {
         for (int i = 0; i < 150; ++i) {
           const std::string result = route.run(url_);
           if (result == "success") ++swaps;
@@ -185,11 +186,11 @@ TEST_F(NativeFileCompressorTest, OperationsOnOneFileExcludeEachOther) {
                                      "fileChangedDuringOperation", "temporaryFileConflict"));
         }
       });
-    }
+    });
     const std::jthread reader([&] {
       while (!stopped) wrongReads += read() != content ? 1 : 0;
     });
-    threads.clear();
+    for (std::jthread& thread : threads) thread.join();
     stopped = true;
   }
   EXPECT_EQ(wrongReads, 0);

@@ -167,7 +167,7 @@ TEST(ExpansionTest, AFullDiskFailsTheOpeningAndLosesNothing) {
   if (const auto obstacle = MountedFolder::obstacle()) GTEST_SKIP() << *obstacle;
   if (geteuid() != 0) GTEST_SKIP() << "mounting a small file system needs root";
   const std::string bytes = Content::text(600'000);
-  for (const std::size_t room : {20'000U, 400'000U, 900'000U}) {
+  for (const std::size_t room : {20'000U, 400'000U, 700'000U}) {
     const ScratchFolder disk;
     const std::string place = disk.folder().bytes();
     ASSERT_EQ(mount("none", place.c_str(), "tmpfs", 0, "size=4m"), 0);

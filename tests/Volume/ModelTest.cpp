@@ -74,7 +74,7 @@ class ModelTest : public VolumeTest {
     FileDescriptor descriptor;
     File file;
   };
-  const unsigned long seed_ = numberFromEnvironment("MODEL_SEED", std::random_device()());
+  const unsigned long seed_ = numberFromEnvironment("QUILLBROOK_MODEL_SEED", std::random_device()());
   std::mt19937_64 random_{seed_};
   std::map<std::string, File> names_;
   std::vector<Handle> handles_;
@@ -210,12 +210,13 @@ class ModelTest : public VolumeTest {
 };
 
 TEST_P(ModelTest, TheMountHoldsWhatWasDoneToIt) {
-  std::cout << "MODEL_SEED=" << seed_ << '\n' << std::flush;
+  std::cout << "QUILLBROOK_MODEL_SEED=" << seed_ << '\n' << std::flush;
   std::string last;
   int count = 0;
   constexpr int between = 20;
   constexpr int remounts = 400;
-  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(numberFromEnvironment("MODEL_SECONDS", 3));
+  const auto end =
+      std::chrono::steady_clock::now() + std::chrono::seconds(numberFromEnvironment("QUILLBROOK_MODEL_SECONDS", 3));
   for (; !HasFailure() && std::chrono::steady_clock::now() < end; ++count) {
     last = step();
     if (count % between == 0) compareAll();
