@@ -9,8 +9,8 @@
 // A process as something that poll(2) can wait for. Any thread.
 namespace quillbrook::ProcessDescriptor {
 
-// Readable once the process has ended, also if it is nobody's child here. Errors as of pidfd_open(2): ESRCH if there is none of
-// that number.
+// Readable once the process has ended, also if it is nobody's child here. Errors as of pidfd_open(2): ESRCH if there is
+// none of that number.
 [[nodiscard]] Result<FileDescriptor> open(pid_t process);
 
 }  // namespace quillbrook::ProcessDescriptor
