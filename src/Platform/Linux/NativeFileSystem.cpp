@@ -13,6 +13,7 @@
 #include "Platform/Linux/AttributeSpace.h"
 #include "Platform/Linux/BackingFile.h"
 #include "Platform/Linux/ContainerBuilder.h"
+#include "Platform/Linux/DataSync.h"
 #include "Platform/Linux/ExtendedAttributes.h"
 #include "Platform/Linux/FileFlags.h"
 #include "Platform/Linux/HostFlags.h"
@@ -21,6 +22,7 @@
 #include "Platform/Linux/StoredState.h"
 #include "Platform/Linux/SystemCall.h"
 #include "Platform/Linux/VolumePath.h"
+#include "Platform/ReservedNames.h"
 
 namespace quillbrook {
 namespace {
@@ -130,6 +132,15 @@ void reserveState(int file) {
   [[maybe_unused]] const auto kept = StoredState::write(file, ContainerState{});
 }
 
+// A work file loses its marker only when its data are on the disk: what a power cut leaves without one is whole.
+void waitForData(int inode) {
+  const auto file = SystemCall::asOwner(
+      inode, [&] { return SystemCall::openAt(AT_FDCWD, SystemCall::pathOf(inode).c_str(), O_RDONLY); });
+  // The replacing rename waits again, and tells a failure.
+  if (!file) return;
+  [[maybe_unused]] const auto waited = DataSync::waitForData(file->get());
+}
+
 // Opens what `like` tells about its host flags; whatever cannot be told is not carried.
 void carryHostFlags(const FilePath& like, int file) {
   const auto place = VolumePath::locate(like);
@@ -215,6 +226,7 @@ Result<void> NativeFileSystem::setxattr(const FilePath& path, std::string_view n
 Result<void> NativeFileSystem::removexattr(const FilePath& path, std::string_view name, XattrOptions options) {
   const auto inode = openForChange(path, finalLink(options));
   if (!inode) return std::unexpected(inode.error());
+  if (name == ReservedNames::workFileMarker) waitForData(inode->descriptor.get());
   return ExtendedAttributes::remove(inode->descriptor.get(), name);
 }
 
