@@ -24,9 +24,20 @@ function(quillbrook_library name)
   endif()
 endfunction()
 
+# quillbrook_check_complete(PATTERN FILE ...): every file of this folder that the pattern matches is among those named.
+function(quillbrook_check_complete pattern)
+  file(GLOB found CONFIGURE_DEPENDS RELATIVE ${CMAKE_CURRENT_SOURCE_DIR} ${CMAKE_CURRENT_SOURCE_DIR}/${pattern})
+  list(REMOVE_ITEM found ${ARGN})
+  if(found)
+    message(FATAL_ERROR "in ${CMAKE_CURRENT_SOURCE_DIR}, but named by no target: ${found}")
+  endif()
+endfunction()
+
 # quillbrook_tests(NAME SOURCES ... DEPENDS ... [PROPERTIES ...]): one test program a folder, every case a ctest test.
+# A test file of the folder that is not among the sources fails the configuration: it would look like a test and be none.
 function(quillbrook_tests name)
   cmake_parse_arguments(t "" "" "SOURCES;DEPENDS;PROPERTIES" ${ARGN})
+  quillbrook_check_complete("*.cpp" ${t_SOURCES})
   add_executable(${name} ${t_SOURCES})
   target_link_libraries(${name} PRIVATE ${t_DEPENDS} GTest::gmock GTest::gtest_main)
   gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 600 ${t_PROPERTIES})

@@ -81,6 +81,7 @@ double timedOverAll(const std::vector<fs::path>& paths, unsigned workers,
   return timed([&] {
     std::atomic<std::size_t> next = 0;
     std::vector<std::jthread> threads;
+    threads.reserve(workers);
     for (unsigned i = 0; i < workers; ++i) {
       threads.emplace_back([&] {
         for (std::size_t at = next++; at < paths.size(); at = next++) act(paths[at]);
@@ -102,6 +103,10 @@ void decompress(const fs::path& path) {
 }
 
 void largeFiles(const std::vector<fs::path>& files, const fs::path& volume, const fs::path& plain) {
+  if (files.empty()) {
+    std::printf("large files: none\n");
+    return;
+  }
   double bytes = 0;
   double stored = 0;
   double encoding = 0;
@@ -120,7 +125,7 @@ void largeFiles(const std::vector<fs::path>& files, const fs::path& volume, cons
         const std::size_t count = compression_encode_buffer(
             std::span(fork).subspan(used, length + 64), std::span(content).subspan(at, length), {}, COMPRESSION_LZFSE);
         if (count == 0) fail("encode");
-        chunks.push_back(std::span(fork).subspan(used, count));
+        chunks.emplace_back(std::span(fork).subspan(used, count));
         used += count;
       }
       stored += static_cast<double>(used);
@@ -137,6 +142,7 @@ void largeFiles(const std::vector<fs::path>& files, const fs::path& volume, cons
   std::printf("  encode alone     %8.1f MB/s\n  decode alone     %8.1f MB/s\n  SHA-256 alone    %8.1f MB/s\n",
               megabytes / encoding, megabytes / decoding, megabytes / hashing);
   std::vector<fs::path> paths;
+  paths.reserve(files.size());
   for (const fs::path& file : files) paths.push_back(volume / file);
   const double compressing = timedOverAll(paths, 1, compress);
   const double decompressing = timedOverAll(paths, 1, decompress);
@@ -192,6 +198,6 @@ int main(int argc, char** argv) {
   }
   const auto files = quillbrook::collect(argv[2]);
   quillbrook::largeFiles(files.large, argv[1], argv[2]);
-  quillbrook::smallFiles(files.small, argv[1], argv[2], std::atoi(argv[3]));
+  quillbrook::smallFiles(files.small, argv[1], argv[2], std::stoi(argv[3]));
   return 0;
 }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Folders side by side: the first is the yardstick, the others also show their share of it.
+// Folders side by side: the first is the yardstick, the others also show their share of it. Of three or more, the last
+// is judged by its share of the second.
 //
 //   VolumeBenchmark ordinary ROUNDS MEGABYTES FILES NAME=FOLDER...
 //   VolumeBenchmark compressed ROUNDS NAME=FILE...    the same content as an ordinary file, through a mount, ...
@@ -30,6 +31,8 @@ namespace {
 
 constexpr std::size_t mebibyte = 1 << 20;
 constexpr std::size_t page = 4096;
+constexpr const char* coldRead = "read cold, MiB/s";
+constexpr const char* coldRandomRead = "random read 4 KiB cold, /s";
 
 [[noreturn]] void fail(const std::string& what) {
   std::perror(what.c_str());
@@ -64,19 +67,26 @@ class Table {
   void print() const {
     std::printf("%-28s", "median");
     for (const Target& target : targets_) std::printf(" %20s", target.name.c_str());
+    const bool isJudged = targets_.size() > 2;
+    if (isJudged) std::printf("  %s / %s", targets_.back().name.c_str(), targets_[1].name.c_str());
     std::printf("\n");
     for (const std::string& test : order_) {
       std::printf("%-28s", test.c_str());
-      const double yardstick = median(values_.at(test).at(targets_.front().name));
+      const double yardstick = of(test, targets_.front().name);
       for (const Target& target : targets_) {
-        const double value = median(values_.at(test).at(target.name));
+        const double value = of(test, target.name);
         if (&target == &targets_.front())
           std::printf(" %20.0f", value);
         else
           std::printf(" %13.0f (%3.0f%%)", value, 100 * value / yardstick);
       }
+      if (isJudged) std::printf("  %.2f", of(test, targets_.back().name) / of(test, targets_[1].name));
       std::printf("\n");
     }
+  }
+  // The median.
+  [[nodiscard]] double of(const std::string& test, const std::string& target) const {
+    return median(values_.at(test).at(target));
   }
 
  private:
@@ -119,7 +129,7 @@ void large(Table& table, const Target& target, std::size_t megabytes) {
   std::vector<char> data(mebibyte);
   std::mt19937_64 random(2);
   for (char& byte : data) byte = static_cast<char>(random());
-  const double size = static_cast<double>(megabytes);
+  const auto size = static_cast<double>(megabytes);
   dropCaches();
   table.add("write 1 MiB, MiB/s", target.name, rate(size, [&] {
               const FileDescriptor file = openFile(path, O_WRONLY | O_CREAT | O_TRUNC);
@@ -129,11 +139,11 @@ void large(Table& table, const Target& target, std::size_t megabytes) {
               if (::fsync(file.get()) != 0) fail(path);
             }));
   dropCaches();
-  table.add("read cold, MiB/s", target.name, rate(size, [&] { readAll(path, mebibyte); }));
+  table.add(coldRead, target.name, rate(size, [&] { readAll(path, mebibyte); }));
   table.add("read warm, MiB/s", target.name, rate(size, [&] { readAll(path, mebibyte); }));
   table.add("random read 4 KiB warm, /s", target.name, randomReads(path, 20'000));
   dropCaches();
-  table.add("random read 4 KiB cold, /s", target.name, randomReads(path, 2'000));
+  table.add(coldRandomRead, target.name, randomReads(path, 2'000));
   table.add("random write 4 KiB, /s", target.name, rate(10'000, [&] {
               const FileDescriptor file = openFile(path, O_WRONLY);
               for (int i = 0; i < 10'000; ++i) {
@@ -232,10 +242,10 @@ void compressed(Table& table, const Target& target) {
   if (::stat(target.path.c_str(), &status) != 0) fail(target.path);
   const double size = static_cast<double>(status.st_size) / mebibyte;
   dropCaches();
-  table.add("read cold, MiB/s", target.name, rate(size, [&] { readAll(target.path, mebibyte); }));
+  table.add(coldRead, target.name, rate(size, [&] { readAll(target.path, mebibyte); }));
   table.add("read warm, MiB/s", target.name, rate(size, [&] { readAll(target.path, mebibyte); }));
   dropCaches();
-  table.add("random read 4 KiB cold, /s", target.name, randomReads(target.path, 500));
+  table.add(coldRandomRead, target.name, randomReads(target.path, 500));
 }
 
 std::vector<Target> targetsFrom(const std::vector<std::string>& arguments, std::size_t first) {
@@ -270,7 +280,15 @@ int run(const std::vector<std::string>& arguments) {
       alone.push_back(decoderAlone(targets.front().path));
     }
     table.print();
-    std::printf("%-28s %20.0f\n", "decoder alone, MiB/s", median(alone));
+    constexpr double blocksPerMebibyte = 16;
+    const double decoder = median(alone);
+    std::printf("%-28s %20.0f\n", "decoder alone, MiB/s", decoder);
+    std::printf("%-28s %20.0f\n", "decoder alone, blocks/s", decoder * blocksPerMebibyte);
+    for (auto target = targets.begin() + 1; target != targets.end(); ++target) {
+      std::printf("%s: cold read %.2f of the decoder alone; random cold reads %.2f of its blocks/s\n",
+                  target->name.c_str(), table.of(coldRead, target->name) / decoder,
+                  table.of(coldRandomRead, target->name) / (decoder * blocksPerMebibyte));
+    }
     return 0;
   }
   std::fputs(

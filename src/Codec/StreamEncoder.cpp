@@ -59,7 +59,7 @@ class BlockWriter {
     const std::size_t payload =
         LzvnEncoder::encode(std::span(memory_).first(std::min(memory_.size(), room.size() - lzvnHeaderBytes)), block);
     if (payload == 0) return written;
-    Bytes::store(&room[0], lzvnMagic);
+    Bytes::store(room.data(), lzvnMagic);
     Bytes::store(&room[4], static_cast<std::uint32_t>(block.raw().size()));
     Bytes::store(&room[8], static_cast<std::uint32_t>(payload));
     std::memcpy(&room[lzvnHeaderBytes], memory_.data(), payload);

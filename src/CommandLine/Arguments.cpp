@@ -6,6 +6,7 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstdint>
+#include <memory>
 #include <string_view>
 #include <thread>
 #include <utility>
@@ -47,9 +48,20 @@ struct Verb {
   Command (*make)(const Values& values, const std::vector<FilePath>& paths);
 };
 
+// CLI11 shows names as left out at will, since what stands behind "--" is no business of its own.
+class Formatter : public CLI::Formatter {
+ public:
+  std::string make_option_usage(const CLI::Option* option) const override {
+    return make_option_name(option, true) + (option->get_expected_max() > 1 ? "..." : "");
+  }
+};
+
 class Grammar {
  public:
   Grammar() {
+    const auto formatter = std::make_shared<Formatter>();
+    formatter->label("SUBCOMMAND", "VERB");
+    app_.formatter(formatter);
     app_.description("Compresses files in place; a mounted volume shows them to every program as they were.");
     app_.footer(
         "'--' ends the options. Exit codes: 0 done, 1 failed, 2 wrong usage, 3 finished but files failed,\n"
@@ -80,6 +92,9 @@ class Grammar {
     try {
       app_.parse(std::move(head));
     } catch (const CLI::CallForHelp&) {
+      // For the line of usage alone: a missing verb is told below in our words, and --version needs none.
+      app_.require_subcommand(1);
+      volumeApp_->require_subcommand(1);
       return std::unexpected(ArgumentsAnswer{.isWrongUsage = false, .text = app_.help()});
     } catch (const CLI::ParseError& error) {
       return wrongUsage(error.what());

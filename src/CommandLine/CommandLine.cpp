@@ -53,6 +53,7 @@ int run(std::span<const std::string> arguments, Io& io) {
 }
 
 int runProcess(int argumentCount, const char* const* arguments) {
+  Terminal::settleSignals();
   Terminal::ignoreBrokenPipes();
   const StopSignals signals;
   StandardOutput output;

@@ -5,8 +5,8 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 
+#include "CommandLine/Base64.h"
 #include "CommandLine/Outcome.h"
-#include "CommandLine/PathText.h"
 
 namespace quillbrook::JsonLines {
 namespace {
@@ -20,7 +20,7 @@ std::string line(const Json& object) {
 
 void addPath(Json& object, const std::string& key, const FilePath& path) {
   object[key] = path.displayText();
-  if (!path.isUtf8()) object[key + "Base64"] = PathText::base64(path.bytes());
+  if (!path.isUtf8()) object[key + "Base64"] = Base64::text(path.bytes());
 }
 
 Json algorithmName(std::optional<CompressionType> type) {
@@ -57,7 +57,7 @@ std::string result(OperationKind kind, const ProcessedFile& file) {
   addPath(object, "path", file.path);
   object["outcome"] = name(refused != nullptr ? OutcomeTable::outcome(kind, refused->error) : Outcome::done);
   object["error"] = refused != nullptr ? Json(caseName(refused->error)) : Json(nullptr);
-  object["detail"] = refused != nullptr ? Json(OutcomeTable::sentence(refused->error)) : Json(nullptr);
+  object["detail"] = refused != nullptr ? Json(OutcomeTable::sentence(*refused)) : Json(nullptr);
   object["bytesBefore"] = done != nullptr ? Json(done->bytesBefore) : Json(file.logicalSize);
   object["bytesAfter"] = done != nullptr ? Json(done->bytesAfter) : Json(file.logicalSize);
   object["algorithm"] = algorithmName(done != nullptr ? done->algorithm : std::nullopt);

@@ -4,6 +4,7 @@
 #include <atomic>
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <expected>
 #include <functional>
 #include <stop_token>
@@ -93,10 +94,11 @@ class Run {
     if (--runningWorkers_ == 0) news_.end();
   }
 
-  // Runs one file through the inspector, unless the user named it, and through the engine.
+  // The inspector tells the size, and of a file in a folder whether it is worth it; then the engine has it.
   ProcessedFile process(TreeFile file) {
     const auto info = FileCompressionInspector::inspect(file.path, io_.fileSystem);
-    ProcessedFile processed{.path = std::move(file.path), .logicalSize = info ? info->logicalSize : 0, .ending = {}};
+    const std::uint64_t logicalSize = info ? info->logicalSize : sizeAlone(file.path);
+    ProcessedFile processed{.path = std::move(file.path), .logicalSize = logicalSize, .ending = {}};
     FileProgress progress(progress_, processed.logicalSize);
     if (!file.isNamed && isPassedOver(info)) {
       progress.withdraw();
@@ -114,6 +116,12 @@ class Run {
       processed.ending = RefusedFile{std::move(result.error()), fileSystem.hasRefused()};
     }
     return processed;
+  }
+
+  // Of a file that the inspector could not make sense of.
+  [[nodiscard]] std::uint64_t sizeAlone(const FilePath& path) const {
+    const auto status = io_.fileSystem.lstat(path);
+    return status ? static_cast<std::uint64_t>(status->st_size) : 0;
   }
 
   static bool isPassedOver(const std::expected<FileCompressionInfo, FileCompressionInspectionError>& info) {

@@ -44,7 +44,7 @@ void OperationPrinter::print(const ProcessedFile& file) {
     ++(isFailure ? totals_.failed : totals_.skipped);
     const std::string_view label = refused->isAbandoned ? "stopped" : OutcomeTable::label(refused->error);
     ++(isFailure ? failedByCase_ : skippedByCase_)[label];
-    if (isFailure) printFailure(file, refused->error, refused->isAbandoned);
+    if (isFailure) printFailure(file, *refused);
   }
   if (command_.json) {
     clearBar();
@@ -52,15 +52,13 @@ void OperationPrinter::print(const ProcessedFile& file) {
   }
 }
 
-void OperationPrinter::printFailure(const ProcessedFile& file, const EngineError& error, bool isAbandoned) {
-  sawOutsideVolume_ = sawOutsideVolume_ || OutcomeTable::isOutsideVolume(error);
+void OperationPrinter::printFailure(const ProcessedFile& file, const RefusedFile& refused) {
+  sawOutsideVolume_ = sawOutsideVolume_ || OutcomeTable::isOutsideVolume(refused.error);
   if (command_.json) return;  // the result line has it
   clearBar();
-  const std::string sentence =
-      isAbandoned ? "stopped before the end; the file is as it was" : OutcomeTable::sentence(error);
   io_.err << fmt::format("quillbrookctl: cannot {} {}: {}\n", name(command_.kind),
                          PathText::shown(file.path, io_.errIsTerminal),
-                         PathText::shownMessage(sentence, io_.errIsTerminal));
+                         PathText::shownMessage(OutcomeTable::sentence(refused), io_.errIsTerminal));
 }
 
 void OperationPrinter::printUnreadable(const FilePath& folder, ErrorNumber error) {
@@ -109,8 +107,8 @@ void OperationPrinter::printSummary(std::chrono::duration<double> time, bool was
   }
   io_.out << std::flush;
   if (sawOutsideVolume_) {
-    io_.err << "quillbrookctl: files can be compressed only in a mounted volume; mount their folder first: "
-               "quillbrookctl volume mount DIR\n";
+    io_.err << "quillbrookctl: files can be compressed only in a volume that is mounted over its own folder, not "
+               "elsewhere; mount their folder first: quillbrookctl volume mount DIR\n";
   }
   if (wasStopped) {
     io_.err << "quillbrookctl: stopped; every file is whole, and the same command goes on from here\n";

@@ -35,7 +35,7 @@ class OperationPrinter {
   [[nodiscard]] bool hasFailures() const { return totals_.failed > 0 || unreadableFolders_ > 0; }
 
  private:
-  void printFailure(const ProcessedFile& file, const EngineError& error, bool isAbandoned);
+  void printFailure(const ProcessedFile& file, const RefusedFile& refused);
   void printKinds();
   void printCounts(std::string_view word, std::uint64_t count, const std::map<std::string_view, std::uint64_t>& cases);
   // Takes the bar away, so that a line can stand in its place.

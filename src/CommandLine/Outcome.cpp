@@ -3,9 +3,11 @@
 
 #include <fmt/format.h>
 
+#include <cerrno>
 #include <variant>
 
 #include "Platform/ErrorNumber.h"
+#include "Platform/ReservedNames.h"
 
 namespace quillbrook {
 namespace {
@@ -14,7 +16,7 @@ struct Row {
   Outcome compress;
   Outcome decompress;
   std::string_view label;
-  std::string_view advice = {};
+  std::string_view advice;
 };
 
 constexpr auto skipped = Outcome::skipped;
@@ -23,16 +25,16 @@ constexpr auto failed = Outcome::failed;
 // compress, decompress, words
 struct RowOf {
   Row operator()(const FileNotFound&) const { return {failed, failed, "not found", "see whether the name is right"}; }
-  Row operator()(const NotARegularFile&) const { return {skipped, skipped, "not a regular file"}; }
+  Row operator()(const NotARegularFile&) const { return {skipped, skipped, "not a regular file", ""}; }
   Row operator()(const SymbolicLink&) const {
     return {skipped, skipped, "a symbolic link", "name the file that it points to"};
   }
   Row operator()(const HardLinked&) const {
     return {skipped, skipped, "hard-linked", "its content is shared with other names"};
   }
-  Row operator()(const AlreadyCompressed&) const { return {skipped, failed, "already compressed"}; }
-  Row operator()(const NotCompressed&) const { return {failed, skipped, "not compressed"}; }
-  Row operator()(const CompressionDidNotReduceSize&) const { return {skipped, failed, "would not get smaller"}; }
+  Row operator()(const AlreadyCompressed&) const { return {skipped, failed, "already compressed", ""}; }
+  Row operator()(const NotCompressed&) const { return {failed, skipped, "not compressed", ""}; }
+  Row operator()(const CompressionDidNotReduceSize&) const { return {skipped, failed, "would not get smaller", ""}; }
   Row operator()(const FileInUse&) const {
     return {skipped, skipped, "in use by another program", "close it there and try again"};
   }
@@ -51,7 +53,7 @@ struct RowOf {
   Row operator()(const TemporaryFileConflict&) const {
     return {failed, failed, "the work file's name is taken", "if nobody needs that file, delete it and try again"};
   }
-  Row operator()(const IOError&) const { return {failed, failed, "a system call failed"}; }
+  Row operator()(const IOError&) const { return {failed, failed, "a system call failed", ""}; }
 };
 
 Row rowOf(const EngineError& error) {
@@ -73,9 +75,39 @@ bool isRefusedFlag(const IOError& failure) {
 std::string_view adviceOn(const IOError& failure) {
   const auto error = failure.call ? failure.call->error : ErrorNumber{};
   if (isRefusedFlag(failure)) return {};
+  if (error == ErrorNumber::noSpace && failure.call->step == "chflags") {
+    return "make room on that file system and try again; where there is room, its attributes do not fit beside the "
+           "compressed form, and it stays as it is";
+  }
   if (error == ErrorNumber::noSpace) return "make room on that file system and try again";
-  if (error == ErrorNumber::accessDenied || error == ErrorNumber::notPermitted) return "run this as the file's owner";
-  if (error == ErrorNumber::inputOutput) return "see with 'quillbrookctl volume check' whether it is damaged";
+  if (error == ErrorNumber{EDQUOT})
+    return "free some of your own space there, or have your quota raised, and try again";
+  if (error == ErrorNumber::readOnly) return "it is on a read-only mount: mount that for writing and try again";
+  if (error == ErrorNumber{ENAMETOOLONG}) return "the work file beside it needs 8 more bytes: shorten its name or path";
+  if (error == ErrorNumber::inputOutput && failure.call->step == "rename") {
+    return "if something was appended to it while no volume showed it, unmount the volume, and 'quillbrookctl volume "
+           "restore' keeps that; see with 'quillbrookctl volume check'";
+  }
+  if (error == ErrorNumber::accessDenied) {
+    return "run this as the file's owner, by its path in the volume: another user's volume, and a bind mount of a part "
+           "of one, refuse everybody";
+  }
+  if (error == ErrorNumber::notPermitted) {
+    return "see with lsattr whether it or its folder is immutable or append-only, and take that off with chattr; "
+           "otherwise run this as the file's owner";
+  }
+  // The work file's troubles are none of the user's file.
+  const bool isAtWorkFile = ReservedNames::isWorkFileName(failure.url.name());
+  if (error == ErrorNumber::inputOutput) {
+    return isAtWorkFile ? "the file was left as it is; see in the system's log whether the disk is failing"
+                        : "see with 'quillbrookctl volume check' whether it is damaged";
+  }
+  if (error == ErrorNumber::notSupported) {
+    return isAtWorkFile ? "the file was left as it is; its file system may keep no extended attributes, which this "
+                          "needs"
+                        : "it is compressed in a way that this version cannot read: use a newer one; or it is a "
+                          "placeholder, whose content lies elsewhere";
+  }
   return "the file was left as it is; try again";
 }
 
@@ -98,7 +130,11 @@ Outcome outcome(OperationKind kind, const EngineError& error) {
 }
 
 std::string_view label(const EngineError& error) {
-  return isOutsideVolume(error) ? "in no mounted volume" : rowOf(error).label;
+  return isOutsideVolume(error) ? "in no volume mounted over its own folder" : rowOf(error).label;
+}
+
+std::string sentence(const RefusedFile& file) {
+  return file.isAbandoned ? "stopped before the end; the file is as it was" : sentence(file.error);
 }
 
 std::string sentence(const EngineError& error) {

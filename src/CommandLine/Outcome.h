@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "CommandLine/Command.h"
+#include "CommandLine/ProcessedFile.h"
 #include "Compression/EngineError.h"
 
 namespace quillbrook {
@@ -30,8 +31,10 @@ namespace OutcomeTable {
 
 // What is the matter with the file, what to do, the system's words.
 [[nodiscard]] std::string sentence(const EngineError& error);
+// The same, but for a file that was abandoned, where the error only tells of the stop.
+[[nodiscard]] std::string sentence(const RefusedFile& file);
 
-// The file could not be compressed because it lies in no mounted volume.
+// The file could not be compressed because it lies in no volume, or in one that is mounted elsewhere.
 [[nodiscard]] bool isOutsideVolume(const EngineError& error);
 
 }  // namespace OutcomeTable

@@ -3,7 +3,6 @@
 
 #include <fmt/format.h>
 
-#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 
@@ -50,7 +49,7 @@ std::string escaped(std::string_view text, Part part) {
     const auto [value, byteCount] = firstCodePoint(text);
     if (part == Part::name && value == '\\') {
       result += "\\\\";
-    } else if ((isControl(value) || turnsDirection(value)) && !(part == Part::message && value == '\n')) {
+    } else if ((isControl(value) || turnsDirection(value)) && (part != Part::message || value != '\n')) {
       result += spelledOut(value);
     } else {
       result += text.substr(0, byteCount);
@@ -69,20 +68,6 @@ std::string shown(const FilePath& path, bool onTerminal) {
 std::string shownMessage(std::string_view message, bool onTerminal) {
   // displayText() makes the text valid UTF-8, which the escaping relies on.
   return onTerminal ? escaped(FilePath(std::string(message)).displayText(), Part::message) : std::string(message);
-}
-
-std::string base64(std::string_view bytes) {
-  static constexpr std::string_view digits = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-  std::string text;
-  for (std::size_t start = 0; start < bytes.size(); start += 3) {
-    const std::size_t count = std::min<std::size_t>(3, bytes.size() - start);
-    std::uint32_t group = 0;
-    for (std::size_t i = 0; i < 3; ++i) {
-      group = group << 8 | (i < count ? static_cast<unsigned char>(bytes[start + i]) : 0U);
-    }
-    for (std::size_t i = 0; i < 4; ++i) text += i <= count ? digits[group >> (18 - 6 * i) & 0x3F] : '=';
-  }
-  return text;
 }
 
 }  // namespace quillbrook::PathText

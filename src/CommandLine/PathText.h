@@ -17,7 +17,4 @@ namespace quillbrook::PathText {
 // A message that names may be part of: as above, but line feeds and backslashes stay.
 [[nodiscard]] std::string shownMessage(std::string_view message, bool onTerminal);
 
-// RFC 4648, section 4.
-[[nodiscard]] std::string base64(std::string_view bytes);
-
 }  // namespace quillbrook::PathText

@@ -13,7 +13,7 @@ namespace quillbrook::SizeText {
 std::string text(std::int64_t byteCount) {
   static constexpr std::array<std::string_view, 7> units{"B", "kB", "MB", "GB", "TB", "PB", "EB"};
   if (byteCount > -1'000 && byteCount < 1'000) return fmt::format("{} B", byteCount);
-  double value = static_cast<double>(byteCount);
+  auto value = static_cast<double>(byteCount);
   std::size_t unit = 0;
   // A value that would be rounded up to 1000 takes the next unit already.
   while (std::abs(value) >= 999.5) {
@@ -21,7 +21,9 @@ std::string text(std::int64_t byteCount) {
     ++unit;
   }
   const double magnitude = std::abs(value);
-  const int decimals = magnitude < 9.995 ? 2 : magnitude < 99.95 ? 1 : 0;
+  int decimals = 0;
+  if (magnitude < 99.95) decimals = 1;
+  if (magnitude < 9.995) decimals = 2;
   return fmt::format("{:.{}f} {}", value, decimals, units[unit]);
 }
 

@@ -32,7 +32,8 @@ class TreeVisitor {
 namespace TreeWalk {
 
 // False if the visitor stopped it.
-bool walk(const FilePath& root, FileSystem& fileSystem, const OpenDirectory& openDirectory, TreeVisitor& visitor);
+[[nodiscard]] bool walk(const FilePath& root, FileSystem& fileSystem, const OpenDirectory& openDirectory,
+                        TreeVisitor& visitor);
 
 }  // namespace TreeWalk
 }  // namespace quillbrook

@@ -3,6 +3,7 @@
 
 #include <fmt/format.h>
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <variant>
@@ -40,8 +41,12 @@ void printMounted(const MountOutcome& outcome, Io& io) {
       io.err << "  " << PathText::shownMessage(sentence(user), io.errIsTerminal) << '\n';
     }
   }
+  if (!outcome.words.empty()) {
+    io.err << PathText::shownMessage(outcome.words, io.errIsTerminal) << (outcome.words.ends_with('\n') ? "" : "\n");
+  }
   io.out << (outcome.wasMounted ? "already mounted: " : "mounted ") << PathText::shown(outcome.folder, io.outIsTerminal)
-         << std::endl;  // in the foreground it is long before the next
+         << '\n'
+         << std::flush;  // in the foreground it is long before the next
 }
 
 std::string_view conditionWords(const VolumeListing& volume) {
@@ -59,9 +64,9 @@ std::string unreadableWords(const UnmountOutcome& outcome) {
     return "quillbrookctl: compressed files, of unknown number, cannot be read by other programs until it is mounted "
            "again\n";
   }
-  if (*outcome.compressedFiles == 0 && outcome.unreadFolders == 0) return {};
+  if (*outcome.compressedFiles == 0 && outcome.unread == 0) return {};
   return fmt::format("quillbrookctl: until it is mounted again, other programs cannot read {}{} compressed {}\n",
-                     outcome.unreadFolders > 0 ? "at least " : "", *outcome.compressedFiles,
+                     outcome.unread > 0 ? "at least " : "", *outcome.compressedFiles,
                      *outcome.compressedFiles == 1 ? "file" : "files");
 }
 
@@ -128,9 +133,13 @@ int run(const VolumeCheckCommand& command, Io& io) {
 }
 
 int run(const VolumeRestoreCommand& command, Io& io) {
+  std::uint64_t restored = 0;
+  std::uint64_t failed = 0;
   const auto result = io.volumes.restore(
       command.folder,
       [&](const RestoreEvent& event) {
+        restored += event.outcome == RestoreEvent::Outcome::restored ? 1 : 0;
+        failed += event.outcome == RestoreEvent::Outcome::failed ? 1 : 0;
         const std::string path = PathText::shown(event.path, io.errIsTerminal);
         if (event.outcome == RestoreEvent::Outcome::failed) {
           io.err << fmt::format("quillbrookctl: cannot restore {}: {}\n", path,
@@ -142,10 +151,13 @@ int run(const VolumeRestoreCommand& command, Io& io) {
         }
       },
       io.stop);
+  // What a stopped run has done is done; one that was refused has done nothing.
+  if (result || std::holds_alternative<VolumeErrors::Stopped>(result.error())) {
+    io.out << fmt::format("restored {} {}\n", restored, restored == 1 ? "file" : "files");
+    if (failed > 0) io.out << fmt::format("failed: {}\n", failed);
+  }
   if (!result) return fail(result.error(), io);
-  io.out << fmt::format("restored {} {}\n", result->restored, result->restored == 1 ? "file" : "files");
-  if (result->failed > 0) io.out << fmt::format("failed: {}\n", result->failed);
-  return result->failed > 0 ? ExitCode::filesFailed : ExitCode::done;
+  return failed > 0 ? ExitCode::filesFailed : ExitCode::done;
 }
 
 int run(const VolumeEnableCommand& command, Io& io) {

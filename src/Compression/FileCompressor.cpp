@@ -62,6 +62,12 @@ std::expected<void, FileCompressionError> inMemoryDecompress(const Subject& subj
   return Replacement::decompressInMemory(subject, *bytes);
 }
 
+// Whether a name has come to lead to another file than the one that was locked or made.
+bool leadsElsewhere(const FileCompressionError& error) {
+  const auto* failure = std::get_if<IOError>(&error);
+  return failure != nullptr && failure->call && failure->call->error == ErrorNumber::stale;
+}
+
 }  // namespace
 
 std::expected<CompressionResult, EngineError> compress(const FilePath& url, std::int64_t streamingThreshold,
@@ -83,7 +89,11 @@ std::expected<CompressionResult, EngineError> compress(const FilePath& url, std:
   if (!Replacement::isUnchanged(subject)) return refuse(FileChangedDuringOperation{url});
   const auto algorithm =
       snapshot->st_size >= streamingThreshold ? streamingCompress(subject) : inMemoryCompress(subject);
-  if (!algorithm) return std::unexpected(algorithm.error());
+  if (!algorithm) {
+    const auto* error = std::get_if<FileCompressionError>(&algorithm.error());
+    if (error != nullptr && leadsElsewhere(*error)) return refuse(FileChangedDuringOperation{url});
+    return std::unexpected(algorithm.error());
+  }
   const auto after = OpeningChecks::preflight(url, fileSystem);
   if (!after) return std::unexpected(after.error());
   return CompressionResult{
@@ -101,8 +111,10 @@ std::expected<CompressionResult, FileCompressionError> decompress(const FilePath
 
   const Subject subject{url, *snapshot, **lock, beforeSwap, fileSystem};
   if (!Replacement::isUnchanged(subject)) return std::unexpected(FileChangedDuringOperation{url});
-  QUILLBROOK_TRY(snapshot->st_size >= streamingThreshold ? Replacement::decompressStreaming(subject)
-                                                         : inMemoryDecompress(subject));
+  const auto done =
+      snapshot->st_size >= streamingThreshold ? Replacement::decompressStreaming(subject) : inMemoryDecompress(subject);
+  if (!done && leadsElsewhere(done.error())) return std::unexpected(FileChangedDuringOperation{url});
+  if (!done) return std::unexpected(done.error());
   return CompressionResult{
       .url = url, .bytesBefore = snapshot->st_size, .bytesAfter = snapshot->st_size, .algorithm = std::nullopt};
 }

@@ -10,7 +10,7 @@ struct evp_md_ctx_st;
 
 namespace quillbrook {
 
-// SHA-256 (FIPS 180-4), fed piece by piece. Belongs to one thread.
+// SHA-256 (FIPS 180-4), fed piece by piece. Belongs to one thread. Ends the process where the library cannot hash.
 class Sha256 {
  public:
   using Digest = std::array<std::uint8_t, 32>;

@@ -102,7 +102,7 @@ constexpr ShiftTables shortShift = makeShiftTables(shortLane);
 #define QUILLBROOK_WITH_CRC32C __attribute__((target("sse4.2")))
 
 bool processorHasInstruction() {
-  return static_cast<bool>(__builtin_cpu_supports("sse4.2"));
+  return __builtin_cpu_supports("sse4.2");
 }
 
 QUILLBROOK_WITH_CRC32C inline std::uint32_t step(std::uint32_t value, std::uint64_t word) {

@@ -5,7 +5,6 @@
 #include <span>
 #include <vector>
 
-#include "Compression/Header/DecmpfsHeader.h"
 #include "Container/Checksum.h"
 #include "Container/ContainerReader.h"
 #include "Platform/LittleEndian.h"
@@ -72,8 +71,7 @@ Finding checkContent(const ByteSource& source, const ContainerState& state, std:
     return TypeNotSupported{LittleEndian::load<std::uint32_t>(state.head.data() + 4)};
   }
   isVerified = (*reader)->contentSpans();
-  const auto header = DecmpfsHeader::parse(state.head);
-  if (header && header->compressionType == CompressionType::datalessSparse) return std::nullopt;
+  if ((*reader)->isAllZeros()) return std::nullopt;
   ContainerReader::Scratch scratch;
   std::vector<std::uint8_t> buffer(ContainerReader::blockByteCount);
   for (std::uint64_t offset = 0; offset < state.logicalByteCount; offset += buffer.size()) {

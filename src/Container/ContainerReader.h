@@ -30,6 +30,8 @@ class ContainerReader {
     ~Scratch();
     Scratch(Scratch&&) noexcept;
     Scratch& operator=(Scratch&&) noexcept;
+    Scratch(const Scratch&) = delete;
+    Scratch& operator=(const Scratch&) = delete;
 
    private:
     friend class ContainerReader;
@@ -45,6 +47,8 @@ class ContainerReader {
                                                                            const ContainerState& state);
 
   [[nodiscard]] std::uint64_t logicalByteCount() const { return logicalByteCount_; }
+  // Nothing but zeros, of which a few stored bytes may promise more than any disk has.
+  [[nodiscard]] bool isAllZeros() const { return layout_.coding == PayloadLayout::Coding::zeros; }
 
   // Fills as much of `destination` as there is from the logical `offset` on, decoding only the blocks it touches;
   // whole blocks are decoded straight into `destination`. 0 at or behind the end.

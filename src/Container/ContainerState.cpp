@@ -77,6 +77,7 @@ std::optional<ContainerState> ContainerState::decode(std::span<const std::uint8_
   state.valueByteCount = LittleEndian::load<std::uint32_t>(at(Offset::valueByteCount));
   state.forkByteCount = LittleEndian::load<std::uint32_t>(at(Offset::forkByteCount));
   state.logicalByteCount = LittleEndian::load<std::uint64_t>(at(Offset::logicalByteCount));
+  if (state.logicalByteCount > largestLogicalByteCount) return std::nullopt;
   if ((bytes[Offset::bits] & creationTimePresent) != 0) {
     state.creationTime =
         timestamp(static_cast<std::int64_t>(LittleEndian::load<std::uint64_t>(at(Offset::creationTime))));

@@ -4,6 +4,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <optional>
 #include <span>
 #include <string_view>
@@ -26,6 +27,8 @@ struct ContainerState {
   static constexpr std::array<std::uint8_t, 3> beginning{'Q', 'B', 1};
   static constexpr std::size_t headByteCount = 16;
   static constexpr std::size_t spanByteCount = 65'536;
+  // No file is longer: sizes are signed wherever they are told.
+  static constexpr std::uint64_t largestLogicalByteCount = std::numeric_limits<std::int64_t>::max();
 
   std::uint32_t st_flags = 0;          // UF_COMPRESSED: sealed; otherwise flags that an ordinary file carries
   std::uint32_t valueByteCount = 0;    // com.apple.decmpfs; 0 with forkByteCount 0 and no UF_COMPRESSED: ordinary file
@@ -49,7 +52,8 @@ struct ContainerState {
   }
 
   [[nodiscard]] std::array<std::uint8_t, byteCount> encode() const;
-  // Nothing for bytes that are not a state of this or an earlier version: wrong length, magic, version or checksum.
+  // Nothing for bytes that are not a state of this or an earlier version: wrong length, magic, version or checksum, or
+  // more logical bytes than a file can have.
   [[nodiscard]] static std::optional<ContainerState> decode(std::span<const std::uint8_t> bytes);
 
   friend bool operator==(const ContainerState&, const ContainerState&) = default;

@@ -4,7 +4,6 @@
 #include <array>
 #include <bit>
 #include <cstddef>
-#include <limits>
 #include <optional>
 
 #include "Compression/Header/DecmpfsHeader.h"
@@ -128,7 +127,7 @@ Result<PayloadLayout> PayloadLayout::read(const ContainerPayload& payload, const
   const auto kindOfType = kind(header->compressionType);
   if (!kindOfType) return std::unexpected(ErrorNumber::notSupported);
   const auto size = header->uncompressedSize;
-  if (size != state.logicalByteCount || size > std::numeric_limits<std::int64_t>::max()) return damaged();
+  if (size != state.logicalByteCount) return damaged();
 
   PayloadLayout layout{.coding = kindOfType->coding, .blockByteCount = forkBlockByteCount, .base = 0, .chunks = {}};
   if (size == 0 || kindOfType->place == Place::none) return layout;

@@ -17,6 +17,7 @@ constinit const ErrorNumber ErrorNumber::noEntry{ENOENT};
 constinit const ErrorNumber ErrorNumber::brokenPipe{EPIPE};
 constinit const ErrorNumber ErrorNumber::interrupted{EINTR};
 constinit const ErrorNumber ErrorNumber::busy{EBUSY};
+constinit const ErrorNumber ErrorNumber::stale{ESTALE};
 constinit const ErrorNumber ErrorNumber::inputOutput{EIO};
 constinit const ErrorNumber ErrorNumber::noSpace{ENOSPC};
 constinit const ErrorNumber ErrorNumber::invalid{EINVAL};

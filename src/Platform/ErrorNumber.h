@@ -26,6 +26,7 @@ struct ErrorNumber {
   static const ErrorNumber brokenPipe;        // EPIPE
   static const ErrorNumber interrupted;       // EINTR
   static const ErrorNumber busy;              // EBUSY
+  static const ErrorNumber stale;             // ESTALE
   static const ErrorNumber inputOutput;       // EIO: among others, a container whose bytes do not match its checksums
   static const ErrorNumber noSpace;           // ENOSPC
   static const ErrorNumber invalid;           // EINVAL

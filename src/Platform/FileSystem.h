@@ -43,7 +43,8 @@ class FileWriter {
   [[nodiscard]] virtual Result<void> close() = 0;
 };
 
-// A file opened for the sake of its lock alone. Closing it, by the destructor, gives the lock up.
+// A file opened for the sake of its lock alone. Closing it, by the destructor, gives the lock up. While it is locked,
+// the platform answers `stale` to whoever would read or change another file at its path, in the thread that locked it.
 class LockableFile {
  public:
   virtual ~LockableFile() = default;

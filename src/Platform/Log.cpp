@@ -3,8 +3,9 @@
 
 #include <cstddef>
 #include <deque>
-#include <mutex>
 #include <optional>
+
+#include "Platform/Mutex.h"
 
 namespace quillbrook {
 namespace {
@@ -12,8 +13,8 @@ namespace {
 constexpr std::size_t keptEntries = 10'000;
 
 struct Kept {
-  std::mutex mutex;
-  std::deque<LogEntry> entries;  // guarded by mutex
+  Mutex mutex;
+  std::deque<LogEntry> entries QB_GUARDED_BY(mutex);
 };
 
 Kept& kept() {
@@ -62,7 +63,7 @@ void Log::write(LogLevel level, std::string_view format, std::initializer_list<L
   const LogEntry entry{std::chrono::system_clock::now(), level, std::string(category_), masked(format, arguments)};
   {
     Kept& log = kept();
-    const std::lock_guard guard(log.mutex);
+    const MutexLock guard(log.mutex);
     log.entries.push_back(entry);
     if (log.entries.size() > keptEntries) log.entries.pop_front();
   }
@@ -71,7 +72,7 @@ void Log::write(LogLevel level, std::string_view format, std::initializer_list<L
 
 std::vector<LogEntry> Log::entries() {
   Kept& log = kept();
-  const std::lock_guard guard(log.mutex);
+  const MutexLock guard(log.mutex);
   return {log.entries.begin(), log.entries.end()};
 }
 

@@ -10,6 +10,10 @@ namespace quillbrook::Terminal {
 // Columns of the terminal on standard error, 80 where it does not tell.
 [[nodiscard]] unsigned width();
 
+// What whoever started the process may have left ignored: without it the end of child programs could not be told. And
+// from here on a limit on the length of files makes a write fail instead of ending the process.
+void settleSignals();
+
 // From here on, writing to a pipe that nobody reads any more fails instead of ending the process.
 void ignoreBrokenPipes();
 

@@ -1,27 +1,12 @@
 // SPDX-License-Identifier: MIT
 // What can befall compressed files while no volume shows them: what a check tells of it, and what a restore makes of
 // it.
-#include <fcntl.h>
-#include <gtest/gtest.h>
-#include <sys/file.h>
-#include <sys/stat.h>
-#include <sys/wait.h>
-#include <sys/xattr.h>
-#include <unistd.h>
-
-#include <chrono>
-#include <csignal>
-#include <filesystem>
-#include <map>
-#include <string>
-#include <thread>
-#include <vector>
 
 #include "Platform/Linux/FileDescriptor.h"
 #include "SourceTree.h"
+#include "Volume/Administration/RestoredFile.h"
 #include "Volume/Administration/VolumeCheck.h"
 #include "Volume/Administration/VolumeRestore.h"
-#include "Volume/Expansion/RedoRecord.h"
 #include "support/OrdinaryUser.h"
 
 namespace quillbrook {
@@ -55,6 +40,7 @@ const std::vector<Case>& cases() {
       {"lost, bit", {&Tree::loseState, &Tree::flipBit}, Kind::damagedContainer, failed},
       {"lost, cut", {&Tree::loseState, &Tree::cutShort}, Kind::trailerMissing, failed},
       {"lost, surplus", {&Tree::loseState, &Tree::appendMore}, Kind::attributeMissing, "lost, surplus.appended"},
+      {"buried", {&Tree::buryState}, Kind::attributeMissing, ""},
       {"garbled", {&Tree::garbleState}, Kind::damagedState, ""},
       {"garbled, cut", {&Tree::garbleState, &Tree::cutShort}, Kind::damagedState, failed},
       {"surplus", {&Tree::appendMore}, Kind::surplusBytes, "surplus.appended.1"},
@@ -63,19 +49,15 @@ const std::vector<Case>& cases() {
       {"interrupted", {}, Kind::interruptedExpansion, "", 17},
       {"no copy", {}, Kind::redoCopyMissing, failed, 18},
       {"short copy", {}, Kind::redoCopyMissing, failed, 19},
+      {"interrupted, lost", {&Tree::loseState}, Kind::differsFromRedoCopy, failed},
+      {"future", {&Tree::becomeFuture}, Kind::unsupportedType, failed},
+      {"placeholder", {&Tree::becomePlaceholder}, Kind::datalessCloud, failed},
       {"work.slimtmp", {}, Kind::workFile, leftAlone},
   };
   return all;
 }
 constexpr const char* movedAwayCopy = ".quillbrook-volume/redo/5";
 constexpr const char* unfinishedCopy = ".quillbrook-volume/redo/20";
-
-// A redo copy of that content, made for the file.
-void writeCopy(const Tree& tree, const std::string& name, const std::string& content, const RedoRecord& record) {
-  tree.write(name, content);
-  const FileDescriptor copy(::open(tree.at(name).c_str(), O_RDWR));
-  ASSERT_TRUE(record.write(copy.get()).has_value());
-}
 
 void makeCases(const Tree& tree, const std::string& content) {
   for (const Case& c : cases()) {
@@ -85,14 +67,13 @@ void makeCases(const Tree& tree, const std::string& content) {
   std::filesystem::create_hard_link(tree.at("folder/linked"), tree.at("folder/second name"));
   std::filesystem::permissions(tree.at("read-only"), std::filesystem::perms::owner_read);
   ASSERT_EQ(::setxattr(tree.at("work.slimtmp").c_str(), "user.com.studiomerlin.quillbrook.slimtmp", "\1", 1, 0), 0);
-  const FileDescriptor folder(::open(tree.folder().c_str(), O_RDONLY | O_DIRECTORY));
-  const FileDescriptor interrupted(::open(tree.at("interrupted").c_str(), O_RDWR));
-  const auto record = RedoRecord::of(folder.get(), interrupted.get());
-  ASSERT_TRUE(record.has_value());
-  writeCopy(tree, ".quillbrook-volume/redo/17", content, *record);
+  tree.writeRedoCopy(".quillbrook-volume/redo/17", content, tree.redoRecord("interrupted"));
   tree.flipBit("interrupted");  // the rewrite had begun
   tree.write(".quillbrook-volume/redo/19", content.substr(1));
-  writeCopy(tree, movedAwayCopy, content, {.device = 1, .inode = 1, .mode = 0600, .capability = {}, .path = {}});
+  // Half rewritten: neither the container nor the content, and nothing tells so but the copy.
+  tree.write("interrupted, lost", content.substr(0, 4096) + std::string(content.size() - 4096, '\0'));
+  tree.writeRedoCopy(".quillbrook-volume/redo/21", content, tree.redoRecord("interrupted, lost"));
+  tree.writeRedoCopy(movedAwayCopy, content, {.inode = 1, .kept = {.mode = 0600, .capability = {}}, .path = {}});
   tree.write(unfinishedCopy, content);
 
   tree.write("surplus.appended", "mine");
@@ -116,11 +97,11 @@ void expectFindings(const Tree& tree, std::size_t contentByteCount) {
   ASSERT_TRUE(checked.has_value()) << sentence(checked.error());
   EXPECT_EQ(findings, expected);
   EXPECT_EQ(checked->files, cases().size() + 6) << "two are called .appended, four are ordinary";
-  EXPECT_EQ(checked->damaged, 15U);
-  EXPECT_EQ(checked->notes, 4U);
+  EXPECT_EQ(checked->damaged, 18U);
+  EXPECT_EQ(checked->notes, 5U);
   EXPECT_EQ(checked->unreadable, 0U);
   // Those whose content is all there, if only in the redo copy.
-  EXPECT_EQ(checked->logicalBytes, 10 * contentByteCount);
+  EXPECT_EQ(checked->logicalBytes, 11 * contentByteCount);
 }
 
 // What is told of each file: nothing, that it failed, or the name of what was appended.
@@ -134,11 +115,13 @@ std::map<std::string, std::string> restore(const Tree& tree, bool isFirst) {
     if (name == "folder/second name") name = "folder/linked";  // either may be the first
     EXPECT_TRUE(events.emplace(name, isFailed ? failed + appended : appended).second) << name;
     EXPECT_EQ(event.detail.empty(), !isFailed) << event.detail;
+    const bool isSound = name == "future" || name == "placeholder";
+    EXPECT_FALSE(isSound && event.detail.contains("damaged")) << event.detail;
   });
   EXPECT_TRUE(result.has_value()) << sentence(result.error());
   if (result) {
-    EXPECT_EQ(result->restored, isFirst ? 11U : 0U);
-    EXPECT_EQ(result->failed, 9U);
+    EXPECT_EQ(result->restored, isFirst ? 12U : 0U);
+    EXPECT_EQ(result->failed, 12U);
   }
   return events;
 }
@@ -157,7 +140,7 @@ void meetEveryCase() {
     bytes[c.name] = tree.read(c.name);
   }
   auto events = restore(tree, true);
-  EXPECT_EQ(events.size(), 20U);
+  EXPECT_EQ(events.size(), 24U);
   EXPECT_EQ(events[movedAwayCopy], failed);
   EXPECT_EQ(tree.read(movedAwayCopy), content) << "the only content of a file that was moved away meanwhile";
   EXPECT_FALSE(tree.exists(unfinishedCopy));
@@ -183,7 +166,7 @@ void meetEveryCase() {
   for (const char* name : {"folder/second name", "ordinary", "name \xFF\n", "flags", "foreign.slimtmp"}) {
     EXPECT_TRUE(tree.read(name) == content) << name;
   }
-  EXPECT_EQ(restore(tree, false).size(), 9U) << "what failed fails again, and nothing else is told";
+  EXPECT_EQ(restore(tree, false).size(), 12U) << "what failed fails again, and nothing else is told";
 }
 
 TEST(DamageTests, EachIsToldAndWhatCanBeIsBroughtBack) {
@@ -197,18 +180,93 @@ TEST(DamageTests, ForAnOrdinaryUserAsWell) {
   meetEveryCase();
 }
 
+// A copy that no state names, made for a file whose own state cannot be read, may be the only content that it has.
+TEST(VolumeRestoreTests, KeepsACopyWhoseFileCannotBeUnderstood) {
+  constexpr const char* copy = ".quillbrook-volume/redo/12345";
+  struct Obstacle {
+    const char* name;
+    std::function<bool(const Tree&)> place;  // false: only root can
+    std::function<void(const Tree&)> remove;
+    Kind finding;
+  };
+  ContainerState sealed;
+  const std::vector<Obstacle> obstacles{
+      {"damaged state",
+       [&](const Tree& tree) {
+         sealed = tree.state("file").value_or(ContainerState{});
+         tree.garbleState("file");
+         return true;
+       },
+       [&](const Tree& tree) { tree.setState("file", sealed); }, Kind::damagedContainer},
+      {"somebody else's",
+       [](const Tree& tree) {
+         std::filesystem::permissions(tree.at("file"), std::filesystem::perms::none);
+         return ::chown(tree.at("file").c_str(), 1, 1) == 0;
+       },
+       [](const Tree& tree) {
+         std::filesystem::permissions(tree.at("file"), std::filesystem::perms::owner_all);
+         ASSERT_EQ(::chown(tree.at("file").c_str(), 65'534, 65'534), 0);
+       },
+       Kind::unreadable},
+  };
+  for (const Obstacle& obstacle : obstacles) {
+    SCOPED_TRACE(obstacle.name);
+    const Tree tree;
+    const std::string content = Tree::prose(150'000);
+    tree.writeContainer("file", content);
+    tree.setRedoIdentifier("file", 12'345);
+    tree.writeRedoCopy(copy, content, tree.redoRecord("file"));
+    tree.flipBit("file");
+    if (!obstacle.place(tree)) {
+      std::cout << "SKIPPED: only root can give a file away\n";
+      continue;
+    }
+    {
+      std::optional<OrdinaryUser> user;
+      if (obstacle.finding == Kind::unreadable) {
+        std::filesystem::permissions(tree.folder().bytes(), std::filesystem::perms::all);
+        for (const char* place : {".quillbrook-volume", ".quillbrook-volume/redo", copy}) {
+          ASSERT_EQ(::chown(tree.at(place).c_str(), 65'534, 65'534), 0);
+        }
+        user.emplace();
+      }
+      std::vector<Kind> findings;
+      const auto checked =
+          VolumeCheck::check(tree.folder(), [&](const CheckFinding& finding) { findings.push_back(finding.kind); });
+      EXPECT_TRUE(checked.has_value());
+      EXPECT_EQ(findings, std::vector{obstacle.finding}) << "a copy that may be content is not left over";
+      std::string detail;
+      const auto result =
+          VolumeRestore::restore(tree.folder(), [&](const RestoreEvent& event) { detail += event.detail; });
+      ASSERT_TRUE(result.has_value()) << sentence(result.error());
+      EXPECT_EQ(result->failed, 1U);
+      EXPECT_TRUE(detail.contains(tree.at(copy))) << detail;
+    }
+    ASSERT_TRUE(tree.read(copy) == content);
+    obstacle.remove(tree);
+    // Root obeys no private folder of somebody else.
+    for (const char* place : {".quillbrook-volume", ".quillbrook-volume/redo"}) {
+      ASSERT_EQ(::chown(tree.at(place).c_str(), ::geteuid(), ::getegid()), 0);
+    }
+    const auto result = VolumeRestore::restore(tree.folder(), [](const RestoreEvent&) {});
+    ASSERT_TRUE(result.has_value()) << sentence(result.error());
+    EXPECT_TRUE(tree.read("file") == content);
+    EXPECT_FALSE(tree.exists(".quillbrook-volume"));
+  }
+}
+
 TEST(VolumeCheckTests, StopsAndRefuses) {
   const SourceTree tree;
   tree.write("file", "content");
   const std::stop_source stop;
   ASSERT_TRUE(stop.request_stop());
   const auto ignore = [](const CheckFinding&) {};
-  EXPECT_TRUE(VolumeCheck::check(tree.folder(), ignore, stop.get_token()) ==
-              std::unexpected(VolumeError(VolumeErrors::Stopped{})));
-  for (const char* name : {"file", "nothing/deeper"}) {
-    const auto refused = VolumeCheck::check(tree.path(name), ignore);
-    ASSERT_FALSE(refused.has_value()) << name;
-    EXPECT_TRUE(std::holds_alternative<VolumeErrors::NotAFolder>(refused.error())) << name;
+  EXPECT_TRUE(isRefusedAs<VolumeErrors::Stopped>(VolumeCheck::check(tree.folder(), ignore, stop.get_token())));
+  // The empty one is no name for the current folder.
+  for (const FilePath& folder : {tree.path("file"), tree.path("nothing"), tree.path("nothing/deeper"), FilePath()}) {
+    EXPECT_TRUE(isRefusedAs<VolumeErrors::NotAFolder>(VolumeCheck::check(folder, ignore))) << folder.bytes();
+    const auto restored = VolumeRestore::restore(folder, [](const RestoreEvent&) {});
+    EXPECT_TRUE(isRefusedAs<VolumeErrors::NotAFolder>(restored)) << folder.bytes();
   }
 }
 
@@ -218,10 +276,33 @@ TEST(VolumeRestoreTests, RefusesWhileADaemonLives) {
   tree.write(".quillbrook-volume/lock", "");
   const FileDescriptor lock(::open(tree.at(".quillbrook-volume/lock").c_str(), O_RDWR));
   ASSERT_EQ(::flock(lock.get(), LOCK_EX), 0);
-  const auto refused = VolumeRestore::restore(tree.folder(), [](const RestoreEvent&) { ADD_FAILURE(); });
-  ASSERT_FALSE(refused.has_value());
-  EXPECT_TRUE(std::holds_alternative<VolumeErrors::Served>(refused.error()));
+  EXPECT_TRUE(isRefusedAs<VolumeErrors::Ending>(
+      VolumeRestore::restore(tree.folder(), [](const RestoreEvent&) { ADD_FAILURE(); })));
   EXPECT_TRUE(tree.isCompressed("file"));
+}
+
+TEST(VolumeRestoreTests, AStopLeavesTheFileInHandAsItWas) {
+  const Tree tree;
+  const FileDescriptor source(::open(tree.folder().c_str(), O_RDONLY | O_DIRECTORY));
+  tree.makeFolder(".quillbrook-volume");
+  const FileDescriptor privateFolder(::open(tree.at(".quillbrook-volume").c_str(), O_RDONLY | O_DIRECTORY));
+  const std::stop_source stop;
+  ASSERT_TRUE(stop.request_stop());
+  for (const std::vector<Tree::Mishap>& mishaps :
+       std::vector<std::vector<Tree::Mishap>>{{}, {&Tree::loseState}, {&Tree::appendMore}}) {
+    tree.writeContainer("file", Tree::prose(150'000), mishaps);
+    const std::string bytes = tree.read("file");
+    struct stat status{};
+    ASSERT_EQ(::stat(tree.at("file").c_str(), &status), 0);
+    const FilePath path = tree.path("file");
+    const auto restored = RestoredFile::restore(
+        source.get(), privateFolder.get(), {.folder = source.get(), .name = "file", .path = path, .status = status},
+        stop.get_token());
+    ASSERT_TRUE(restored.has_value()) << restored.error().detail;
+    EXPECT_EQ(restored->outcome, RestoredFile::Outcome::stopped);
+    EXPECT_TRUE(tree.read("file") == bytes);
+    EXPECT_FALSE(tree.exists("file.appended"));
+  }
 }
 
 // Killed again and again at other moments, a restore that is let go to the end has every byte.
@@ -248,9 +329,11 @@ TEST(VolumeRestoreTests, MayBeKilledAtAnyMoment) {
       ASSERT_EQ(::waitpid(child, &status, 0), child);
       ASSERT_TRUE(WIFSIGNALED(status) || WEXITSTATUS(status) == 0);
     }
-    const auto result = VolumeRestore::restore(tree.folder(), [](const RestoreEvent&) {});
+    std::string details;
+    const auto result = VolumeRestore::restore(
+        tree.folder(), [&](const RestoreEvent& event) { details += event.path.bytes() + ": " + event.detail + '\n'; });
     ASSERT_TRUE(result.has_value()) << sentence(result.error());
-    EXPECT_EQ(result->failed, 0U);
+    EXPECT_EQ(result->failed, 0U) << details;
     for (unsigned i = 0; i < 12; ++i) {
       SCOPED_TRACE(name(i) + ", round " + std::to_string(round));
       EXPECT_TRUE(tree.read(name(i)) == content(i));

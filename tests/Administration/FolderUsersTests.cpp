@@ -1,13 +1,9 @@
 // SPDX-License-Identifier: MIT
-#include <fcntl.h>
-#include <gtest/gtest.h>
-#include <sys/mman.h>
-#include <unistd.h>
 
 #include "Platform/Linux/FileDescriptor.h"
 #include "SourceTree.h"
 #include "Volume/Administration/FolderUsers.h"
-#include "WaitingChild.h"
+#include "support/ChildProcess.h"
 
 namespace quillbrook {
 namespace {
@@ -45,7 +41,6 @@ TEST(FolderUsersTests, TellsWhoIsThereAndWhoWrites) {
   for (const auto& [what, action, use] : cases) {
     SCOPED_TRACE(what);
     const WaitingChild child([&] { return ::close(own.get()) == 0 && action(); });
-    ASSERT_TRUE(child.isReady());
     const auto users = FolderUsers::find(tree.path("v"));
     ASSERT_TRUE(users.has_value());
     ASSERT_EQ(users->size(), use == Use::none ? 0U : 1U);

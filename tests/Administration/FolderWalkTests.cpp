@@ -1,12 +1,4 @@
 // SPDX-License-Identifier: MIT
-#include <fcntl.h>
-#include <gtest/gtest.h>
-
-#include <filesystem>
-#include <functional>
-#include <set>
-#include <string>
-#include <vector>
 
 #include "Platform/Linux/FileDescriptor.h"
 #include "SourceTree.h"

@@ -1,10 +1,4 @@
 // SPDX-License-Identifier: MIT
-#include <gtest/gtest.h>
-
-#include <filesystem>
-#include <string>
-#include <string_view>
-#include <vector>
 
 #include "Platform/Linux/DaemonAddress.h"
 #include "Platform/Linux/FolderPath.h"
@@ -39,7 +33,7 @@ TEST(MountedVolumesTests, TakesVolumesFromWhatTheKernelWrites) {
   // One that is covered by another mount is met by nobody.
   const auto volumes = MountedVolumes::parse(
       "7 1 0:5 / /v rw - ext4 a rw\n8 7 0:6 / /v rw - fuse.quillbrook /v rw\n"
-      "9 1 0:7 / /w rw - fuse.quillbrook /w rw\n10 1 0:8 / /w rw - tmpfs b rw\n");
+      "9 1 0:7 / /w rw - fuse.quillbrook /w rw\n10 1 0:8 / /w rw - tmpfs b rw\nnot a line\n\n11 1 0:9 / /m");
   ASSERT_EQ(volumes.size(), 2U);
   EXPECT_EQ(MountedVolumes::at(volumes, FilePath("/v")), volumes.data());
   EXPECT_EQ(MountedVolumes::at(volumes, FilePath("/w")), nullptr);

@@ -1,16 +1,11 @@
 // SPDX-License-Identifier: MIT
 // Against the real daemon and a real mount.
-#include <fcntl.h>
-#include <gtest/gtest.h>
+#include <poll.h>
 #include <sys/mount.h>
-#include <unistd.h>
 
-#include <algorithm>
-#include <csignal>
-#include <cstdlib>
-#include <string>
-#include <thread>
-
+#include "Platform/Linux/FileDescriptor.h"
+#include "Platform/Linux/FuseUnmount.h"
+#include "Platform/Linux/ProcessDescriptor.h"
 #include "SourceTree.h"
 #include "Volume/Administration/FuseAvailability.h"
 #include "Volume/Administration/VolumeCheck.h"
@@ -18,18 +13,10 @@
 #include "Volume/Administration/VolumeMount.h"
 #include "Volume/Administration/VolumeRestore.h"
 #include "Volume/Administration/VolumeUnmount.h"
-#include "WaitingChild.h"
+#include "support/ChildProcess.h"
 
 namespace quillbrook {
 namespace {
-
-// That it was refused, and with which error.
-template <typename Error, typename Answer>
-testing::AssertionResult isRefusedAs(const Answer& answer) {
-  if (answer) return testing::AssertionFailure() << "it was not refused";
-  if (std::holds_alternative<Error>(answer.error())) return testing::AssertionSuccess();
-  return testing::AssertionFailure() << describe(answer.error());
-}
 
 class MountedVolumeTests : public testing::Test {
  protected:
@@ -58,6 +45,13 @@ class MountedVolumeTests : public testing::Test {
     EXPECT_TRUE(unmounted.has_value()) << sentence(unmounted.error());
     EXPECT_FALSE(listing().has_value());
     return unmounted.value_or(UnmountOutcome{});
+  }
+  // A file system of another kind, in a new folder: where it can.
+  [[nodiscard]] bool mountsAnother(const char* name) const {
+    tree_.makeFolder(name);
+    const bool isMounted = ::mount("none", tree_.at(name).c_str(), "tmpfs", 0, nullptr) == 0;
+    if (!isMounted) std::cout << "SKIPPED: only root can mount something inside\n";
+    return isMounted;
   }
   [[nodiscard]] auto restore() const {
     return VolumeRestore::restore(tree_.folder(), [](const RestoreEvent&) {});
@@ -105,13 +99,45 @@ TEST_F(MountedVolumeTests, MountsListsChecksAndUnmounts) {
   EXPECT_EQ(tree_.read("compressed"), content_);
 }
 
+TEST_F(MountedVolumeTests, ChecksAPartOfAVolume) {
+  tree_.writeContainer("outer/inner/damaged", content_, {&SourceTree::flipBit});
+  // A rewriting was cut off: the copy lies with the whole volume.
+  tree_.writeContainer("outer/interrupted", content_);
+  tree_.setRedoIdentifier("outer/interrupted", 17);
+  tree_.writeRedoCopy(".quillbrook-volume/redo/17", content_, tree_.redoRecord("outer/interrupted"));
+  const auto findings = [this](const char* folder) {
+    std::map<std::string, CheckFinding::Kind> found;
+    const auto checked = VolumeCheck::check(tree_.path(folder), [&](const CheckFinding& finding) {
+      found.emplace(finding.path.bytes().substr(tree_.folder().bytes().size() + 1), finding.kind);
+    });
+    EXPECT_TRUE(checked.has_value()) << sentence(checked.error());
+    return found;
+  };
+  using Findings = std::map<std::string, CheckFinding::Kind>;
+  const Findings damaged{{"outer/inner/damaged", CheckFinding::Kind::damagedContainer}};
+  Findings both = damaged;
+  both.emplace("outer/interrupted", CheckFinding::Kind::interruptedExpansion);
+  EXPECT_EQ(findings("outer"), both) << "without a mount";
+  EXPECT_EQ(findings("outer/inner"), damaged) << "without a mount";
+  tree_.write("outer/interrupted", content_);
+  tree_.setState("outer/interrupted", {});
+  mount();
+  EXPECT_EQ(findings("outer"), damaged);
+  EXPECT_EQ(findings("outer/inner"), damaged);
+  // Something else that is mounted inside is none of the volume's.
+  if (mountsAnother("outer/inner/other")) {
+    EXPECT_EQ(findings("outer/inner/other"), Findings{});
+    ASSERT_EQ(::umount2(tree_.at("outer/inner/other").c_str(), 0), 0);
+  }
+  unmount();
+}
+
 TEST_F(MountedVolumeTests, RefusesWritersAndBusyVolumes) {
   const auto opens = [this](int flags) {
     return [this, flags] { return ::open(tree_.at("ordinary").c_str(), flags) >= 0; };
   };
   {
     const WaitingChild writer(opens(O_WRONLY | O_APPEND));
-    ASSERT_TRUE(writer.isReady());
     const auto refused = VolumeMount::mount(tree_.folder(), {.force = true});
     ASSERT_TRUE(isRefusedAs<VolumeErrors::InUse>(refused));
     EXPECT_TRUE(sentence(refused.error()).contains(std::to_string(writer.process())));
@@ -119,7 +145,6 @@ TEST_F(MountedVolumeTests, RefusesWritersAndBusyVolumes) {
   }
   {
     const WaitingChild reader(opens(O_RDONLY));
-    ASSERT_TRUE(reader.isReady());
     const auto mounted = mount({.readOnly = true});
     ASSERT_EQ(mounted.users.size(), 1U);
     EXPECT_EQ(mounted.users.front().process, reader.process());
@@ -127,7 +152,6 @@ TEST_F(MountedVolumeTests, RefusesWritersAndBusyVolumes) {
   }
   {
     const WaitingChild user(opens(O_RDONLY));
-    ASSERT_TRUE(user.isReady());
     EXPECT_TRUE(isRefusedAs<VolumeErrors::InUse>(VolumeUnmount::unmount(tree_.folder())));
     EXPECT_EQ(tree_.read("compressed"), content_);
   }
@@ -150,6 +174,49 @@ TEST_F(MountedVolumeTests, ClearsAMountWhoseDaemonDied) {
   }
 }
 
+// Detached in some other way while a file is open in it.
+TEST_F(MountedVolumeTests, TellsADaemonThatIsEndingFromOtherUsers) {
+  mount();
+  const pid_t daemon = listed().daemon.value_or(0);
+  ASSERT_GT(daemon, 0);
+  const auto process = ProcessDescriptor::open(daemon);
+  ASSERT_TRUE(process.has_value());
+  {
+    const FileDescriptor file(::open(tree_.at("ordinary").c_str(), O_RDWR));
+    ASSERT_TRUE(FuseUnmount::unmount(tree_.folder(), FuseUnmount::Manner::lazily).has_value());
+    EXPECT_TRUE(isRefusedAs<VolumeErrors::Ending>(VolumeMount::mount(tree_.folder(), {})));
+    EXPECT_TRUE(isRefusedAs<VolumeErrors::Ending>(restore()));
+  }
+  pollfd ended{.fd = process->get(), .events = POLLIN, .revents = 0};  // NOLINT(misc-const-correctness): poll writes it
+  ASSERT_EQ(::poll(&ended, 1, -1), 1);
+  EXPECT_TRUE(restore().has_value());
+}
+
+TEST_F(MountedVolumeTests, RefusesAnotherKindOfMountAndToLeaveOneInside) {
+  mount();
+  for (const MountOptions& other :
+       {MountOptions{.readOnly = true}, MountOptions{.allowOther = true}, MountOptions{.foreground = true}}) {
+    EXPECT_TRUE(isRefusedAs<VolumeErrors::MountedOtherwise>(VolumeMount::mount(tree_.folder(), other)));
+  }
+  if (mountsAnother("inner")) {
+    const auto refused = VolumeUnmount::unmount(tree_.folder());
+    ASSERT_FALSE(refused.has_value());
+    EXPECT_TRUE(refused.error() == VolumeError(VolumeErrors::MountInside{tree_.folder(), tree_.path("inner")}));
+    ASSERT_EQ(::umount2(tree_.at("inner").c_str(), 0), 0);
+  }
+  unmount();
+}
+
+TEST_F(MountedVolumeTests, TellsOfADaemonThatIsKilledInTheForeground) {
+  const auto ended = VolumeMount::mount(tree_.folder(), {.foreground = true}, {}, [&](const MountOutcome&) {
+    ASSERT_EQ(::kill(listed().daemon.value_or(0), SIGKILL), 0);
+  });
+  ASSERT_TRUE(isRefusedAs<VolumeErrors::DaemonFailed>(ended));
+  EXPECT_TRUE(std::get<VolumeErrors::DaemonFailed>(ended.error()).hadMounted);
+  EXPECT_EQ(std::get<VolumeErrors::DaemonFailed>(ended.error()).exitCode, 128 + SIGKILL);
+  unmount();
+}
+
 TEST_F(MountedVolumeTests, RunsInTheForegroundUntilItIsStopped) {
   std::stop_source stop;
   bool wasAlive = false;
@@ -170,6 +237,18 @@ TEST_F(MountedVolumeTests, RelaysTheDaemonsWords) {
   EXPECT_NE(std::get<VolumeErrors::DaemonFailed>(failed.error()).exitCode, 0);
   EXPECT_FALSE(std::get<VolumeErrors::DaemonFailed>(failed.error()).words.empty());
   EXPECT_FALSE(listing().has_value());
+
+  // The volume stands all the same, but a copy in it belongs to a file that is gone.
+  std::filesystem::remove(tree_.at(".quillbrook-volume/redo"));
+  tree_.write(".quillbrook-volume/redo/5", content_);
+  {
+    const FileDescriptor copy(::open(tree_.at(".quillbrook-volume/redo/5").c_str(), O_RDWR));
+    const RedoRecord record{.inode = 1, .kept = {.mode = 0600, .capability = {}}, .path = {}};
+    ASSERT_TRUE(record.write(copy.get()).has_value());
+  }
+  const std::string words = mount().words;
+  EXPECT_TRUE(words.contains(".quillbrook-volume/redo/5: its file was not found")) << words;
+  unmount();
 }
 
 }  // namespace

@@ -1,18 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "SourceTree.h"
 
-#include <fcntl.h>
-#include <gtest/gtest.h>
-#include <sys/stat.h>
-#include <sys/xattr.h>
-
-#include <array>
-#include <ctime>
-#include <filesystem>
-#include <string>
-
 #include "Compression/FileCompressor.h"
-#include "Platform/Linux/VolumeRegistration.h"
+#include "Platform/Linux/FileDescriptor.h"
+#include "Platform/LittleEndian.h"
+#include "Platform/ReservedNames.h"
+#include "support/CompressingFileSystem.h"
 
 namespace quillbrook {
 namespace {
@@ -36,8 +29,8 @@ void SourceTree::writeContainer(std::string_view name, std::string_view content,
                                       timespec{.tv_sec = 1'000'000'000, .tv_nsec = 123'456'789}};
   ASSERT_EQ(::utimensat(AT_FDCWD, at(made).c_str(), times.data(), 0), 0);
   {
-    const VolumeRegistration volume(folder());
-    const auto compressed = FileCompressor::compress(path(made));
+    const auto compressed = FileCompressor::compress(path(made), FileCompressor::defaultStreamingThreshold, nullptr,
+                                                     CompressingFileSystem::instance());
     ASSERT_TRUE(compressed.has_value()) << describe(compressed.error());
   }
   std::filesystem::create_directories(path(name).parent().bytes());
@@ -47,6 +40,10 @@ void SourceTree::writeContainer(std::string_view name, std::string_view content,
 
 void SourceTree::loseState(std::string_view name) const {
   ASSERT_EQ(::removexattr(at(name).c_str(), attributeName), 0);
+}
+
+void SourceTree::buryState(std::string_view name) const {
+  setState(name, {.st_flags = 0, .creationTime = Timestamp{.seconds = 1, .nanoseconds = 2}});
 }
 
 void SourceTree::garbleState(std::string_view name) const {
@@ -66,11 +63,24 @@ void SourceTree::cutShort(std::string_view name) const {
   std::filesystem::resize_file(at(name), read(name).size() * 9 / 10);
 }
 
+void SourceTree::setType(std::string_view name, std::uint32_t type) const {
+  std::filesystem::remove(at(name));
+  std::array<std::uint8_t, DecmpfsHeader::byteCount> value{'f', 'p', 'm', 'c'};
+  LittleEndian::store(value.data() + 4, type);
+  LittleEndian::store(value.data() + 8, std::uint64_t{150'000});
+  FileSystem& files = CompressingFileSystem::instance();
+  ASSERT_TRUE(files.createExclusively(path(name), 0600, folder()));
+  ASSERT_TRUE(files.setxattr(path(name), ReservedNames::decmpfs, value, {}));
+  ASSERT_TRUE(files.chflags(path(name), UF_COMPRESSED));
+}
+
 std::optional<ContainerState> SourceTree::state(std::string_view name) const {
   std::array<std::uint8_t, ContainerState::byteCount> bytes{};
   if (::getxattr(at(name).c_str(), attributeName, bytes.data(), bytes.size()) < 0) return std::nullopt;
   const auto state = ContainerState::decode(bytes);
-  return state ? std::optional(*state) : std::nullopt;
+  std::optional<ContainerState> found;
+  if (state) found = *state;
+  return found;
 }
 
 void SourceTree::setState(std::string_view name, const ContainerState& state) const {
@@ -83,6 +93,17 @@ void SourceTree::setRedoIdentifier(std::string_view name, std::uint32_t identifi
   ASSERT_TRUE(changed.isSealed());
   changed.redoIdentifier = identifier;
   setState(name, changed);
+}
+
+RedoRecord SourceTree::redoRecord(std::string_view name) const {
+  const FileDescriptor top(::open(folder().c_str(), O_RDONLY | O_DIRECTORY));
+  const FileDescriptor file(::open(at(name).c_str(), O_RDWR));
+  return RedoRecord::of(top.get(), file.get()).value();
+}
+
+void SourceTree::writeRedoCopy(std::string_view name, std::string_view content, const RedoRecord& record) const {
+  write(name, content);
+  ASSERT_TRUE(record.write(FileDescriptor(::open(at(name).c_str(), O_RDWR)).get()).has_value());
 }
 
 }  // namespace quillbrook

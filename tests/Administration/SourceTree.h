@@ -1,15 +1,21 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <cstdint>
-#include <optional>
-#include <string_view>
-#include <vector>
-
+#include "Compression/Header/DecmpfsHeader.h"
 #include "Container/ContainerState.h"
+#include "Platform/Linux/RedoRecord.h"
+#include "Volume/Administration/VolumeError.h"
 #include "support/ScratchFolder.h"
 
 namespace quillbrook {
+
+// That it was refused, and with which error.
+template <typename Error, typename Answer>
+testing::AssertionResult isRefusedAs(const Answer& answer) {
+  if (answer) return testing::AssertionFailure() << "it was not refused";
+  if (std::holds_alternative<Error>(answer.error())) return testing::AssertionSuccess();
+  return testing::AssertionFailure() << describe(answer.error());
+}
 
 // A folder with compressed files as an unmounted volume has them, and what can befall them there.
 class SourceTree : public ScratchFolder {
@@ -21,10 +27,15 @@ class SourceTree : public ScratchFolder {
   void writeContainer(std::string_view name, std::string_view content, const std::vector<Mishap>& mishaps = {}) const;
 
   void loseState(std::string_view name) const;
+  // As after it was taken for a content, compressed and turned back.
+  void buryState(std::string_view name) const;
   void garbleState(std::string_view name) const;
   void flipBit(std::string_view name) const;         // in the middle
   void flipTrailerBit(std::string_view name) const;  // near the end
   void cutShort(std::string_view name) const;
+  // It is one of a type that nobody here can read; and one whose content lies elsewhere.
+  void becomeFuture(std::string_view name) const { setType(name, 13); }
+  void becomePlaceholder(std::string_view name) const { setType(name, DecmpfsHeader::datalessRawValue); }
   void appendMore(std::string_view name) const { append(name, "more"); }
 
   // Told by its attribute alone.
@@ -36,6 +47,12 @@ class SourceTree : public ScratchFolder {
   void setState(std::string_view name, const ContainerState& state) const;
   // As in an expansion that was interrupted.
   void setRedoIdentifier(std::string_view name, std::uint32_t identifier) const;
+  [[nodiscard]] RedoRecord redoRecord(std::string_view name) const;
+  // A redo copy of that content, made for the file of that record.
+  void writeRedoCopy(std::string_view name, std::string_view content, const RedoRecord& record) const;
+
+ private:
+  void setType(std::string_view name, std::uint32_t type) const;
 };
 
 }  // namespace quillbrook

@@ -1,16 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // Our streams read by an archiver that shares nothing with this codec: it decodes them inside disk images.
-#include <gtest/gtest.h>
 #include <openssl/evp.h>
-#include <unistd.h>
-
-#include <cstdio>
-#include <filesystem>
-#include <fstream>
-#include <memory>
-#include <string>
-#include <vector>
 
 #include "Codec/GeneratedContent.h"
 #include "Codec/LzfseBlockBuilder.h"

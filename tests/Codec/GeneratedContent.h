@@ -1,12 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <algorithm>
-#include <cstddef>
-#include <cstdint>
-#include <random>
-
 #include "Codec/Streams.h"
+#include "support/Prelude.h"
 
 // Content with a known nature; the same on every run and, as no distribution is used, with every standard library.
 namespace quillbrook::test {

@@ -1,18 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <algorithm>
-#include <array>
-#include <bit>
-#include <cstddef>
-#include <cstdint>
-#include <initializer_list>
-#include <numeric>
-#include <string_view>
-#include <utility>
-#include <vector>
-
 #include "Codec/Streams.h"
+#include "support/Prelude.h"
 
 namespace quillbrook::test {
 

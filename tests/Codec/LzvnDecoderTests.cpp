@@ -1,12 +1,8 @@
 // SPDX-License-Identifier: MIT
-#include <gtest/gtest.h>
-
-#include <string>
-#include <tuple>
-#include <vector>
 
 #include "Codec/Lzvn.h"
 #include "Codec/Streams.h"
+#include "support/Prelude.h"
 
 namespace quillbrook::test {
 namespace {

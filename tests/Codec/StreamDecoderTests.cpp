@@ -1,13 +1,6 @@
 // SPDX-License-Identifier: MIT
 //
 // Streams built by hand, cut short, damaged and contradictory.
-#include <gtest/gtest.h>
-
-#include <functional>
-#include <string>
-#include <string_view>
-#include <tuple>
-#include <vector>
 
 #include "Codec/GeneratedContent.h"
 #include "Codec/LzfseBlockBuilder.h"

@@ -1,11 +1,7 @@
 // SPDX-License-Identifier: MIT
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <string>
-#include <vector>
 
 #include "CommandLine/Arguments.h"
+#include "support/Prelude.h"
 
 namespace quillbrook {
 namespace {
@@ -56,10 +52,11 @@ TEST(Arguments, WrongUsageAndHelpSayWhatToDo) {
       {{"volume", "list", "--", "a"}, "no name is expected"},
       {{"--", "compress", "a"}, "a verb is needed"},
       {{"--help"}, "--version", false},
-      {{"compress", "--help"}, "--jobs", false},
+      {{"--help"}, "[OPTIONS] VERB\n", false},
+      {{"volume", "--help"}, "[OPTIONS] VERB\n", false},
+      {{"compress", "--help"}, " PATH...", false},
       {{"inspect", "--help"}, "--json", false},
-      {{"volume", "--help"}, "restore", false},
-      {{"volume", "mount", "--help"}, "--foreground", false},
+      {{"volume", "mount", "--help"}, " DIR", false},
       {{"volume", "enable", "--help"}, "--force", false},
       {{"--version"}, "quillbrookctl ", false},
   };

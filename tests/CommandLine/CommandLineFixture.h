@@ -1,31 +1,22 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <gtest/gtest.h>
-
-#include <atomic>
-#include <chrono>
 #include <nlohmann/json.hpp>
-#include <optional>
-#include <sstream>
 #include <stop_token>
-#include <string>
-#include <utility>
-#include <vector>
 
 #include "CommandLine/CommandLine.h"
-#include "Platform/Linux/VolumeRegistration.h"
+#include "support/CompressingFileSystem.h"
 #include "support/ScratchFolder.h"
 
 namespace quillbrook {
 
-// Runs the command line within the test, over a folder that counts as a mounted volume.
+// Runs the command line within the test, over a folder in which files can be compressed.
 class CommandLineTest : public testing::Test {
  protected:
   using Json = nlohmann::ordered_json;
   using Strings = std::vector<std::string>;
 
-  int run(Strings arguments, FileSystem& fileSystem = FileSystem::native()) {
+  int run(Strings arguments, FileSystem& fileSystem = CompressingFileSystem::instance()) {
     out.str({});
     err.str({});
     Io io{.out = out,
@@ -62,7 +53,6 @@ class CommandLineTest : public testing::Test {
   }
 
   ScratchFolder tree;
-  std::optional<VolumeRegistration> volume{tree.folder()};
   OpenDirectory openDirectory = DirectoryReader::open;
   VolumeOperations volumes;
   bool isTerminal = false;

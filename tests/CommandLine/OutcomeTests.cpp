@@ -1,12 +1,8 @@
 // SPDX-License-Identifier: MIT
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <set>
-#include <string>
 
 #include "CommandLine/Outcome.h"
 #include "Platform/ErrorNumber.h"
+#include "support/Prelude.h"
 
 namespace quillbrook {
 namespace {
@@ -50,10 +46,25 @@ TEST(Outcome, EveryRefusalCountsAsDecided) {
 TEST(Outcome, SystemFailuresAreToldInTheSystemsWords) {
   const auto sentence = [](const IOError& error) { return OutcomeTable::sentence(FileCompressionError(error)); };
   const FilePath url("/a");
-  EXPECT_EQ(sentence(IOError::numbered(url, "open", ErrorNumber::accessDenied)),
-            "a system call failed; run this as the file's owner: open: Permission denied");
+  EXPECT_EQ(sentence(IOError::numbered(url, "rename", ErrorNumber::readOnly)),
+            "a system call failed; it is on a read-only mount: mount that for writing and try again: rename: Read-only "
+            "file system");
   EXPECT_EQ(sentence(IOError{url, "unexpected EOF (got 12"}),
             "a system call failed; the file was left as it is; try again: unexpected EOF (got 12");
+  // Trying again helps against none of these.
+  for (const auto& [call, number, words] : {std::tuple("open", EACCES, "bind mount"),
+                                            {"rename", EPERM, "immutable"},
+                                            {"read compressed", ENOTSUP, "newer"},
+                                            {"read source", EIO, "volume check"},
+                                            {"create slimtmp", ENAMETOOLONG, "shorten its name"},
+                                            {"write rsrc fork", EDQUOT, "quota"},
+                                            {"chflags", ENOSPC, "do not fit"},
+                                            {"rename", EIO, "volume restore"}}) {
+    EXPECT_THAT(sentence(IOError::numbered(url, call, ErrorNumber{number})), testing::HasSubstr(words));
+  }
+  // The user's file is sound where its replacement cannot be read.
+  EXPECT_THAT(sentence(IOError::worded(FilePath("/a.slimtmp"), "readback", ErrorNumber::inputOutput)),
+              testing::AllOf(testing::HasSubstr("left as it is"), testing::Not(testing::HasSubstr("volume check"))));
   // Only a refused flag means that there is no volume.
   for (const auto& [call, number] :
        {std::pair("chflags", ErrorNumber::noSpace), {"setxattr", ErrorNumber::notSupported}}) {

@@ -1,16 +1,11 @@
 // SPDX-License-Identifier: MIT
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
-#include <chrono>
-#include <cstdint>
-#include <string>
-#include <vector>
-
+#include "CommandLine/Base64.h"
 #include "CommandLine/KindTotals.h"
 #include "CommandLine/PathText.h"
 #include "CommandLine/ProgressMeter.h"
 #include "CommandLine/SizeText.h"
+#include "support/Prelude.h"
 
 namespace quillbrook {
 namespace {
@@ -40,11 +35,11 @@ TEST(PathText, OnATerminalNothingSteersIt) {
   EXPECT_EQ(PathText::shownMessage("a\\b\n\x1b\xff", true), "a\\b\n\\x1B\xef\xbf\xbd");
 }
 
-TEST(PathText, Base64PadsAsTheStandardSays) {
+TEST(Base64, PadsAsTheStandardSays) {
   // RFC 4648, section 10, and bytes above 0x7F
   const std::vector<std::pair<std::string, std::string>> cases{
       {"", ""}, {"f", "Zg=="}, {"fo", "Zm8="}, {"foobar", "Zm9vYmFy"}, {"\xff\xfe\xfd", "//79"}};
-  for (const auto& [bytes, text] : cases) EXPECT_EQ(PathText::base64(bytes), text);
+  for (const auto& [bytes, text] : cases) EXPECT_EQ(Base64::text(bytes), text);
 }
 
 TEST(KindTotals, KeepsTheKindsThatSaveMostAndAddsUpTheRest) {
@@ -70,7 +65,7 @@ TEST(ProgressMeter, RateFollowsTheLastTenSeconds) {
   meter.add(time, {0, 100'000});
   meter.add(time += 500ms, {500, 100'000});
   EXPECT_FALSE(meter.rate() || meter.remaining()) << "one moment is no rate";
-  for (int i = 1; i <= 20; ++i) meter.add(time += 1s, {i * 1'000, 100'000});
+  for (std::int64_t i = 1; i <= 20; ++i) meter.add(time += 1s, {i * 1'000, 100'000});
   EXPECT_DOUBLE_EQ(meter.rate().value_or(0), 1'000);
   EXPECT_EQ(meter.remaining(), 80s);
   for (int i = 1; i <= 10; ++i) meter.add(time += 1s, {20'000 + i * std::int64_t{4'000}, 100'000});

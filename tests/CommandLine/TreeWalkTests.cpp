@@ -1,13 +1,4 @@
 // SPDX-License-Identifier: MIT
-#include <gtest/gtest.h>
-#include <sys/stat.h>
-
-#include <cerrno>
-#include <filesystem>
-#include <map>
-#include <memory>
-#include <string>
-#include <utility>
 
 #include "CommandLine/TreeWalk.h"
 #include "CommandLineFixture.h"

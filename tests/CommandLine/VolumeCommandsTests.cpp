@@ -1,12 +1,4 @@
 // SPDX-License-Identifier: MIT
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <cerrno>
-#include <csignal>
-#include <functional>
-#include <string>
-#include <vector>
 
 #include "CommandLineFixture.h"
 
@@ -82,7 +74,8 @@ TEST_F(VolumeCommandsTest, WhatWasDoneIsToldAndWhatOthersMeet) {
   volumes.mount = [&](const FilePath& folder, const MountOptions& options, const auto&,
                       const auto& onMounted) -> std::expected<MountOutcome, VolumeError> {
     seen = options;
-    MountOutcome outcome{.folder = folder, .clearedStaleMount = true, .users = {}};
+    MountOutcome outcome{.folder = folder, .clearedStaleMount = true, .users = {}, .words = {}};
+    outcome.words = "quillbrook-volume: 1 of 1 files";
     outcome.users.push_back({.process = 4711, .command = "vim", .hasOpenFiles = true, .example = FilePath("/v/a")});
     onMounted(outcome);
     return outcome;
@@ -90,11 +83,11 @@ TEST_F(VolumeCommandsTest, WhatWasDoneIsToldAndWhatOthersMeet) {
   EXPECT_EQ(run({"volume", "mount", "--read-only", "/v"}), 0);
   EXPECT_TRUE(seen.readOnly);
   EXPECT_EQ(out.str(), "mounted /v\n");
-  EXPECT_THAT(err.str(), AllOf(HasSubstr("4711"), HasSubstr("daemon had died")));
+  EXPECT_THAT(err.str(), AllOf(HasSubstr("4711"), HasSubstr("daemon had died"), HasSubstr("1 of 1 files\n")));
 
   volumes.unmount = [](const FilePath& folder, const auto&,
                        const auto& onCounted) -> std::expected<UnmountOutcome, VolumeError> {
-    UnmountOutcome outcome{.folder = folder, .compressedFiles = 12, .unreadFolders = 1};
+    UnmountOutcome outcome{.folder = folder, .compressedFiles = 12, .unread = 1};
     onCounted(outcome);
     return outcome;
   };
@@ -111,6 +104,15 @@ TEST_F(VolumeCommandsTest, WhatWasDoneIsToldAndWhatOthersMeet) {
   EXPECT_EQ(run({"volume", "restore", "/v"}), 3);
   EXPECT_THAT(out.str(), HasSubstr("restored 1 file\n"));
   EXPECT_THAT(err.str(), AllOf(HasSubstr("/v/a.appended"), HasSubstr("cannot restore /v/b: no space")));
+
+  volumes.restore = [this](const FilePath&, const auto& onEvent,
+                           const auto&) -> std::expected<RestoreResult, VolumeError> {
+    onEvent({.path = FilePath("/v/a"), .appended = {}, .detail = ""});
+    stopWith(SIGINT);
+    return std::unexpected(VolumeErrors::Stopped{});
+  };
+  EXPECT_EQ(run({"volume", "restore", "/v"}), 130);
+  EXPECT_EQ(out.str(), "restored 1 file\n");
 }
 
 TEST_F(VolumeCommandsTest, ListPrintsAnObjectForEachVolume) {

@@ -1,8 +1,4 @@
 // SPDX-License-Identifier: MIT
-#include <gtest/gtest.h>
-
-#include <cerrno>
-#include <tuple>
 
 #include "Compression/FileCompressionInspector.h"
 #include "Platform/ReservedNames.h"
@@ -10,11 +6,8 @@
 #include "support/FaultyFileSystem.h"
 #include "support/MemoryFileSystem.h"
 
-namespace quillbrook {
+namespace quillbrook::test {
 namespace {
-
-using TestData::Bytes;
-using TestData::header;
 
 std::string outcome(const std::expected<FileCompressionInfo, FileCompressionInspectionError>& result) {
   if (!result) return describe(result.error());
@@ -87,7 +80,7 @@ TEST_F(FileCompressionInspectorTest, ReportsFailingCallsAndCountsAPayloadThatBlo
       return status;
     }
   };
-  putCompressed(TestData::concatenated({header(11, 4'500), Bytes(184)}));
+  putCompressed(header(11, 4'500) + Bytes(184));
   Blockless blockless(memory_);
   const std::vector<std::tuple<std::size_t, int, std::string>> cases{
       {99, 0, "compressed lzfseAttr 4500 4500 200"},   {0, ENOENT, "fileNotFound(/a)"},
@@ -111,4 +104,4 @@ TEST_F(FileCompressionInspectorTest, TellsTheUser) {
 }
 
 }  // namespace
-}  // namespace quillbrook
+}  // namespace quillbrook::test

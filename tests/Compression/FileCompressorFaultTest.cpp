@@ -1,14 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Every call of every sequence is failed in turn with every error that it can give. Whatever happens, the user's file
 // is whole, what is not ours stays, and no lock is left behind.
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <array>
-#include <cerrno>
-#include <chrono>
-#include <map>
-#include <tuple>
 
 #include "Compression/FileCompressor.h"
 #include "Compression/WorkFile.h"
@@ -18,10 +10,9 @@
 #include "support/FaultyFileSystem.h"
 #include "support/MemoryFileSystem.h"
 
-namespace quillbrook {
+namespace quillbrook::test {
 namespace {
 
-using TestData::Bytes;
 using Call = FaultyFileSystem::Call;
 using Node = MemoryFileSystem::Node;
 
@@ -35,7 +26,7 @@ constexpr auto errors = std::to_array({EPERM, ENOENT, EINTR, EIO, EAGAIN, EACCES
 
 // Two blocks where blocks are what is worked on; otherwise the smallest that needs a fork.
 Bytes content(const Route& route) {
-  if (!route.streams) return TestData::noise(4'000);
+  if (!route.streams) return noise(4'000);
   Bytes result(65'536, 'x');
   result.insert(result.end(), 300, 'y');
   return result;
@@ -128,7 +119,7 @@ Node identity(Node node, std::string_view lost = {}) {
   node.attributes.erase("com.apple.ResourceFork");
   if (lost == "attributes") node.attributes.clear();
   if (lost == "ACL") node.accessControlList.clear();
-  if (lost == "owner") node.status.st_uid = 0;
+  if (lost == "owner") node.status.st_uid = node.status.st_gid = 0;
   if (lost == "mode") node.status.st_mode = 0;
   if (lost == "times") node.status.st_atimespec = node.status.st_mtimespec = {};
   if (lost == "creation time") node.status.st_birthtimespec = {};
@@ -142,6 +133,7 @@ class FaultTest : public testing::TestWithParam<Route> {
   FaultTest() {
     auto& node = start_.put(url_, content(route_));
     node.status.st_uid = 1'000;
+    node.status.st_gid = 2'000;
     node.status.st_mode = 0640;
     node.status.st_flags = UF_NODUMP;
     node.accessControlList = "user:33:r--";
@@ -184,7 +176,7 @@ class FaultTest : public testing::TestWithParam<Route> {
 
   const FilePath url_{"/a"};
   const FilePath workFile_{"/a.slimtmp"};
-  const Bytes leftOver_ = TestData::bytes("left over");
+  const Bytes leftOver_ = bytesOf("left over");
   const Route route_ = GetParam();
   MemoryFileSystem start_;
   Node before_;
@@ -304,4 +296,4 @@ TEST_P(FaultTest, FlagsRefusedTwiceAndAnExchangeHalfDone) {
 INSTANTIATE_TEST_SUITE_P(Routes, FaultTest, testing::ValuesIn(routes), routeName);
 
 }  // namespace
-}  // namespace quillbrook
+}  // namespace quillbrook::test

@@ -1,8 +1,5 @@
 // SPDX-License-Identifier: MIT
 // What compress and decompress accept, refuse and carry over, on a file system in memory.
-#include <gtest/gtest.h>
-
-#include <tuple>
 
 #include "Compression/FileCompressor.h"
 #include "Compression/WorkFile.h"
@@ -12,12 +9,9 @@
 #include "support/FaultyFileSystem.h"
 #include "support/MemoryFileSystem.h"
 
-namespace quillbrook {
+namespace quillbrook::test {
 namespace {
 
-using TestData::Bytes;
-using TestData::noise;
-using TestData::text;
 using Node = MemoryFileSystem::Node;
 using Call = FaultyFileSystem::Call;
 
@@ -129,7 +123,7 @@ TEST_F(FileCompressorTest, DecompressesWhatOthersWroteIfItHasThePromisedLength) 
     MemoryFileSystem memory;
     auto& node = memory.put(url_, {});
     node.status.st_flags = UF_COMPRESSED;
-    node.attributes = {{decmpfs_, TestData::header(8, 70'000)}, {resourceFork_, noise(10)}};
+    node.attributes = {{decmpfs_, header(8, 70'000)}, {resourceFork_, noise(10)}};
     for (const std::size_t size : {69'999U, 70'001U, 0U, 70'000U}) {
       memory.at(url_).foreignContent = text(size);
       EXPECT_EQ(decompress(memory, threshold), size == 70'000 ? "none 70000 70000" : different);
@@ -206,7 +200,7 @@ TEST_F(FileCompressorTest, TellsOfDebrisThatItRemovesAndTakesNothingElseForIt) {
   for (const FileKind kind : {FileKind::directory, FileKind::symbolicLink, FileKind::regular}) {
     MemoryFileSystem memory;
     memory.put(url_, text(70'000));
-    auto& found = memory.put(workFile_, TestData::bytes("somebody's"));
+    auto& found = memory.put(workFile_, bytesOf("somebody's"));
     found.status.kind = kind;
     found.attributes[marker_] = {1};
     const Node before = found;
@@ -245,4 +239,4 @@ TEST_F(FileCompressorTest, ReadbackCatchesWhatTheDiskGivesBackWrong) {
 }
 
 }  // namespace
-}  // namespace quillbrook
+}  // namespace quillbrook::test

@@ -1,30 +1,18 @@
 // SPDX-License-Identifier: MIT
-// The engine on the real file system, in a bare folder that counts as a volume.
-#include <gmock/gmock.h>
-#include <sys/wait.h>
-
-#include <algorithm>
-#include <array>
-#include <atomic>
-#include <csignal>
-#include <filesystem>
-#include <fstream>
-#include <thread>
-#include <utility>
+// The engine on the real file system, without a volume.
 
 #include "Compression/FileCompressionInspector.h"
 #include "Compression/FileCompressor.h"
 #include "Compression/WorkFile.h"
-#include "Platform/Linux/VolumeRegistration.h"
 #include "Route.h"
 #include "TestData.h"
+#include "support/ChildProcess.h"
 #include "support/FaultyFileSystem.h"
 #include "support/OrdinaryUser.h"
+#include "support/ScratchFolder.h"
 
-namespace quillbrook {
+namespace quillbrook::test {
 namespace {
-
-using TestData::Bytes;
 
 class NativeFileCompressorTest : public testing::TestWithParam<Route> {
  protected:
@@ -32,8 +20,9 @@ class NativeFileCompressorTest : public testing::TestWithParam<Route> {
     folder_.write(url_.name(), {reinterpret_cast<const char*>(content.data()), content.size()});
   }
   // What programs in a volume read. Nothing for a file that cannot be read.
-  [[nodiscard]] std::optional<Bytes> read() const {
-    const auto reader = FileSystem::native().openForReading(url_);
+  [[nodiscard]] std::optional<Bytes> read() const { return read(url_); }
+  [[nodiscard]] static std::optional<Bytes> read(const FilePath& url) {
+    const auto reader = FileSystem::native().openForReading(url);
     if (!reader) return std::nullopt;
     Bytes content;
     std::array<std::uint8_t, 10'000> piece;
@@ -50,13 +39,10 @@ class NativeFileCompressorTest : public testing::TestWithParam<Route> {
 
   const ScratchFolder folder_;
   const FilePath url_ = folder_.path("\xFF name\n");
-  std::optional<VolumeRegistration> volume_{std::in_place, folder_.folder()};
 };
 
 TEST_F(NativeFileCompressorTest, EverySizeComesBackWithItsMetadata) {
-  using TestData::noise;
-  using TestData::text;
-  FileSystem& native = FileSystem::native();
+  FileSystem& native = CompressingFileSystem::instance();
   // What the in-memory route makes of it; streams are always forks.
   const std::vector<std::pair<Bytes, std::string>> cases{
       {{}, "compressionDidNotReduceSize"},
@@ -90,7 +76,7 @@ TEST_F(NativeFileCompressorTest, EverySizeComesBackWithItsMetadata) {
       };
       FileStatus before = identity();
       const std::int64_t threshold = streams ? size : size + 1;
-      const auto compressed = FileCompressor::compress(url_, threshold);
+      const auto compressed = FileCompressor::compress(url_, threshold, nullptr, native);
       const std::string outcome(compressed ? name(*compressed->algorithm) : caseName(compressed.error()));
       ASSERT_EQ(outcome, streams ? "lzfseRsrc" : algorithm);
       EXPECT_TRUE(!compressed || identity() == before);
@@ -119,56 +105,28 @@ TEST_F(NativeFileCompressorTest, EverySizeComesBackWithItsMetadata) {
   }
 }
 
-TEST_F(NativeFileCompressorTest, OutsideAVolumeNothingIsCompressed) {
-  volume_.reset();
-  write(TestData::text(70'000));
-  for (const bool streams : {false, true}) {
-    EXPECT_EQ((Route{true, streams}.run(url_)), "ioError(" + url_.displayText() + ".slimtmp, chflags: errno=" +
-                                                    std::to_string(ErrorNumber::notSupported.value) + ")");
-    EXPECT_EQ(read(), TestData::text(70'000));
-    EXPECT_TRUE(isAlone());
-  }
-}
-
 // A lease is the owner's; others lock without one, and what they replace becomes theirs.
 TEST_F(NativeFileCompressorTest, WhoMayOnlyReadAFileGetsItBackToo) {
-  const Bytes content = TestData::text(70'000);
+  const Bytes content = text(70'000);
   FileSystem& native = FileSystem::native();
   ASSERT_TRUE(native.chmod(folder_.folder(), 0777));
   for (const bool streams : {false, true}) {
     write(content);
     ASSERT_EQ((Route{true, streams}.run(url_)), "success");
-    volume_.reset();
     {
       const OrdinaryUser user;
       if (!user.isOrdinary()) GTEST_SKIP() << "this user cannot become another one";
-      EXPECT_EQ((Route{false, streams}.run(url_)), "success");
+      EXPECT_EQ((Route{false, streams}.run(url_, native)), "success");
       EXPECT_EQ(native.lstat(url_)->st_uid, ::geteuid());
     }
-    volume_.emplace(folder_.folder());
     EXPECT_EQ(read(), content);
     EXPECT_TRUE(isAlone());
     std::filesystem::remove(url_.bytes());
   }
 }
 
-TEST_F(NativeFileCompressorTest, DamageIsToldInTheSystemsWordsAndLeftAlone) {
-  write(TestData::text(200'000));
-  ASSERT_EQ((Route{true, false}.run(url_)), "success");
-  {
-    std::fstream raw(url_.bytes(), std::ios::binary | std::ios::in | std::ios::out);
-    raw.seekp(30).put('\x55');
-  }
-  for (const bool streams : {false, true}) {
-    EXPECT_EQ((Route{false, streams}.run(url_)),
-              "ioError(" + url_.displayText() + ", read compressed: Input/output error)");
-    EXPECT_FALSE(read());
-    EXPECT_TRUE(isAlone());
-  }
-}
-
 TEST_F(NativeFileCompressorTest, OperationsOnOneFileExcludeEachOther) {
-  const Bytes content = TestData::text(20'000);
+  const Bytes content = text(20'000);
   write(content);
   std::atomic<bool> stopped = false;
   std::atomic<int> wrongReads = 0;
@@ -199,21 +157,56 @@ TEST_F(NativeFileCompressorTest, OperationsOnOneFileExcludeEachOther) {
   EXPECT_TRUE(isAlone());
 }
 
+using ExchangeTest = NativeFileCompressorTest;
+
+// Another program exchanges two files of one size, or their folders, before any call, and perhaps back before the next.
+TEST_P(ExchangeTest, NoContentIsLostWhenNamesChangePlaces) {
+  const Route& route = GetParam();
+  const std::array contents{text(70'000), noise(30'000) + text(40'000)};
+  for (const auto& [first, second, isPutBack] : std::vector<std::tuple<const char*, const char*, bool>>{
+           {"a/f", "b/f", false}, {"a/f", "b/f", true}, {"a", "b", false}, {"a", "b", true}}) {
+    bool isExchanged = true;
+    for (std::size_t fatal = 0; isExchanged; ++fatal) {
+      SCOPED_TRACE(std::string(first) + (isPutBack ? ", put back" : "") + " before call " + std::to_string(fatal));
+      const ScratchFolder folder;
+      const std::array files{folder.path("a/f"), folder.path("b/f")};
+      for (std::size_t i = 0; i < files.size(); ++i) {
+        folder.write(i == 0 ? "a/f" : "b/f",
+                     {reinterpret_cast<const char*>(contents.at(i).data()), contents.at(i).size()});
+        if (!route.compresses) {
+          ASSERT_EQ(routes[0].run(files.at(i)), "success");
+        }
+      }
+      isExchanged = false;
+      FaultyFileSystem fileSystem(CompressingFileSystem::instance(), [&](const FaultyFileSystem::Call& call) {
+        if (call.number == fatal || (isPutBack && call.number == fatal + 1)) {
+          isExchanged = true;
+          EXPECT_EQ(
+              ::renameat2(AT_FDCWD, folder.at(first).c_str(), AT_FDCWD, folder.at(second).c_str(), RENAME_EXCHANGE), 0);
+        }
+        return std::nullopt;
+      });
+      static_cast<void>(route.run(files[0], fileSystem));
+      EXPECT_THAT((std::vector{read(files[0]), read(files[1])}),
+                  testing::UnorderedElementsAre(contents[0], contents[1]));
+    }
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Routes, ExchangeTest, testing::ValuesIn(routes), routeName);
+
 // Runs the operation in a process of its own that is killed just before that call of the file system. Whether it got
 // there.
 bool isKilledAtCall(const Route& route, const FilePath& url, std::size_t fatal) {
-  const pid_t child = fork();
-  if (child == 0) {
-    FaultyFileSystem fileSystem(FileSystem::native(), [&](const FaultyFileSystem::Call& call) {
+  const int status = inOtherProcess([&] {
+    FaultyFileSystem fileSystem(CompressingFileSystem::instance(), [&](const FaultyFileSystem::Call& call) {
       if (call.number == fatal) static_cast<void>(raise(SIGKILL));
       return std::nullopt;
     });
-    _exit(route.run(url, fileSystem) == "success" ? 0 : 1);
-  }
-  int status = 0;
-  EXPECT_EQ(waitpid(child, &status, 0), child);
-  EXPECT_TRUE(WIFSIGNALED(status) || WEXITSTATUS(status) == 0);
-  return WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL;
+    return route.run(url, fileSystem) == "success" ? 0 : 1;
+  });
+  EXPECT_TRUE(status == 0 || status == SIGKILL);
+  return status == SIGKILL;
 }
 
 using CrashTest = NativeFileCompressorTest;
@@ -225,7 +218,7 @@ TEST_P(CrashTest, TheFileIsWholeAndTheNextAttemptSucceeds) {
   const Route& route = GetParam();
   FileSystem& native = FileSystem::native();
   const FilePath workFile = WorkFile::url(url_);
-  const Bytes content = TestData::text(route.streams ? 70'000 : 20'000);
+  const Bytes content = text(route.streams ? 70'000 : 20'000);
   int conflicts = 0;
   bool killed = true;
   for (std::size_t call = 0; killed; ++call) {
@@ -266,4 +259,4 @@ TEST_P(CrashTest, TheFileIsWholeAndTheNextAttemptSucceeds) {
 INSTANTIATE_TEST_SUITE_P(Routes, CrashTest, testing::ValuesIn(routes), routeName);
 
 }  // namespace
-}  // namespace quillbrook
+}  // namespace quillbrook::test

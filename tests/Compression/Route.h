@@ -1,12 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <gtest/gtest.h>
-
-#include <array>
-#include <string>
-
 #include "Compression/FileCompressor.h"
+#include "support/CompressingFileSystem.h"
 
 namespace quillbrook {
 
@@ -16,7 +12,7 @@ struct Route {
   bool streams = false;
 
   // The outcome: "success", or the error with its payload.
-  [[nodiscard]] std::string run(const FilePath& url, FileSystem& fileSystem = FileSystem::native()) const {
+  [[nodiscard]] std::string run(const FilePath& url, FileSystem& fileSystem = CompressingFileSystem::instance()) const {
     const std::int64_t threshold = streams ? 0 : FileCompressor::defaultStreamingThreshold;
     const auto text = [](const auto& result) { return result ? std::string("success") : describe(result.error()); };
     return compresses ? text(FileCompressor::compress(url, threshold, nullptr, fileSystem))

@@ -1,14 +1,6 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <gtest/gtest.h>
-
-#include <atomic>
-#include <functional>
-#include <span>
-#include <string>
-#include <tuple>
-
 #include "Codec/GeneratedContent.h"
 #include "Compression/Header/DecmpfsHeader.h"
 #include "Container/ByteSource.h"

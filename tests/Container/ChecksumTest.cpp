@@ -1,8 +1,4 @@
 // SPDX-License-Identifier: MIT
-#include <gtest/gtest.h>
-
-#include <numeric>
-#include <vector>
 
 #include "Codec/GeneratedContent.h"
 #include "Container/Checksum.h"
@@ -12,7 +8,7 @@ namespace {
 
 TEST(Checksum, PublishedVectors) {
   Bytes ascending(32);
-  std::iota(ascending.begin(), ascending.end(), std::uint8_t{0});
+  std::ranges::generate(ascending, [value = std::uint8_t{0}]() mutable { return value++; });
   const std::vector<std::pair<Bytes, std::uint32_t>> cases{{{}, 0},
                                                            {bytesOf("123456789"), 0xE3069283},
                                                            {Bytes(32, 0x00), 0x8A9136AA},

@@ -56,6 +56,11 @@ TEST(ContainerState, EveryFlippedBitAndWrongLengthIsRejected) {
   for (std::size_t count = 0; count <= bytes.size() + 1; ++count) {
     EXPECT_EQ(ContainerState::decode(prefix(bytes + Bytes(1), count)).has_value(), count == bytes.size()) << count;
   }
+  auto endless = fullState();
+  endless.logicalByteCount = std::uint64_t{1} << 63U;
+  EXPECT_FALSE(ContainerState::decode(endless.encode())) << "negative as a file's size";
+  endless.logicalByteCount -= 1;
+  EXPECT_TRUE(ContainerState::decode(endless.encode()));
 }
 
 }  // namespace

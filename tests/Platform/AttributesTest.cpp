@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: MIT
-#include <sys/stat.h>
 
 #include "NativeFixture.h"
 #include "Platform/Linux/AttributeNames.h"

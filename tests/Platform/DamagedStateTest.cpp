@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
-#include <sys/stat.h>
 
 #include "NativeFixture.h"
+#include "Platform/Linux/RedoCopy.h"
+#include "Platform/Linux/RedoRecord.h"
 #include "Platform/Linux/StoredState.h"
 
 namespace quillbrook::test {
@@ -65,12 +66,63 @@ TEST_F(DamagedState, ContentIsTheRedoCopyThatTheStateNames) {
   ASSERT_EQ(ftruncate(opened.get(), 100), 0);  // being rewritten
   EXPECT_EQ(content(file).error(), ErrorNumber::inputOutput) << "the copy is missing";
   ASSERT_TRUE(std::filesystem::create_directories(path(".quillbrook-volume/redo").bytes()));
-  ordinary(".quillbrook-volume/redo/17", prose(2'999));
+  const auto record = RedoRecord::of(opened.get(), opened.get());
+  ASSERT_TRUE(record);
+  const auto copyOf = [&](std::string_view bytes, const RedoRecord& target) {
+    const auto copy = ordinary(".quillbrook-volume/redo/17", bytes);
+    const FileDescriptor written(open(copy.c_str(), O_RDWR | O_CLOEXEC));
+    EXPECT_TRUE(target.write(written.get()));
+    return copy;
+  };
+  copyOf(prose(2'999), *record);
   EXPECT_EQ(content(file).error(), ErrorNumber::inputOutput) << "it is not whole";
-  ordinary(".quillbrook-volume/redo/17", prose(3'000));
+  const auto copy = copyOf(prose(3'000), {.inode = record->inode + 1, .kept = record->kept, .path = {}});
+  EXPECT_EQ(content(file).error(), ErrorNumber::inputOutput) << "it is another file's";
+  ASSERT_EQ(removexattr(copy.c_str(), RedoRecord::attributeName), 0);
+  EXPECT_EQ(content(file).error(), ErrorNumber::inputOutput) << "nobody says whose it is";
+  copyOf(prose(3'000), *record);
   EXPECT_EQ(content(file), prose(3'000));
   EXPECT_EQ(status(file).st_size, 3'000);
   EXPECT_EQ(attribute(file, decmpfs, shown).value().size(), 16U) << "the header, which the state has too";
+
+  // Somebody else's folder, to which a link leads: neither read nor cleared up.
+  std::filesystem::rename(path(".quillbrook-volume/redo").bytes(), path("elsewhere").bytes());
+  std::filesystem::create_directory_symlink(path("elsewhere").bytes(), path(".quillbrook-volume/redo").bytes());
+  EXPECT_EQ(content(file).error(), ErrorNumber::inputOutput);
+  RedoCopy::remove(FileDescriptor(open(folder.c_str(), O_PATH | O_CLOEXEC)).get(), state,
+                   {.inode = record->inode, .owner = geteuid()});
+  EXPECT_TRUE(std::filesystem::exists(path("elsewhere/17").bytes()));
+}
+
+// Written by earlier versions, read by later ones.
+TEST_F(DamagedState, TheRecordOfARedoCopyKeepsItsForm) {
+  const auto copy = ordinary("copy", "");
+  const FileDescriptor opened(open(copy.c_str(), O_RDWR | O_CLOEXEC));
+  const RedoRecord record{.inode = 0x0102030405060708,
+                          .kept = {.mode = 04751,
+                                   .accessTime = {.tv_sec = -2, .tv_nsec = 999'999'999},
+                                   .modificationTime = {.tv_sec = 0x1122334455, .tv_nsec = 1},
+                                   .capability = {0xCA, 0xFE}},
+                          .path = "a/b"};
+  ASSERT_TRUE(record.write(opened.get()));
+  const Bytes golden{'Q',  'R', 1,    0,    0xE9, 0x09, 0,    0,    8,    7,    6,    5,    4,    3,
+                     2,    1,   0xFE, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0x55, 0x44, 0x33, 0x22,
+                     0x11, 0,   0,    0,    0xFF, 0xC9, 0x9A, 0x3B, 1,    0,    0,    0,    2,    0,
+                     0,    0,   3,    0,    0,    0,    0xCA, 0xFE, 'a',  '/',  'b'};
+  Bytes stored(100);
+  const auto length = getxattr(copy.c_str(), "user.quillbrook.target", stored.data(), stored.size());
+  ASSERT_EQ(length, static_cast<ssize_t>(golden.size()));
+  stored.resize(golden.size());
+  EXPECT_EQ(stored, golden);
+  const auto read = RedoRecord::read(opened.get());
+  ASSERT_TRUE(read);
+  EXPECT_EQ(read->inode, record.inode);
+  EXPECT_EQ(read->kept.mode, record.kept.mode);
+  EXPECT_EQ(read->kept.accessTime.tv_sec, -2);
+  EXPECT_EQ(read->kept.accessTime.tv_nsec, 999'999'999);
+  EXPECT_EQ(read->kept.modificationTime.tv_sec, 0x1122334455);
+  EXPECT_EQ(read->kept.capability, record.kept.capability);
+  EXPECT_EQ(read->path, "a/b");
 }
 
 TEST_F(DamagedState, IsToldByNameAsByPath) {

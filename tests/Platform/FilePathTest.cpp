@@ -1,9 +1,7 @@
 // SPDX-License-Identifier: MIT
-#include <gtest/gtest.h>
-
-#include <tuple>
 
 #include "Platform/FilePath.h"
+#include "support/Prelude.h"
 
 namespace quillbrook::test {
 namespace {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-#include <gtest/gtest.h>
 
 #include "Platform/Log.h"
+#include "support/Prelude.h"
 
 namespace quillbrook::test {
 namespace {

@@ -1,7 +1,5 @@
 // SPDX-License-Identifier: MIT
 #include <linux/fs.h>
-#include <sys/ioctl.h>
-#include <sys/stat.h>
 
 #include "NativeFixture.h"
 
@@ -36,6 +34,11 @@ TEST_F(Metadata, OfEveryKind) {
     EXPECT_EQ(files.lstat(missing).error(), ErrorNumber::noEntry);
   }
   EXPECT_EQ(files.lstat(file.appending("x")).error().value, ENOTDIR);
+  EXPECT_EQ(files.lstat(FilePath(file.bytes() + "/")).error().value, ENOTDIR);
+  const auto toFolder = path("to folder");
+  ASSERT_EQ(symlink(folder.c_str(), toFolder.c_str()), 0);
+  EXPECT_EQ(status(toFolder).kind, FileKind::symbolicLink);
+  EXPECT_EQ(status(FilePath(toFolder.bytes() + "/")).st_ino, status(folder).st_ino) << "as the host takes it";
   EXPECT_EQ(files.createExclusively(path(std::string(256, 'n')), 0600, folder).error().value, ENAMETOOLONG);
   EXPECT_EQ(files.openForReading(folder).error().value, EISDIR);
   EXPECT_FALSE(files.openForReading(fifo)) << "and it did not wait for a writer";
@@ -50,6 +53,46 @@ TEST_F(Metadata, LookingAtThePayloadIsNoReadingOfTheFile) {
   ASSERT_TRUE(FileSystem::native().setFileTimes(file, longAgo, modified));
   EXPECT_GT(attribute(file, decmpfs, shown).value().size(), std::size_t{DecmpfsHeader::byteCount});
   EXPECT_EQ(status(file).st_atimespec, longAgo);
+}
+
+// Whoever may write in the folder can put something else at the work file's name.
+TEST_F(Metadata, OfAWorkFileIsChangedOnlyWhereThisProcessMadeIt) {
+  const auto target = ordinary("t", "target");
+  const auto victim = ordinary("victim", "somebody else's");
+  ASSERT_EQ(::chmod(victim.c_str(), 0600), 0);
+  const auto mine = work("t.slimtmp");
+  EXPECT_TRUE(files.chmod(mine, 04711));
+  const auto lock = locked(target);
+  const auto before = status(victim);
+  for (const bool isLink : {true, false}) {
+    std::filesystem::remove(mine.bytes());
+    if (isLink) {
+      ASSERT_EQ(::symlink(victim.c_str(), mine.c_str()), 0);
+    } else {
+      ASSERT_EQ(::link(victim.c_str(), mine.c_str()), 0);
+    }
+    EXPECT_EQ(files.chmod(mine, 04711).error(), ErrorNumber::stale);
+    EXPECT_EQ(files.chown(mine, ::geteuid(), ::getegid()).error(), ErrorNumber::stale);
+    EXPECT_EQ(FileSystem::native().chflags(mine, UF_NODUMP).error(), ErrorNumber::stale);
+    EXPECT_EQ(files.setCreationTime(mine, {.seconds = 1, .nanoseconds = 0}).error(), ErrorNumber::stale);
+    EXPECT_EQ(files.setxattr(mine, "name", Bytes{1}, {}).error(), ErrorNumber::stale);
+    EXPECT_EQ(files.removexattr(mine, marker, unfollowed).error(), ErrorNumber::stale);
+    EXPECT_EQ(files.copyACL(target, mine).error(), ErrorNumber::stale);
+    EXPECT_EQ(files.openResourceFork(mine).error(), ErrorNumber::stale);
+    EXPECT_EQ(files.rename(mine, target, status(target), *lock).error(),
+              isLink ? ErrorNumber::invalid : ErrorNumber::busy);
+    EXPECT_EQ(files.openForReading(mine).error(), ErrorNumber::stale);
+  }
+  EXPECT_EQ(files.unlink(mine).error(), ErrorNumber::stale);
+  // And at the target's own: it may be looked at, but nothing is taken from there.
+  std::filesystem::rename(victim.bytes(), target.bytes());
+  EXPECT_EQ(status(target).st_ino, before.st_ino);
+  EXPECT_EQ(files.openForReading(target).error(), ErrorNumber::stale);
+  EXPECT_EQ(files.getxattr(target, "name", {}, {}).error(), ErrorNumber::stale);
+  EXPECT_EQ(files.listxattr(target, {}, {}).error(), ErrorNumber::stale);
+  EXPECT_EQ(files.copyACL(target, ordinary("other", "")).error(), ErrorNumber::stale);
+  EXPECT_EQ(status(target).st_mode, before.st_mode);
+  EXPECT_EQ(raw(target), "somebody else's");
 }
 
 TEST_F(Metadata, FlagsOfOrdinaryFilesNeedNoStateUnlessTheHostHasNoPlace) {

@@ -1,23 +1,13 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <fcntl.h>
-#include <stdlib.h>  // mkdtemp is POSIX's, not C++'s
-#include <sys/wait.h>
-#include <sys/xattr.h>
-#include <unistd.h>
-
-#include <filesystem>
-#include <fstream>
-#include <iterator>
-#include <memory>
-#include <set>
-
 #include "Container/BuiltContainer.h"
 #include "Platform/FileSystem.h"
 #include "Platform/Linux/FileDescriptor.h"
-#include "Platform/Linux/VolumeRegistration.h"
 #include "Platform/LittleEndian.h"
+#include "support/ChildProcess.h"
+#include "support/CompressingFileSystem.h"
+#include "support/ScratchFolder.h"
 
 namespace quillbrook::test {
 
@@ -32,24 +22,13 @@ inline std::string prose(std::size_t byteCount) {
   return {bytes.begin(), bytes.end()};
 }
 
-// A folder of the test's own that counts as a volume mounted in place.
+// A folder of the test's own, in which files can be compressed without a volume.
 class NativeFixture : public testing::Test {
  protected:
-  void SetUp() override {
-    auto pattern = (std::filesystem::temp_directory_path() / "quillbrook-platform-XXXXXX").string();
-    ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-    folder = FilePath(pattern);
-    volume = std::make_unique<VolumeRegistration>(folder);
-  }
-  void TearDown() override {
-    volume.reset();
-    std::filesystem::remove_all(folder.bytes());
-  }
-
-  [[nodiscard]] FilePath path(std::string_view name) const { return folder.appending(name); }
+  [[nodiscard]] FilePath path(std::string_view name) const { return scratch.path(name); }
 
   FilePath ordinary(std::string_view name, std::string_view content) const {
-    std::ofstream(path(name).bytes(), std::ios::binary) << content;
+    scratch.write(name, content);
     return path(name);
   }
 
@@ -128,21 +107,9 @@ class NativeFixture : public testing::Test {
     return file;
   }
 
-  // Runs `body` in a process of its own, which does not outlive a wait for the kernel; what it returns is the status.
-  static int inOtherProcess(const std::function<int()>& body) {
-    const auto child = fork();
-    if (child == 0) {
-      alarm(20);
-      _exit(body());
-    }
-    int outcome = 0;
-    EXPECT_EQ(waitpid(child, &outcome, 0), child);
-    return WIFEXITED(outcome) ? WEXITSTATUS(outcome) : -1;
-  }
-
-  FileSystem& files = FileSystem::native();
-  FilePath folder;
-  std::unique_ptr<VolumeRegistration> volume;
+  FileSystem& files = CompressingFileSystem::instance();
+  const ScratchFolder scratch;
+  const FilePath folder = scratch.folder();
 };
 
 }  // namespace quillbrook::test

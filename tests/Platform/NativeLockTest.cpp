@@ -1,36 +1,11 @@
 // SPDX-License-Identifier: MIT
-#include <sys/file.h>
-#include <sys/mman.h>
-
-#include <csignal>
-#include <thread>
 
 #include "NativeFixture.h"
 
 namespace quillbrook::test {
 namespace {
 
-class NativeLock : public NativeFixture {
- protected:
-  // Runs `body` while another process holds what `hold` took.
-  static void whileHeld(const std::function<bool()>& hold, const std::function<void()>& body) {
-    std::array<int, 2> ends{};
-    ASSERT_EQ(pipe2(ends.data(), O_CLOEXEC), 0);
-    const FileDescriptor ready(ends[0]);
-    FileDescriptor done(ends[1]);
-    const auto child = fork();
-    if (child == 0) {
-      if (hold() && write(done.get(), "y", 1) == 1) pause();
-      _exit(0);
-    }
-    done.reset();
-    char answer = 0;
-    EXPECT_EQ(read(ready.get(), &answer, 1), 1) << "it could not be taken";
-    body();
-    kill(child, SIGKILL);
-    EXPECT_EQ(waitpid(child, nullptr, 0), child);
-  }
-};
+class NativeLock : public NativeFixture {};
 
 TEST_F(NativeLock, RefusesWhatOthersHold) {
   const auto file = ordinary("f", "content");
@@ -47,10 +22,11 @@ TEST_F(NativeLock, RefusesWhatOthersHold) {
   for (const auto& [name, hold] : cases) {
     SCOPED_TRACE(name);
     const auto lock = opened(file);
-    whileHeld(hold, [&] {
+    {
+      const WaitingChild holder(hold);
       EXPECT_EQ(lock->flock().error(), ErrorNumber::wouldBlock);
       EXPECT_FALSE(lock->isHeld());
-    });
+    }
     EXPECT_TRUE(lock->flock() && lock->isHeld()) << "it is over";
   }
 }
@@ -77,6 +53,7 @@ TEST_F(NativeLock, ManyAtOnceInManyThreads) {
     }
   };
   std::vector<std::jthread> threads;
+  threads.reserve(4);
   for (int i = 0; i < 4; ++i) threads.emplace_back(useLocks, i);
 }
 
@@ -100,7 +77,7 @@ TEST_F(NativeLock, KeepsAwayFromTheStore) {
   ASSERT_TRUE(std::filesystem::create_directory(path("Quillbrook").bytes()));
   for (const auto* name : {"Quillbrook/store.sqlite", "Quillbrook/store.sqlite-wal"}) {
     const auto store = ordinary(name, "x");
-    const auto lockRange = [&store](int file) {
+    const auto lockRange = [](int file) {
       struct flock range{.l_type = F_WRLCK, .l_whence = SEEK_SET, .l_start = 0, .l_len = 0, .l_pid = 0};
       return fcntl(file, F_SETLK, &range);
     };

@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: MIT
-#include <atomic>
-#include <thread>
 
 #include "NativeFixture.h"
 
@@ -64,7 +62,7 @@ TEST_F(ReplacingRename, LosesNoRace) {
       const auto expected = files.lstat(target);
       const auto version = content(target);
       if (!expected || !version || !(*lock)->isHeld()) continue;
-      const auto copy = ordinary("t.slimtmp", *version);
+      const auto copy = ordinary("t.work", *version);
       const auto before = saved.load();
       if (!files.rename(copy, target, *expected, **lock)) continue;
       ++replaced;

@@ -30,11 +30,16 @@ unmount_volume() { must "$ctl" volume unmount "$1" >/dev/null; }
 start_engine() { while :; do "$ctl" compress --json -- "$1"; "$ctl" decompress --json -- "$1"; done >"$work/engine.log" 2>&1 & background+=($!); }
 # Its last call may still be on its way out; with a signal it is told to end.
 end_engine() { end_background; while pkill "${1:--0}" -f -- "$ctl .*compress .* $work/"; do sleep 0.1; done; }
+# What is random follows from it; a background job needs one of its own.
+use_seed() { seed=${SEED:-$RANDOM}; RANDOM=$seed; echo "seed $seed"; }
 # Opening for writing expands; the byte written is the one that is there.
 start_rewriting() {
-  while :; do
-    find "$1/." -name '*.h' | shuf -n 5 | while read -r f; do dd if="$f" bs=1 count=1 status=none | dd of="$f" conv=notrunc status=none; done
-  done 2>/dev/null & background+=($!)
+  local seed=$RANDOM files f
+  mapfile -t files < <(find "$1/." -name '*.h' | LC_ALL=C sort)
+  {
+    RANDOM=$seed
+    while f=${files[RANDOM % ${#files[@]}]}; do dd if="$f" bs=1 count=1 status=none | dd of="$f" conv=notrunc status=none; done
+  } 2>/dev/null & background+=($!)
 }
 daemon_of() { "$ctl" volume list --json | python3 -c '
 import json, sys

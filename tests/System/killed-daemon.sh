@@ -1,9 +1,10 @@
 #!/bin/bash
 # kill -9 of the daemon during writes, expansions and a compress loop: nothing that a write() had returned for is lost.
-#   ROUNDS=6   SEED=1
+#   ROUNDS=6   SEED=1 (default: another each time)
 . "$(dirname "$0")/environment.sh"
 need_fuse
 v=$work/volume
+use_seed
 headers 60 "$v"
 cp -a "$v" "$work/original"
 nothing_is_lost() { # WHEN
@@ -14,7 +15,7 @@ for ((round = 1; round <= ${ROUNDS:-6}; round++)); do
   mount_volume "$v"
   pid=$(daemon_of "$v"); [[ -n $pid ]] || fail "the daemon does not say who it is"
   start_engine "$v"; start_rewriting "$v"
-  "$here/workload.py" record "$v" "$work/journal" "$((${SEED:-1} * 100 + round))" & writer=$!
+  "$here/workload.py" record "$v" "$work/journal" "$RANDOM" & writer=$!
   until [[ -s $work/journal ]]; do kill -0 "$writer" || fail "nothing is written"; sleep 0.05; done
   sleep "0.$((RANDOM % 8 + 1))"
   kill -9 "$pid"

@@ -2,9 +2,9 @@
 """Files of every kind, name and size that has ever been trouble, and a manifest of everything a program can see of them.
 
   tree.py make FOLDER [large]     large: one file of 2,147,483,647 bytes too
-  tree.py manifest FOLDER         one line an entry: name, kind, owner, mode, times, links, content, attributes
+  tree.py manifest FOLDER         one line an entry: name, kind, owner, mode, links, size, times, content, attributes
 """
-import hashlib, os, stat, subprocess, sys
+import errno, hashlib, os, stat, subprocess, sys, time
 
 SIZES = [0, 1, 4095, 4096, 16384, 16385, 65536, 65537, 16777215, 16777216]
 NAMES = [b'not utf-8 \xff\xfe\x80', b'line\nfeed', 'ファイル'.encode(), b'-option',
@@ -18,20 +18,46 @@ def text(size, seed):
 
 
 def put(name, content):
-    """A file of these pieces, with times of its own."""
+    """A file of these pieces."""
     with open(name, 'wb') as f:
         for piece in content:
             f.write(piece)
-    os.utime(name, ns=(1_000_000_000_123_456_789, 1_100_000_000_987_654_321))
+    age(name)
+
+
+def age(name):
+    """Times of its own. Reading leaves an access time alone that is later than all others, and not long ago."""
+    os.utime(name, ns=(int(time.time() + 3600) * 10**9 + 123_456_789, 1_100_000_000_987_654_321))
 
 
 def attributes(name, count):
-    """As many as there is room for."""
     for i in range(count):
-        try:
-            os.setxattr(name, b'user.a%03d' % i, b'v%d' % i)
-        except OSError:
-            return
+        os.setxattr(name, b'user.a%03d' % i, b'v%d' % i)
+
+
+def fill_attributes(name):
+    """Until there is no room for the smallest more, or for as many as some file systems have room for."""
+    try:
+        attributes(name, 4000)
+        return
+    except OSError as error:
+        assert error.errno == errno.ENOSPC, error
+    try:
+        for i in range(256):
+            os.setxattr(name, b'user.%d' % i, b'')
+    except OSError as error:
+        assert error.errno == errno.ENOSPC, error
+    else:
+        sys.exit('attributes find room where there was none')
+
+
+def run_if_possible(*command):
+    """What this file system or user can do: the rest is told."""
+    ended = subprocess.run(command, stderr=subprocess.PIPE, text=True)
+    if ended.returncode and ('not supported' in ended.stderr or 'not permitted' in ended.stderr):
+        print('SKIPPED:', ended.stderr.strip(), file=sys.stderr)
+    else:
+        ended.check_returncode()
 
 
 def make(folder, large):
@@ -57,14 +83,14 @@ def make(folder, large):
         'sticky': lambda name: os.chmod(name, 0o1640),
         'read-only': lambda name: os.chmod(name, 0o444),
         'secret': lambda name: os.chmod(name, 0o600),
-        'acl': lambda name: subprocess.run(['setfacl', '-m', 'u:12345:r,g:23456:rw', name], check=False),
+        'acl': lambda name: run_if_possible('setfacl', '-m', 'u:12345:r,g:23456:rw', name),
         'attributes': lambda name: attributes(name, int(os.environ.get('ATTRIBUTES', '100'))),
         'empty attribute': lambda name: os.setxattr(name, 'user.empty', b''),
-        'attributes full': lambda name: attributes(name, 4000)}
+        'attributes full': fill_attributes}
     if os.geteuid() == 0:
         changes |= {
             'foreign': lambda name: os.chown(name, 12345, 23456),
-            'capable': lambda name: subprocess.run(['setcap', 'cap_net_raw+ep', name], check=False),
+            'capable': lambda name: run_if_possible('setcap', 'cap_net_raw+ep', name),
             'trusted': lambda name: os.setxattr(name, 'trusted.mark', b'1')}
     changes |= dict.fromkeys(NAMES, lambda name: None)
     for seed, (name, change) in enumerate(changes.items()):
@@ -72,6 +98,7 @@ def make(folder, large):
         change(name)
     with open('hole', 'wb') as f:
         f.write(text(10000, 100)); f.seek(5_000_000); f.write(text(10000, 101)); f.truncate(9_000_000)
+    age('hole')
 
 
 def manifest(folder):
@@ -90,6 +117,7 @@ def manifest(folder):
             if stat.S_ISREG(s.st_mode):
                 with open(path, 'rb') as f:
                     about.append(hashlib.file_digest(f, 'sha256').hexdigest())
+                about.append(s.st_atime_ns)
                 about += sorted((n, os.getxattr(path, n)) for n in os.listxattr(path)
                                 if not n.startswith('user.quillbrook.'))
             lines.append(repr(about))

@@ -1,10 +1,4 @@
 // SPDX-License-Identifier: MIT
-#include <sys/mman.h>
-#include <sys/xattr.h>
-
-#include <array>
-#include <cerrno>
-#include <functional>
 
 #include "MountedFolder.h"
 
@@ -100,8 +94,9 @@ TEST_P(CompressedFileTest, IsOrdinaryOnceItIsOpenForWriting) {
 }
 
 TEST_P(CompressedFileTest, DamageIsAnErrorAndNeverWrongBytes) {
-  const std::vector<std::pair<const char*, std::function<void(const std::string& backing)>>> cases{
-      {"flipped byte",
+  const std::string error = "unreadable: Input/output error";
+  const std::vector<std::tuple<const char*, std::string, std::function<void(const std::string& backing)>>> cases{
+      {"flipped byte", error,
        [](auto& path) {
          const FileDescriptor file = Content::open(path, O_RDWR);
          char byte = 0;
@@ -109,20 +104,19 @@ TEST_P(CompressedFileTest, DamageIsAnErrorAndNeverWrongBytes) {
          byte = static_cast<char>(byte ^ 1);
          EXPECT_EQ(pwrite(file.get(), &byte, 1, 1000), 1);
        }},
-      {"broken state",
+      {"broken state", error,
        [](auto& path) { EXPECT_EQ(setxattr(path.c_str(), "user.quillbrook.state", "broken", 6, 0), 0); }},
-      {"surplus bytes",
+      {"surplus bytes", bytes_,
        [](auto& path) { EXPECT_EQ(write(Content::open(path, O_WRONLY | O_APPEND).get(), "x", 1), 1); }},
   };
-  for (const auto& [name, damage] : cases) {
+  for (const auto& [name, seen, damage] : cases) {
     SCOPED_TRACE(name);
     const std::string path = make("f", bytes_);
     mounted_->stop();
     damage(path);
     mount();
     EXPECT_EQ(outcome(Content::open(path, O_RDWR).get()), -EIO);
-    const std::string seen = Content::read(path);
-    EXPECT_EQ(seen, bytes_.substr(0, seen.size()));
+    EXPECT_TRUE(Content::read(path) == seen) << Content::read(path).substr(0, 80);
     EXPECT_EQ(chmod(path.c_str(), 0600), 0);
     const std::string other = mounted_->at("g");
     EXPECT_EQ(rename(path.c_str(), other.c_str()), 0);

@@ -1,22 +1,16 @@
 // SPDX-License-Identifier: MIT
-#include <sys/mount.h>
 #include <sys/ptrace.h>
-#include <sys/resource.h>
-#include <sys/wait.h>
-#include <sys/xattr.h>
 
-#include <array>
-#include <cerrno>
-#include <csignal>
-#include <filesystem>
-#include <functional>
-
+#include "Compression/Header/DecmpfsHeader.h"
 #include "MountedFolder.h"
 #include "Platform/Linux/BackingFile.h"
 #include "Platform/Linux/StoredState.h"
-#include "Platform/Linux/VolumeRegistration.h"
+#include "Platform/LittleEndian.h"
+#include "Platform/ReservedNames.h"
+#include "SmallFileSystem.h"
 #include "Volume/Expansion/Expansion.h"
 #include "Volume/Expansion/ExpansionRecovery.h"
+#include "support/CompressingFileSystem.h"
 
 namespace quillbrook {
 namespace {
@@ -24,12 +18,11 @@ namespace {
 // A folder with a compressed file, and no daemon.
 struct BareVolume {
   BareVolume() {
-    const VolumeRegistration registration(folder.folder());
     Content::write(path, bytes);
     EXPECT_EQ(chmod(path.c_str(), 04711), 0);
     const std::array<timespec, 2> times{timespec{11, 12}, timespec{13, 14}};
     EXPECT_EQ(utimensat(AT_FDCWD, path.c_str(), times.data(), 0), 0);
-    Content::compress(path);
+    Content::compress(path, CompressingFileSystem::instance());
   }
   void expand(bool toNothing) const {
     const FileDescriptor file = Content::open(path, O_RDWR);
@@ -109,18 +102,72 @@ TEST(ExpansionTest, KeepsEverythingButTheFormWithACrashAtAnyCallOrNone) {
   EXPECT_GT(call, 20);
 }
 
+TEST(ExpansionTest, AStopLeavesTheContainerAndNoCopy) {
+  const BareVolume volume;
+  const std::string container = Content::read(volume.path);
+  const FileDescriptor file = Content::open(volume.path, O_RDWR);
+  const auto state = StoredState::read(file.get());
+  ASSERT_TRUE(state && *state);
+  const std::stop_source stop;
+  ASSERT_TRUE(stop.request_stop());
+  const auto stopped = Expansion::expand(volume.source.get(), file.get(), **state, stop.get_token());
+  EXPECT_EQ(stopped, std::unexpected(ErrorNumber::cancelled));
+  EXPECT_TRUE(Content::read(volume.path) == container);
+  EXPECT_EQ(StoredState::read(file.get()), state);
+  EXPECT_EQ(volume.copyCount(), 0);
+}
+
+// A few bytes that promise more zeros than any disk has: writing them out would never end.
+TEST(ExpansionTest, EndlessZerosAreNotWrittenOut) {
+  const ScratchFolder folder;
+  const std::string path = folder.at("f");
+  FileSystem& files = CompressingFileSystem::instance();
+  const std::uint64_t byteCount = std::uint64_t{1} << 61U;
+  std::array<std::uint8_t, DecmpfsHeader::byteCount> value{'f', 'p', 'm', 'c', 5};
+  LittleEndian::store(value.data() + 8, byteCount);
+  ASSERT_TRUE(files.createExclusively(FilePath(path), 0600, FilePath("/")));
+  ASSERT_TRUE(files.setxattr(FilePath(path), ReservedNames::decmpfs, value, {}));
+  ASSERT_TRUE(files.chflags(FilePath(path), UF_COMPRESSED));
+
+  const FileDescriptor source = Content::open(folder.folder().bytes(), O_DIRECTORY);
+  const FileDescriptor file = Content::open(path, O_RDWR);
+  const auto state = StoredState::read(file.get());
+  ASSERT_TRUE(state && *state);
+  const auto expanded = Expansion::expand(source.get(), file.get(), **state);
+  if (expanded) {
+    EXPECT_EQ(std::filesystem::file_size(path), byteCount);
+  } else {
+    EXPECT_EQ(expanded.error(), ErrorNumber{EFBIG});
+    EXPECT_EQ(StoredState::read(file.get()), state);
+  }
+}
+
+// Killed as soon as the state names the copy.
+void interrupt(std::optional<BareVolume>& volume) {
+  for (int call = 1; !volume || !volume->namesCopy(); ++call) {
+    volume.emplace();
+    ASSERT_TRUE(killedAtCall([&] { volume->expand(false); }, call));
+  }
+}
+
+TEST(ExpansionTest, ACopyStaysWhoseFileLostItsState) {
+  std::optional<BareVolume> volume;
+  interrupt(volume);
+  ASSERT_EQ(removexattr(volume->path.c_str(), std::string(ContainerState::attributeName).c_str()), 0);
+  const RecoveryOutcome outcome = ExpansionRecovery::run(volume->source.get());
+  EXPECT_EQ(outcome.settled, 0U);
+  EXPECT_TRUE(sentence(outcome).contains("holds something else: " + volume->path)) << sentence(outcome);
+  EXPECT_EQ(volume->copyCount(), 1);
+}
+
 // Moved away before the recovery: further down than a walk has descriptors for, or out of the folder altogether.
 TEST(ExpansionTest, AMovedFileIsFoundOrToldToBeMissing) {
   rlimit limit{};
   ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &limit), 0);
   const rlimit few{.rlim_cur = 150, .rlim_max = limit.rlim_max};
   for (const bool isInside : {true, false}) {
-    // Killed as soon as the state names the copy.
     std::optional<BareVolume> volume;
-    for (int call = 1; !volume || !volume->namesCopy(); ++call) {
-      volume.emplace();
-      ASSERT_TRUE(killedAtCall([&] { volume->expand(false); }, call));
-    }
+    interrupt(volume);
     const ScratchFolder elsewhere;
     std::string place = (isInside ? volume->folder : elsewhere).folder().bytes();
     for (int level = 0; level < 200; ++level) place += "/m";
@@ -148,54 +195,56 @@ TEST(ExpansionTest, ACrashWhileEmptyingShowsTheContentOrNothing) {
   EXPECT_GT(call, 3);
 }
 
-// The daemon dies with an expansion under way; the next one completes it.
-TEST(ExpansionTest, TheNextDaemonCompletesWhatTheLastOneBegan) {
+// It shows the redo copy's content, and leaves everything as it is.
+TEST(ExpansionTest, AReadOnlyVolumeReadsWhatAnInterruptedExpansionLeft) {
   if (const auto obstacle = MountedFolder::obstacle()) GTEST_SKIP() << *obstacle;
-  for (int call = 30; call <= 90; call += 10) {
-    const BareVolume volume;
-    if (!killedAtCall([&] { volume.expand(false); }, call)) break;
-    const MountedFolder mounted(volume.folder.folder().bytes());
+  std::optional<BareVolume> volume;
+  interrupt(volume);
+  const std::string folder = volume->folder.folder().bytes();
+  {
+    const MountedFolder mounted(folder, {"-o", "ro"});
     ASSERT_TRUE(mounted.isMounted());
-    EXPECT_EQ(Content::read(mounted.at("f")), volume.bytes) << call;
-    EXPECT_EQ(volume.copyCount(), 0) << call;
+    EXPECT_EQ(Content::read(mounted.at("f")), volume->bytes);
+    EXPECT_EQ(outcome(Content::open(mounted.at("f"), O_WRONLY).get()), -EROFS);
+    EXPECT_EQ(outcome(truncate(mounted.at("f").c_str(), 0)), -EROFS);
+    EXPECT_EQ(outcome(mkdir(mounted.at("d").c_str(), 0700)), -EROFS);
   }
+  EXPECT_TRUE(volume->namesCopy());
+  EXPECT_EQ(volume->copyCount(), 1);
+  const MountedFolder mounted(folder);
+  ASSERT_TRUE(mounted.isMounted());
+  EXPECT_EQ(Content::read(mounted.at("f")), volume->bytes);
+  EXPECT_EQ(volume->copyCount(), 0);
 }
 
 // A file system so small that there is room for the container alone, or for the redo copy, but not for both and the
 // rewritten file.
 TEST(ExpansionTest, AFullDiskFailsTheOpeningAndLosesNothing) {
   if (const auto obstacle = MountedFolder::obstacle()) GTEST_SKIP() << *obstacle;
-  if (geteuid() != 0) GTEST_SKIP() << "mounting a small file system needs root";
   const std::string bytes = Content::text(600'000);
   for (const std::size_t room : {20'000U, 400'000U, 700'000U}) {
     const ScratchFolder disk;
     const std::string place = disk.folder().bytes();
-    ASSERT_EQ(mount("none", place.c_str(), "tmpfs", 0, "size=4m"), 0);
+    const SmallFileSystem host(place, "size=4m");
+    if (const auto obstacle = host.obstacle()) GTEST_SKIP() << *obstacle;
     const std::string source = disk.at("source");
     mkdir(source.c_str(), 0700);
-    if (setxattr(source.c_str(), "user.x", "x", 1, 0) != 0) {
-      umount2(place.c_str(), MNT_DETACH);
-      GTEST_SKIP() << "the temporary file system has no attributes here";
-    }
-    {
-      const MountedFolder mounted(source);
-      ASSERT_TRUE(mounted.isMounted());
-      const std::string path = mounted.at("f");
-      const std::string ballast = mounted.at("ballast");
-      Content::write(path, bytes);
-      Content::compress(path);
-      Content::write(ballast, std::string(std::filesystem::space(place).free - room, 'b'));
-      const FileDescriptor reader = Content::open(path);
-      EXPECT_EQ(outcome(Content::open(path, O_WRONLY).get()), -ENOSPC);
-      EXPECT_EQ(truncate(path.c_str(), 5), -1);
-      EXPECT_EQ(Content::read(path), bytes);
-      EXPECT_EQ(Content::read(reader), bytes);
-      EXPECT_TRUE(Content::isCompressed(path));
-      EXPECT_EQ(truncate(ballast.c_str(), 0), 0);
-      EXPECT_EQ(write(Content::open(path, O_WRONLY | O_APPEND).get(), "x", 1), 1);
-      EXPECT_EQ(Content::read(path), bytes + "x");
-    }
-    umount2(place.c_str(), MNT_DETACH);
+    const MountedFolder mounted(source);
+    ASSERT_TRUE(mounted.isMounted());
+    const std::string path = mounted.at("f");
+    const std::string ballast = mounted.at("ballast");
+    Content::write(path, bytes);
+    Content::compress(path);
+    Content::write(ballast, std::string(std::filesystem::space(place).free - room, 'b'));
+    const FileDescriptor reader = Content::open(path);
+    EXPECT_EQ(outcome(Content::open(path, O_WRONLY).get()), -ENOSPC);
+    EXPECT_EQ(truncate(path.c_str(), 5), -1);
+    EXPECT_EQ(Content::read(path), bytes);
+    EXPECT_EQ(Content::read(reader), bytes);
+    EXPECT_TRUE(Content::isCompressed(path));
+    EXPECT_EQ(truncate(ballast.c_str(), 0), 0);
+    EXPECT_EQ(write(Content::open(path, O_WRONLY | O_APPEND).get(), "x", 1), 1);
+    EXPECT_EQ(Content::read(path), bytes + "x");
   }
 }
 

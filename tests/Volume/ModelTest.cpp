@@ -1,16 +1,4 @@
 // SPDX-License-Identifier: MIT
-#include <sys/mman.h>
-
-#include <algorithm>
-#include <array>
-#include <cerrno>
-#include <chrono>
-#include <cstring>
-#include <iostream>
-#include <map>
-#include <memory>
-#include <random>
-#include <thread>
 
 #include "Compression/FileCompressor.h"
 #include "MountedFolder.h"

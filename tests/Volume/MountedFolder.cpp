@@ -3,18 +3,6 @@
 
 #include <grp.h>
 #include <sys/mount.h>
-#include <sys/wait.h>
-#include <sys/xattr.h>
-
-#include <algorithm>
-#include <array>
-#include <cerrno>
-#include <chrono>
-#include <csignal>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <thread>
 
 #include "Compression/FileCompressor.h"
 #include "Platform/Linux/VolumeProtocol.h"
@@ -31,7 +19,7 @@ std::optional<std::string> MountedFolder::obstacle(Owner owner) {
 }
 
 MountedFolder::MountedFolder(std::string source, std::vector<std::string> arguments, Owner owner)
-    : source_(std::move(source)), owner_(owner), log_(source_ + ".log") {
+    : source_(std::move(source)), owner_(owner), log_(memfd_create("log", MFD_CLOEXEC)) {
   std::vector<std::string> words{VOLUME_PROGRAM, "-f"};
   words.insert(words.end(), arguments.begin(), arguments.end());
   FileDescriptor folder;
@@ -49,17 +37,17 @@ MountedFolder::MountedFolder(std::string source, std::vector<std::string> argume
   words.push_back(source_);
   std::vector<char*> pointers(words.size() + 1);
   std::ranges::transform(words, pointers.begin(), [](std::string& word) { return word.data(); });
+  // Opened before it becomes somebody else, who may not reach the folder that it was built in.
+  const FileDescriptor program = Content::open(VOLUME_PROGRAM);
   daemon_ = fork();
   if (daemon_ == 0) {
-    const int log = open(log_.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
-    if (log < 0 || dup2(log, STDERR_FILENO) < 0) _exit(2);
+    if (dup2(log_.get(), STDERR_FILENO) < 0) _exit(2);
     if (owner_ == Owner::nobody && (setgroups(0, nullptr) != 0 || setgid(nobody) != 0 || setuid(nobody) != 0)) _exit(3);
-    execv(VOLUME_PROGRAM, pointers.data());
+    fexecve(program.get(), pointers.data(), environ);
     _exit(4);
   }
   while (!isMounted_) {
-    const std::string mark = " " + source_ + " " + std::string(VolumeProtocol::mountType);
-    isMounted_ = Content::read("/proc/self/mounts").contains(mark);
+    isMounted_ = isListed();
     if (!isMounted_ && waitpid(daemon_, nullptr, WNOHANG) == daemon_) return;
     std::this_thread::sleep_for(std::chrono::milliseconds(5));
   }
@@ -73,13 +61,28 @@ MountedFolder::~MountedFolder() {
   if (isMounted_) {
     EXPECT_EQ(stop(), 0);
   }
-  unlink(log_.c_str());
 }
 
 void MountedFolder::becomeCaller() const {
   if (owner_ != Owner::nobody) return;
   EXPECT_EQ(seteuid(0), 0);
   EXPECT_EQ(setegid(0), 0);
+}
+
+// In the mount table.
+bool MountedFolder::isListed() const {
+  const std::string mark = " " + source_ + " " + std::string(VolumeProtocol::mountType);
+  return Content::read("/proc/self/mounts").contains(mark);
+}
+
+void MountedFolder::detach() const {
+  ::kill(daemon_, SIGTERM);
+  while (isListed() && isServing()) std::this_thread::sleep_for(std::chrono::milliseconds(5));
+}
+
+bool MountedFolder::isServing() const {
+  siginfo_t end{};
+  return waitid(P_PID, static_cast<id_t>(daemon_), &end, WEXITED | WNOHANG | WNOWAIT) == 0 && end.si_pid == 0;
 }
 
 int MountedFolder::stop() {
@@ -153,13 +156,15 @@ std::string read(const FileDescriptor& file) {
   std::array<char, 65'536> piece{};
   for (;;) {
     const ssize_t count = pread(file.get(), piece.data(), piece.size(), static_cast<off_t>(bytes.size()));
-    if (count <= 0) return bytes;
+    if (count == -1) return std::string("unreadable: ") + std::strerror(errno);
+    if (count == 0) return bytes;
     bytes.append(piece.data(), static_cast<std::size_t>(count));
   }
 }
 
 std::string read(const std::string& path) {
-  return read(open(path));
+  const FileDescriptor file = open(path);
+  return file.isOpen() ? read(file) : std::string("unreadable: ") + std::strerror(errno);
 }
 
 FileDescriptor open(const std::string& path, int flags) {
@@ -172,8 +177,9 @@ struct stat status(const std::string& path) {
   return result;
 }
 
-void compress(const std::string& path) {
-  const auto result = FileCompressor::compress(FilePath(path));
+void compress(const std::string& path, FileSystem& fileSystem) {
+  const auto result =
+      FileCompressor::compress(FilePath(path), FileCompressor::defaultStreamingThreshold, nullptr, fileSystem);
   EXPECT_TRUE(result) << path << ": " << describe(result.error());
 }
 

@@ -1,16 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <fcntl.h>
-#include <gtest/gtest.h>
-#include <sys/stat.h>
-
-#include <array>
-#include <cstdint>
-#include <optional>
-#include <string>
-#include <vector>
-
+#include "Platform/FileSystem.h"
 #include "Platform/Linux/FileDescriptor.h"
 #include "support/ScratchFolder.h"
 
@@ -32,6 +23,10 @@ class MountedFolder {
   MountedFolder(const MountedFolder&) = delete;
   MountedFolder& operator=(const MountedFolder&) = delete;
 
+  // Asks the daemon to end, and waits until the mount is out of sight.
+  void detach() const;
+  // Whether the daemon still runs.
+  [[nodiscard]] bool isServing() const;
   // Asks the daemon to end, and waits. Its exit code, and a failed expectation if it said anything.
   int stop();
 
@@ -49,10 +44,11 @@ class MountedFolder {
 
  private:
   void becomeCaller() const;
+  [[nodiscard]] bool isListed() const;
 
   std::string source_;
   Owner owner_;
-  std::string log_;
+  FileDescriptor log_;  // what the daemon says
   pid_t daemon_ = -1;
   bool isMounted_ = false;
 };
@@ -80,14 +76,14 @@ namespace Content {
 // Text that compresses, the same for the same seed.
 [[nodiscard]] std::string text(std::size_t byteCount, unsigned seed = 1);
 void write(const std::string& path, const std::string& bytes);
-// From the beginning to the end, or to what cannot be read.
+// From the beginning to the end, or "unreadable: " and why.
 [[nodiscard]] std::string read(const FileDescriptor& file);
 [[nodiscard]] std::string read(const std::string& path);
 [[nodiscard]] FileDescriptor open(const std::string& path, int flags = O_RDONLY);
 // Of the path itself; fails the test if there is nothing.
 [[nodiscard]] struct stat status(const std::string& path);
 // By the engine; fails the test if it does not succeed.
-void compress(const std::string& path);
+void compress(const std::string& path, FileSystem& fileSystem = FileSystem::native());
 [[nodiscard]] bool isCompressed(const std::string& path);
 
 }  // namespace Content

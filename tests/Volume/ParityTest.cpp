@@ -1,14 +1,5 @@
 // SPDX-License-Identifier: MIT
 #include <linux/fs.h>
-#include <stdio.h>
-#include <sys/ioctl.h>
-#include <sys/mman.h>
-#include <sys/xattr.h>
-
-#include <array>
-#include <cerrno>
-#include <filesystem>
-#include <set>
 
 #include "MountedFolder.h"
 

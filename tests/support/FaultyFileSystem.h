@@ -1,18 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <algorithm>
-#include <cstddef>
-#include <functional>
-#include <memory>
-#include <optional>
-#include <span>
-#include <string>
-#include <string_view>
-#include <utility>
-#include <vector>
-
 #include "Platform/ForwardingFileSystem.h"
+#include "support/Prelude.h"
 
 namespace quillbrook {
 

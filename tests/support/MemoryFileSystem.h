@@ -1,23 +1,12 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <algorithm>
-#include <cerrno>
-#include <cstdint>
-#include <map>
-#include <memory>
-#include <optional>
-#include <span>
-#include <string>
-#include <string_view>
-#include <utility>
-#include <vector>
-
 #include "Compression/DecmpfsInline.h"
 #include "Compression/DecmpfsResourceFork.h"
 #include "Compression/Header/DecmpfsHeader.h"
 #include "Platform/FileSystem.h"
 #include "Platform/ReservedNames.h"
+#include "support/Prelude.h"
 
 namespace quillbrook {
 

@@ -2,7 +2,8 @@
 #pragma once
 
 #include <sys/prctl.h>
-#include <unistd.h>
+
+#include "support/Prelude.h"
 
 namespace quillbrook {
 

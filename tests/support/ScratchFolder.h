@@ -1,17 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <stdlib.h>
-
-#include <cerrno>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
-#include <string>
-#include <string_view>
-#include <system_error>
-
 #include "Platform/FilePath.h"
+#include "support/Prelude.h"
 
 namespace quillbrook {
 

@@ -5,13 +5,11 @@
 #include <string>
 #include <string_view>
 
-namespace quillbrook {
-
 // The platform's names of extended attributes and the host's. "user.X" here is "X" there, unless X begins with "user.",
 // "system.", "security." or "trusted."; those, and the other namespaces, keep their full name.
 // Access lists (system.posix_acl_*, on xfs trusted.SGI_ACL_* too) and user.quillbrook.* are not attributes to the
 // platform at all.
-namespace AttributeNames {
+namespace quillbrook::AttributeNames {
 
 // Nothing for a name that no host attribute can have, or that is not an attribute to the platform.
 [[nodiscard]] std::optional<std::string> hostName(std::string_view platformName);
@@ -25,6 +23,4 @@ namespace AttributeNames {
 // Whether a program may neither see nor change this host attribute through a volume either.
 [[nodiscard]] bool isOurs(std::string_view hostName);
 
-}  // namespace AttributeNames
-
-}  // namespace quillbrook
+}  // namespace quillbrook::AttributeNames

@@ -48,16 +48,4 @@ class BackingFile {
   std::unique_ptr<const ContainerReader> reader_;
 };
 
-namespace RedoCopy {
-
-// Opens the redo copy that `state` names for reading, from the nearest of `folder` and the folders above it that has
-// it. It must be a regular file of exactly the state's logical size and belong to the caller, to root or to
-// `owner`; `inputOutput` if there is none.
-[[nodiscard]] Result<FileDescriptor> open(int folder, const ContainerState& state, std::uint32_t owner);
-
-// Removes it, once its file is gone. Does nothing where open() would fail.
-void remove(int folder, const ContainerState& state, std::uint32_t owner);
-
-}  // namespace RedoCopy
-
 }  // namespace quillbrook

@@ -22,22 +22,22 @@ namespace {
 class SpawnSettings {
  public:
   explicit SpawnSettings(const FileDescriptor& output) {
-    ::posix_spawn_file_actions_init(&actions);
-    ::posix_spawnattr_init(&attributes);
+    check(::posix_spawn_file_actions_init(&actions));
+    check(::posix_spawnattr_init(&attributes));
     sigset_t none;
     sigset_t all;
     ::sigemptyset(&none);
     ::sigfillset(&all);
-    ::posix_spawnattr_setsigmask(&attributes, &none);
-    ::posix_spawnattr_setsigdefault(&attributes, &all);
+    check(::posix_spawnattr_setsigmask(&attributes, &none));
+    check(::posix_spawnattr_setsigdefault(&attributes, &all));
     short flags = POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF;
     if (output.isOpen()) {
-      ::posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-      ::posix_spawn_file_actions_adddup2(&actions, output.get(), STDOUT_FILENO);
-      ::posix_spawn_file_actions_adddup2(&actions, output.get(), STDERR_FILENO);
+      check(::posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0));
+      check(::posix_spawn_file_actions_adddup2(&actions, output.get(), STDOUT_FILENO));
+      check(::posix_spawn_file_actions_adddup2(&actions, output.get(), STDERR_FILENO));
       flags |= POSIX_SPAWN_SETSID;
     }
-    ::posix_spawnattr_setflags(&attributes, flags);
+    check(::posix_spawnattr_setflags(&attributes, flags));
   }
   ~SpawnSettings() {
     ::posix_spawn_file_actions_destroy(&actions);
@@ -48,6 +48,12 @@ class SpawnSettings {
 
   posix_spawn_file_actions_t actions{};
   posix_spawnattr_t attributes{};
+  int failure = 0;  // the first error number
+
+ private:
+  void check(int result) {
+    if (failure == 0) failure = result;
+  }
 };
 
 }  // namespace
@@ -66,6 +72,7 @@ Result<ChildProgram> ChildProgram::start(const std::vector<std::string>& argumen
   pointers.push_back(nullptr);
   const SpawnSettings settings(output);
   pid_t process = -1;
+  if (settings.failure != 0) return std::unexpected(ErrorNumber{settings.failure});
   const int reason = ::posix_spawnp(&process, owned.front().c_str(), &settings.actions, &settings.attributes,
                                     pointers.data(), environ);
   if (reason != 0) return std::unexpected(ErrorNumber{reason});
@@ -94,9 +101,15 @@ void ChildProgram::terminate() const {
 int ChildProgram::wait() {
   if (process_ <= 0) return exitCode_;
   int status = 0;
-  static_cast<void>(SystemCall::retrying([&] { return ::waitpid(process_, &status, 0); }));
+  const auto waited = SystemCall::retrying([&] { return ::waitpid(process_, &status, 0); });
   process_ = -1;
-  exitCode_ = WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
+  // Where the end of children is ignored nobody can tell how this one ended: not well, as far as is known.
+  constexpr int unknown = 127;
+  if (waited == -1) {
+    exitCode_ = unknown;
+  } else {
+    exitCode_ = WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
+  }
   return exitCode_;
 }
 

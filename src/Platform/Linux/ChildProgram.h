@@ -33,7 +33,7 @@ class ChildProgram {
   [[nodiscard]] Result<FileDescriptor> openProcess() const;
   // Asks it to end, as SIGTERM does.
   void terminate() const;
-  // Waits for its end: its exit code, or 128 and the signal's number.
+  // Waits for its end: its exit code, or 128 and the signal's number. 127 where SIGCHLD is ignored, which hides it.
   [[nodiscard]] int wait();
   // What it has written up to now, bytes; empty for a shared session.
   [[nodiscard]] std::string words() const;

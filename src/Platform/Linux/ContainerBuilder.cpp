@@ -3,7 +3,6 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <sys/xattr.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -18,6 +17,7 @@
 #include "Container/ContainerSealer.h"
 #include "Platform/Linux/DescriptorSource.h"
 #include "Platform/Linux/ExtendedAttributes.h"
+#include "Platform/Linux/KeptMetadata.h"
 #include "Platform/Linux/StoredState.h"
 #include "Platform/Linux/SystemCall.h"
 #include "Platform/LittleEndian.h"
@@ -26,13 +26,12 @@ namespace quillbrook {
 namespace {
 
 constexpr std::uint64_t largestByteCount = std::numeric_limits<std::uint32_t>::max();
-constexpr mode_t permissionBits = 07777;
 
 Result<void> truncate(int file, std::uint64_t byteCount) {
   return SystemCall::checked([&] { return ::ftruncate(file, static_cast<off_t>(byteCount)); });
 }
 
-// A work file open for writing, and what the kernel takes away from a file that is written to.
+// A work file open for writing.
 class OpenWorkFile {
  public:
   static Result<OpenWorkFile> open(int inode) {
@@ -41,41 +40,23 @@ class OpenWorkFile {
     if (!file) return std::unexpected(file.error());
     OpenWorkFile opened;
     opened.file_ = std::move(*file);
-    const auto status = SystemCall::status(opened.get());
-    if (!status) return std::unexpected(status.error());
-    opened.status_ = *status;
-    std::array<std::uint8_t, 64> capability;  // the largest revision has 24 bytes
-    const auto got = ::fgetxattr(opened.get(), capabilityName, capability.data(), capability.size());
-    if (got == -1 && errno != ENODATA && errno != EOPNOTSUPP) return SystemCall::failure();
-    if (got > 0) opened.capability_.assign(capability.begin(), capability.begin() + got);
+    auto kept = KeptMetadata::of(opened.get());
+    if (!kept) return std::unexpected(kept.error());
+    opened.kept_ = std::move(*kept);
     return opened;
   }
 
   [[nodiscard]] int get() const { return file_.get(); }
-  [[nodiscard]] const struct stat& status() const { return status_; }
-
-  // Puts back what writing has taken away, the capability last, since a change of mode or owner would clear it.
-  [[nodiscard]] Result<void> putBack() const {
-    const auto now = SystemCall::status(get());
-    if (!now) return std::unexpected(now.error());
-    if ((now->st_mode & permissionBits) != (status_.st_mode & permissionBits)) {
-      if (::fchmod(get(), status_.st_mode & permissionBits) == -1) return SystemCall::failure();
-    }
-    if (capability_.empty() || ::fgetxattr(get(), capabilityName, nullptr, 0) > 0) return {};
-    return SystemCall::checked(
-        [&] { return ::fsetxattr(get(), capabilityName, capability_.data(), capability_.size(), 0); });
-  }
-
+  // What writing takes away.
+  [[nodiscard]] const KeptMetadata& kept() const { return kept_; }
   [[nodiscard]] Result<void> writeState(const ContainerState& state) const {
     return SystemCall::asOwner(get(), [&] { return StoredState::write(get(), state); });
   }
+  [[nodiscard]] Result<void> close() { return SystemCall::close(std::move(file_)); }
 
  private:
-  static constexpr const char* capabilityName = "security.capability";
-
   FileDescriptor file_;
-  struct stat status_{};
-  std::vector<std::uint8_t> capability_;
+  KeptMetadata kept_;
 };
 
 class ForkWriter : public FileWriter {
@@ -114,10 +95,9 @@ class ForkWriter : public FileWriter {
 
   Result<void> close() override {
     if (std::exchange(isClosed_, true)) return {};
-    if (const auto restored = file_.putBack(); !restored) return restored;
-    const auto kept = file_.writeState(state_);
-    file_ = {};
-    return kept;
+    if (const auto restored = file_.kept().restorePermissions(file_.get()); !restored) return restored;
+    if (const auto kept = file_.writeState(state_); !kept) return kept;
+    return file_.close();
   }
 
  private:
@@ -138,7 +118,9 @@ Result<void> setValue(int inode, std::span<const std::uint8_t> value) {
   const auto file = OpenWorkFile::open(inode);
   if (!file) return std::unexpected(file.error());
   auto state = known->value_or(ContainerState{});
-  const bool isNew = !state.isUnderConstruction() && file->status().st_size == 0;
+  const auto status = SystemCall::status(file->get());
+  if (!status) return std::unexpected(status.error());
+  const bool isNew = !state.isUnderConstruction() && status->st_size == 0;
   if (state.isSealed() || state.forkByteCount != 0 || (!isNew && !state.isUnderConstruction())) {
     return std::unexpected(ErrorNumber::invalid);
   }
@@ -149,7 +131,7 @@ Result<void> setValue(int inode, std::span<const std::uint8_t> value) {
   if (const auto kept = file->writeState(state); !kept) return kept;
   if (const auto emptied = truncate(file->get(), 0); !emptied) return emptied;
   if (const auto written = SystemCall::writeAll(file->get(), 0, value); !written) return written;
-  return file->putBack();
+  return file->kept().restorePermissions(file->get());
 }
 
 Result<void> setFork(int inode, ContainerState state, std::span<const std::uint8_t> fork) {
@@ -185,6 +167,7 @@ Result<void> seal(int inode, ContainerState state, std::uint32_t flags) {
   }
   state.st_flags = flags;
   state.logicalByteCount = LittleEndian::load<std::uint64_t>(head + 8);  // whatever the type, known or not
+  if (state.logicalByteCount > ContainerState::largestLogicalByteCount) return std::unexpected(ErrorNumber::invalid);
 
   const auto file = OpenWorkFile::open(inode);
   if (!file) return std::unexpected(file.error());
@@ -193,10 +176,8 @@ Result<void> seal(int inode, ContainerState state, std::uint32_t flags) {
   const auto end = state.payloadByteCount();
   if (const auto written = SystemCall::writeAll(file->get(), end, *behind); !written) return written;
   if (const auto cut = truncate(file->get(), end + behind->size()); !cut) return cut;
-  if (const auto restored = file->putBack(); !restored) return restored;
-  const std::array<struct timespec, 2> times{file->status().st_atim, file->status().st_mtim};
-  const auto timed = SystemCall::checked([&] { return ::futimens(file->get(), times.data()); });
-  if (!timed) return timed;
+  if (const auto restored = file->kept().restorePermissions(file->get()); !restored) return restored;
+  if (const auto timed = file->kept().restoreTimes(file->get()); !timed) return timed;
   return file->writeState(state);
 }
 

@@ -9,12 +9,10 @@
 #include "Platform/FileSystem.h"
 #include "Platform/Linux/FileDescriptor.h"
 
-namespace quillbrook {
-
 // A container under construction: a work file that gets its value, then its fork, and is sealed at last. `inode` is
 // any descriptor of it, also one opened with O_PATH. What writing takes away from a file (set-id bits and file
 // capabilities) is put back each time.
-namespace ContainerBuilder {
+namespace quillbrook::ContainerBuilder {
 
 // Sets com.apple.decmpfs on an empty file, or once more before there is a fork; `invalid` later.
 [[nodiscard]] Result<void> setValue(int inode, std::span<const std::uint8_t> value);
@@ -29,6 +27,4 @@ namespace ContainerBuilder {
 // UF_COMPRESSED among them. Access and modification times stay. `invalid` if the value has no decmpfs header.
 [[nodiscard]] Result<void> seal(int inode, ContainerState state, std::uint32_t flags);
 
-}  // namespace ContainerBuilder
-
-}  // namespace quillbrook
+}  // namespace quillbrook::ContainerBuilder

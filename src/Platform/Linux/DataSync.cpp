@@ -12,18 +12,22 @@
 #include <string>
 #include <system_error>
 
+#include "Platform/FilePath.h"
+#include "Platform/Linux/ParsedNumber.h"
+#include "Platform/Linux/SmallFile.h"
 #include "Platform/Linux/SystemCall.h"
 
 namespace quillbrook::DataSync {
 namespace {
 
-// ext4 can do without a journal, and the drivers of ext2 share its magic number.
+// ext4 can do without a journal, and then says so; the drivers of ext2 share its magic number.
 bool hasExt4Journal(dev_t device) {
   std::error_code error;
   const auto link = std::filesystem::read_symlink(
       "/sys/dev/block/" + std::to_string(major(device)) + ":" + std::to_string(minor(device)), error);
   if (error) return false;
-  return std::filesystem::exists("/sys/fs/ext4/" + link.filename().string() + "/journal_task", error);
+  const auto task = SmallFile::read(FilePath("/sys/fs/ext4/" + link.filename().string() + "/journal_task"));
+  return task && parsedNumber<std::uint32_t>(task->substr(0, task->find('\n')));
 }
 
 bool dataAloneSuffices(int file) {

@@ -9,7 +9,7 @@ namespace quillbrook {
 class DescriptorSource : public ByteSource {
  public:
   explicit DescriptorSource(int descriptor) : descriptor_(descriptor) {}
-  Result<std::size_t> read(std::uint64_t offset, std::span<std::uint8_t> destination) const override;
+  [[nodiscard]] Result<std::size_t> read(std::uint64_t offset, std::span<std::uint8_t> destination) const override;
 
  private:
   int descriptor_;

@@ -62,7 +62,9 @@ class LinuxDirectoryReader final : public DirectoryReader {
   // keeps it closed.
   [[nodiscard]] bool isVolumeRoot() const {
     const std::string lock = std::string(VolumeProtocol::privateFolder) + '/' + std::string(VolumeProtocol::lockFile);
-    return ::faccessat(::dirfd(stream_.get()), lock.c_str(), F_OK, AT_SYMLINK_NOFOLLOW) == 0 || errno == EACCES;
+    const int folder = ::dirfd(stream_.get());
+    if (folder < 0) return false;
+    return ::faccessat(folder, lock.c_str(), F_OK, AT_SYMLINK_NOFOLLOW) == 0 || errno == EACCES;
   }
 
   Stream stream_;

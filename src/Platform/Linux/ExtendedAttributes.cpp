@@ -196,6 +196,7 @@ Result<void> copyAccessList(int source, int destination) {
     value.resize(value.size() * 4);
     got = ::getxattr(from.c_str(), accessListName, value.data(), value.size());
   }
+  if (got == -1 && errno != ENODATA && errno != EOPNOTSUPP) return SystemCall::failure();
   if (got == -1) {
     // What the work file has is inherited from its folder and would let people in whom the source keeps out.
     if (::getxattr(to.c_str(), accessListName, nullptr, 0) == -1 && errno == ENODATA) return {};

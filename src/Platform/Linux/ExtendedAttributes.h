@@ -8,12 +8,10 @@
 
 #include "Platform/ErrorNumber.h"
 
-namespace quillbrook {
-
 // The attribute calls of FileSystem on one inode, which is any descriptor, also one opened with O_PATH. The value
 // com.apple.decmpfs and the fork com.apple.ResourceFork of a container stand in its data; on every other file these
 // are attributes like all others.
-namespace ExtendedAttributes {
+namespace quillbrook::ExtendedAttributes {
 
 [[nodiscard]] Result<std::size_t> get(int inode, std::string_view name, std::span<std::uint8_t> value,
                                       bool showCompression);
@@ -25,6 +23,4 @@ namespace ExtendedAttributes {
 // Gives `destination` the access list of `source`, or none if it has none.
 [[nodiscard]] Result<void> copyAccessList(int source, int destination);
 
-}  // namespace ExtendedAttributes
-
-}  // namespace quillbrook
+}  // namespace quillbrook::ExtendedAttributes

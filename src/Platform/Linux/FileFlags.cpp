@@ -8,11 +8,11 @@
 #include <optional>
 
 #include "Container/ContainerState.h"
-#include "Platform/Linux/AttributeSpace.h"
 #include "Platform/Linux/ContainerBuilder.h"
 #include "Platform/Linux/HostFlags.h"
 #include "Platform/Linux/StoredState.h"
 #include "Platform/Linux/SystemCall.h"
+#include "Platform/Linux/WorkInProgress.h"
 
 namespace quillbrook::FileFlags {
 namespace {
@@ -61,7 +61,7 @@ Result<void> set(int inode, std::uint32_t flags, bool acceptsCompression) {
   if (seals) {
     if (!acceptsCompression) return std::unexpected(ErrorNumber::notSupported);
     if (!*state || !(*state)->isUnderConstruction()) return std::unexpected(ErrorNumber::invalid);
-    if (AttributeSpace::wasExhausted(status->st_dev, status->st_ino)) return std::unexpected(ErrorNumber::noSpace);
+    if (WorkInProgress::wantedSpace(InodeNumber::of(*status))) return std::unexpected(ErrorNumber::noSpace);
   }
   if (!S_ISREG(status->st_mode) && flags != 0) return std::unexpected(ErrorNumber::notSupported);
   if (!S_ISREG(status->st_mode)) return {};

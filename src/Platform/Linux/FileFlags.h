@@ -6,10 +6,8 @@
 #include "Platform/ErrorNumber.h"
 #include "Platform/FileStatus.h"
 
-namespace quillbrook {
-
 // st_flags and the creation time on Linux: partly the host's, partly in the state. `inode` is any descriptor.
-namespace FileFlags {
+namespace quillbrook::FileFlags {
 
 // What the host itself keeps, from stx_attributes.
 [[nodiscard]] std::uint32_t hostFlags(std::uint64_t attributes);
@@ -19,6 +17,4 @@ namespace FileFlags {
 
 [[nodiscard]] Result<void> setCreationTime(int inode, Timestamp creation);
 
-}  // namespace FileFlags
-
-}  // namespace quillbrook
+}  // namespace quillbrook::FileFlags

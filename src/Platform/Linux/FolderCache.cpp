@@ -7,13 +7,15 @@
 namespace quillbrook {
 
 std::shared_ptr<const FileDescriptor> FolderCache::find(std::uint64_t inode) const {
-  const std::lock_guard guard(mutex_);
-  const auto found = std::ranges::find(entries_, inode, &Entry::inode);
-  return found == entries_.end() ? nullptr : found->folder;
+  const MutexLock guard(mutex_);
+  for (const Entry& entry : entries_) {
+    if (entry.inode == inode) return entry.folder;
+  }
+  return nullptr;
 }
 
 void FolderCache::insert(std::uint64_t inode, std::shared_ptr<const FileDescriptor> folder) {
-  const std::lock_guard guard(mutex_);
+  const MutexLock guard(mutex_);
   entries_[oldest_] = {.inode = inode, .folder = std::move(folder)};
   oldest_ = (oldest_ + 1) % entries_.size();
 }

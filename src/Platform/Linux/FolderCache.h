@@ -5,9 +5,9 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <mutex>
 
 #include "Platform/Linux/FileDescriptor.h"
+#include "Platform/Mutex.h"
 
 namespace quillbrook {
 
@@ -26,9 +26,9 @@ class FolderCache {
     std::shared_ptr<const FileDescriptor> folder;
   };
 
-  mutable std::mutex mutex_;
-  std::array<Entry, 16> entries_;  // as many as workers can be in at once, twice over
-  std::size_t oldest_ = 0;
+  mutable Mutex mutex_;
+  std::array<Entry, 16> entries_ QB_GUARDED_BY(mutex_);  // as many as workers can be in at once, twice over
+  std::size_t oldest_ QB_GUARDED_BY(mutex_) = 0;
 };
 
 }  // namespace quillbrook

@@ -24,6 +24,8 @@ Result<FilePath> realPath(const FilePath& path) {
 }  // namespace
 
 Result<FilePath> FolderPath::resolve(const FilePath& folder) {
+  // Its parent would be the current folder: what nobody named is no place.
+  if (folder.empty()) return std::unexpected(ErrorNumber::noEntry);
   auto real = realPath(folder);
   if (real || folder.name() == "." || folder.name() == "..") return real;
   const auto parent = realPath(folder.parent());

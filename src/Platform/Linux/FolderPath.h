@@ -12,7 +12,8 @@
 namespace quillbrook::FolderPath {
 
 // Absolute, without links, "." and "..", as the mount table writes it. Also of a folder whose mount has lost its
-// daemon, since only what lies above it is asked. The last part need not exist. Errors as of realpath(3).
+// daemon, since only what lies above it is asked. The last part need not exist; an empty path is `noEntry`. Errors as
+// of realpath(3).
 [[nodiscard]] Result<FilePath> resolve(const FilePath& folder);
 
 // Where the kernel says that what `descriptor` has open lies now, in the same form; also of one opened with O_PATH.

@@ -4,14 +4,19 @@
 #include <linux/fs.h>
 #include <sys/ioctl.h>
 
-#include <array>
-
 #include "Platform/Linux/SystemCall.h"
 
 namespace quillbrook::HostFlags {
 namespace {
 
-constexpr std::array<std::uint32_t, 4> carriedFlags{FS_NODUMP_FL, FS_NOATIME_FL, FS_SYNC_FL, FS_NOCOW_FL};
+constexpr std::uint32_t carriedFlags = FS_NODUMP_FL | FS_NOATIME_FL | FS_SYNC_FL | FS_NOCOW_FL;
+
+// ENOTTY or `notSupported` where the file system has no such flags.
+Result<std::uint32_t> read(int file) {
+  int flags = 0;
+  if (SystemCall::retrying([&] { return ::ioctl(file, FS_IOC_GETFLAGS, &flags); }) == -1) return SystemCall::failure();
+  return static_cast<std::uint32_t>(flags);
+}
 
 Result<void> write(int file, std::uint32_t flags) {
   auto value = static_cast<int>(flags);  // an int, whatever the request's declaration says
@@ -20,20 +25,16 @@ Result<void> write(int file, std::uint32_t flags) {
 
 }  // namespace
 
-Result<std::uint32_t> read(int file) {
-  int flags = 0;
-  if (SystemCall::retrying([&] { return ::ioctl(file, FS_IOC_GETFLAGS, &flags); }) == -1) return SystemCall::failure();
-  return static_cast<std::uint32_t>(flags);
+std::uint32_t carried(int file) {
+  return read(file).value_or(0) & carriedFlags;
 }
 
-void carry(int from, int to) {
-  const auto wanted = read(from);
-  if (!wanted) return;
-  for (const auto flag : carriedFlags) {
-    const auto now = read(to);
-    if ((*wanted & flag) == 0 || !now) continue;
+void carry(std::uint32_t flags, int file) {
+  for (; flags != 0; flags &= flags - 1) {
+    const auto now = read(file);
+    if (!now) return;
     // One by one, so that a flag which is refused does not keep the others off.
-    [[maybe_unused]] const auto carried = write(to, *now | flag);
+    [[maybe_unused]] const auto written = write(file, *now | (flags & -flags));
   }
 }
 

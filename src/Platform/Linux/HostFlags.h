@@ -5,21 +5,16 @@
 
 #include "Platform/ErrorNumber.h"
 
-namespace quillbrook {
+// The inode flags that chattr sets. Descriptors must be open for reading or writing.
+namespace quillbrook::HostFlags {
 
-// The inode flags that chattr sets. Descriptors must be open for reading or writing; file systems without such flags
-// answer ENOTTY or `notSupported`.
-namespace HostFlags {
-
-[[nodiscard]] Result<std::uint32_t> read(int file);
-
-// What a file gets from the one that it stands in for: no-dump, no-atime, synchronous, no-copy-on-write. The last can
-// be set only while the file is empty. What the file system does not know stays off.
-void carry(int from, int to);
+// What another file gets that stands in for this one: no-dump, no-atime, synchronous, no-copy-on-write. None where they
+// cannot be told.
+[[nodiscard]] std::uint32_t carried(int file);
+// Sets them. No-copy-on-write can be set only while the file is empty; what the file system does not know stays off.
+void carry(std::uint32_t flags, int file);
 
 // Sets or clears no-dump.
 [[nodiscard]] Result<void> setNoDump(int file, bool isOn);
 
-}  // namespace HostFlags
-
-}  // namespace quillbrook
+}  // namespace quillbrook::HostFlags

@@ -57,6 +57,7 @@ std::optional<MountEntry> parseLine(std::string_view line) {
   entry.source = unescaped(nextField(line, ' '));
   auto options = nextField(line, ' ');
   entry.isReadOnly = entry.isReadOnly || isListed(options, "ro");
+  entry.admitsOthers = isListed(options, "allow_other");
   constexpr std::string_view ownerOption = "user_id=";
   while (!options.empty()) {
     const auto option = nextField(options, ',');

@@ -21,6 +21,7 @@ struct MountEntry {
   std::string source;  // of a volume: the folder behind it
   bool isReadOnly = false;
   std::optional<std::uint32_t> owner;  // user_id= of FUSE
+  bool admitsOthers = false;           // allow_other of FUSE
 
   friend bool operator==(const MountEntry&, const MountEntry&) = default;
 };

@@ -10,24 +10,22 @@
 #include <cerrno>
 #include <utility>
 
-#include "Platform/Linux/AttributeSpace.h"
 #include "Platform/Linux/BackingFile.h"
 #include "Platform/Linux/ContainerBuilder.h"
-#include "Platform/Linux/DataSync.h"
 #include "Platform/Linux/ExtendedAttributes.h"
 #include "Platform/Linux/FileFlags.h"
 #include "Platform/Linux/HostFlags.h"
 #include "Platform/Linux/NativeLock.h"
+#include "Platform/Linux/PathBinding.h"
 #include "Platform/Linux/ReplacingRename.h"
 #include "Platform/Linux/StoredState.h"
 #include "Platform/Linux/SystemCall.h"
 #include "Platform/Linux/VolumePath.h"
+#include "Platform/Linux/WorkInProgress.h"
 #include "Platform/ReservedNames.h"
 
 namespace quillbrook {
 namespace {
-
-constexpr std::uint32_t permissionBits = 07777;
 
 FinalLink finalLink(XattrOptions options) {
   return options.noFollow ? FinalLink::noFollow : FinalLink::follow;
@@ -48,7 +46,7 @@ FileStatus hostStatus(const struct statx& found) {
   FileStatus status;
   status.st_dev = makedev(found.stx_dev_major, found.stx_dev_minor);
   status.st_ino = found.stx_ino;
-  status.st_mode = found.stx_mode & permissionBits;
+  status.st_mode = found.stx_mode & SystemCall::permissionBits;
   status.kind = kind(found.stx_mode);
   status.st_nlink = found.stx_nlink;
   status.st_uid = found.stx_uid;
@@ -97,11 +95,7 @@ class NativeWriter : public FileWriter {
   Result<void> fsetxattr(std::string_view name, std::span<const std::uint8_t> value) override {
     return ExtendedAttributes::set(file_.get(), name, value);
   }
-  Result<void> close() override {
-    // Not made again when interrupted: the descriptor is free by then.
-    if (file_.isOpen() && ::close(file_.release()) == -1 && errno != EINTR) return SystemCall::failure();
-    return {};
-  }
+  Result<void> close() override { return SystemCall::close(std::move(file_)); }
 
  private:
   FileDescriptor file_;
@@ -113,16 +107,26 @@ Result<VolumePath> locateForChange(const FilePath& path) {
   return place;
 }
 
-Result<LocatedInode> openForChange(const FilePath& path, FinalLink finalLink) {
+// `stale` where the path has come to lead to another file since an operation of ours began to work on it.
+Result<LocatedInode> openBound(const FilePath& path, FinalLink finalLink) {
   auto inode = openInode(path, finalLink);
-  if (inode && inode->isReadOnly) return std::unexpected(ErrorNumber::readOnly);
+  if (inode && !PathBinding::allows(path, inode->descriptor.get())) return std::unexpected(ErrorNumber::stale);
   return inode;
 }
 
-Result<void> rememberingWantOfSpace(int inode, const Result<void>& outcome) {
-  if (outcome || !AttributeSpace::isWantOfSpace(outcome.error())) return outcome;
-  if (const auto status = SystemCall::status(inode)) AttributeSpace::remember(status->st_dev, status->st_ino);
-  return outcome;
+bool isForeignWorkFile(const FilePath& path) {
+  return ReservedNames::isWorkFileName(path.name()) && !PathBinding::find(path);
+}
+
+// A work file is changed by nobody but the process that made it, and never through a link: whoever may write in the
+// folder could put another file there, which would get the user's owner and mode.
+Result<LocatedInode> openForChange(const FilePath& path, FinalLink finalLink) {
+  const bool isWorkFile = ReservedNames::isWorkFileName(path.name());
+  auto inode = openBound(path, isWorkFile ? FinalLink::noFollow : finalLink);
+  if (!inode) return inode;
+  if (inode->isReadOnly) return std::unexpected(ErrorNumber::readOnly);
+  if (isForeignWorkFile(path)) return std::unexpected(ErrorNumber::stale);
+  return inode;
 }
 
 // ext4 keeps attributes in the inode itself while they fit there, and never moves one in later. The state comes first,
@@ -132,21 +136,12 @@ void reserveState(int file) {
   [[maybe_unused]] const auto kept = StoredState::write(file, ContainerState{});
 }
 
-// A work file loses its marker only when its data are on the disk: what a power cut leaves without one is whole.
-void waitForData(int inode) {
-  const auto file = SystemCall::asOwner(
-      inode, [&] { return SystemCall::openAt(AT_FDCWD, SystemCall::pathOf(inode).c_str(), O_RDONLY); });
-  // The replacing rename waits again, and tells a failure.
-  if (!file) return;
-  [[maybe_unused]] const auto waited = DataSync::waitForData(file->get());
-}
-
-// Opens what `like` tells about its host flags; whatever cannot be told is not carried.
-void carryHostFlags(const FilePath& like, int file) {
+// Nothing where they cannot be told; then none are carried.
+std::uint32_t carriedHostFlags(const FilePath& like) {
   const auto place = VolumePath::locate(like);
-  if (!place) return;
+  if (!place) return 0;
   const auto source = SystemCall::openAt(place->folder(), place->name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK);
-  if (source) HostFlags::carry(source->get(), file);
+  return source ? HostFlags::carried(source->get()) : 0;
 }
 
 }  // namespace
@@ -194,13 +189,12 @@ Result<void> NativeFileSystem::chflags(const FilePath& path, std::uint32_t flags
 }
 
 Result<void> NativeFileSystem::setFileTimes(const FilePath& path, Timestamp access, Timestamp modification) {
-  const auto place = locateForChange(path);
-  if (!place) return std::unexpected(place.error());
+  const auto inode = openForChange(path, FinalLink::noFollow);
+  if (!inode) return std::unexpected(inode.error());
   const std::array<struct timespec, 2> times{
       timespec{.tv_sec = access.seconds, .tv_nsec = static_cast<long>(access.nanoseconds)},
       timespec{.tv_sec = modification.seconds, .tv_nsec = static_cast<long>(modification.nanoseconds)}};
-  return SystemCall::checked(
-      [&] { return ::utimensat(place->folder(), place->name.c_str(), times.data(), AT_SYMLINK_NOFOLLOW); });
+  return SystemCall::checked([&] { return ::utimensat(inode->descriptor.get(), "", times.data(), AT_EMPTY_PATH); });
 }
 
 Result<void> NativeFileSystem::setCreationTime(const FilePath& path, Timestamp creation) {
@@ -211,7 +205,7 @@ Result<void> NativeFileSystem::setCreationTime(const FilePath& path, Timestamp c
 
 Result<std::size_t> NativeFileSystem::getxattr(const FilePath& path, std::string_view name,
                                                std::span<std::uint8_t> value, XattrOptions options) {
-  const auto inode = openInode(path, finalLink(options));
+  const auto inode = openBound(path, finalLink(options));
   if (!inode) return std::unexpected(inode.error());
   return ExtendedAttributes::get(inode->descriptor.get(), name, value, options.showCompression);
 }
@@ -220,40 +214,49 @@ Result<void> NativeFileSystem::setxattr(const FilePath& path, std::string_view n
                                         std::span<const std::uint8_t> value, XattrOptions options) {
   const auto inode = openForChange(path, finalLink(options));
   if (!inode) return std::unexpected(inode.error());
-  return rememberingWantOfSpace(inode->descriptor.get(), ExtendedAttributes::set(inode->descriptor.get(), name, value));
+  return WorkInProgress::notingWantOfSpace(inode->descriptor.get(),
+                                           ExtendedAttributes::set(inode->descriptor.get(), name, value));
 }
 
 Result<void> NativeFileSystem::removexattr(const FilePath& path, std::string_view name, XattrOptions options) {
   const auto inode = openForChange(path, finalLink(options));
   if (!inode) return std::unexpected(inode.error());
-  if (name == ReservedNames::workFileMarker) waitForData(inode->descriptor.get());
+  // A work file loses its marker only when its data are on the disk: what a power cut leaves without one is whole.
+  if (name == ReservedNames::workFileMarker) {
+    if (const auto onDisk = WorkInProgress::waitForData(inode->descriptor.get()); !onDisk) return onDisk;
+  }
   return ExtendedAttributes::remove(inode->descriptor.get(), name);
 }
 
 Result<std::size_t> NativeFileSystem::listxattr(const FilePath& path, std::span<char> names, XattrOptions options) {
-  const auto inode = openInode(path, finalLink(options));
+  const auto inode = openBound(path, finalLink(options));
   if (!inode) return std::unexpected(inode.error());
   return ExtendedAttributes::list(inode->descriptor.get(), names, options.showCompression);
 }
 
 Result<void> NativeFileSystem::copyACL(const FilePath& source, const FilePath& destination) {
-  const auto from = openInode(source, FinalLink::follow);
+  const auto from = openBound(source, FinalLink::follow);
   if (!from) return std::unexpected(from.error());
   const auto to = openForChange(destination, FinalLink::follow);
   if (!to) return std::unexpected(to.error());
-  return rememberingWantOfSpace(to->descriptor.get(),
-                                ExtendedAttributes::copyAccessList(from->descriptor.get(), to->descriptor.get()));
+  return WorkInProgress::notingWantOfSpace(
+      to->descriptor.get(), ExtendedAttributes::copyAccessList(from->descriptor.get(), to->descriptor.get()));
 }
 
 Result<std::unique_ptr<FileWriter>> NativeFileSystem::createExclusively(const FilePath& path, std::uint32_t mode,
                                                                         const FilePath& like) {
   const auto place = locateForChange(path);
   if (!place) return std::unexpected(place.error());
+  // Before there is a file: until its maker has marked it, a crash would leave something that nobody may clear away.
+  const std::uint32_t hostFlags = carriedHostFlags(like);
   auto file = SystemCall::openAt(place->folder(), place->name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW,
-                                 mode & permissionBits);
+                                 mode & SystemCall::permissionBits);
   if (!file) return std::unexpected(file.error());
-  if (const auto status = SystemCall::status(file->get())) AttributeSpace::forget(status->st_dev, status->st_ino);
-  carryHostFlags(like, file->get());
+  const auto status = SystemCall::status(file->get());
+  if (!status) return std::unexpected(status.error());
+  if (ReservedNames::isWorkFileName(place->name)) PathBinding::bind(path, InodeNumber::of(*status));
+  WorkInProgress::begin(InodeNumber::of(*status), file->get());
+  HostFlags::carry(hostFlags, file->get());
   reserveState(file->get());
   return std::make_unique<NativeWriter>(std::move(*file));
 }
@@ -273,6 +276,7 @@ Result<std::unique_ptr<FileReader>> NativeFileSystem::openForReading(const FileP
   if (!place) return std::unexpected(place.error());
   const auto inode = openInode(*place, path, FinalLink::follow);
   if (!inode) return std::unexpected(inode.error());
+  if (!PathBinding::allows(path, inode->descriptor.get())) return std::unexpected(ErrorNumber::stale);
   const auto status = SystemCall::status(inode->descriptor.get());
   if (!status) return std::unexpected(status.error());
   if (S_ISDIR(status->st_mode)) return std::unexpected(ErrorNumber{EISDIR});
@@ -285,7 +289,7 @@ Result<std::unique_ptr<FileReader>> NativeFileSystem::openForReading(const FileP
 Result<std::unique_ptr<LockableFile>> NativeFileSystem::openForLocking(const FilePath& path) {
   const auto place = VolumePath::locate(path);
   if (!place) return std::unexpected(place.error());
-  return NativeLock::open(*place);
+  return NativeLock::open(*place, path);
 }
 
 Result<void> NativeFileSystem::rename(const FilePath& work, const FilePath& target, const FileStatus& expected,
@@ -294,16 +298,25 @@ Result<void> NativeFileSystem::rename(const FilePath& work, const FilePath& targ
   if (!workPlace) return std::unexpected(workPlace.error());
   const auto targetPlace = locateForChange(target);
   if (!targetPlace) return std::unexpected(targetPlace.error());
-  return ReplacingRename::replace(*workPlace, *targetPlace, expected, lock);
+  if (isForeignWorkFile(work)) return std::unexpected(ErrorNumber::busy);
+  const auto placed = ReplacingRename::replace(*workPlace, *targetPlace, expected, lock, PathBinding::find(work));
+  if (!placed) return std::unexpected(placed.error());
+  PathBinding::unbind(work);
+  if (PathBinding::find(target)) PathBinding::bind(target, *placed);
+  return {};
 }
 
 Result<void> NativeFileSystem::unlink(const FilePath& path) {
   const auto place = locateForChange(path);
   if (!place) return std::unexpected(place.error());
-  struct stat gone{};
-  const bool isRemembered =
-      !AttributeSpace::isEmpty() && ::fstatat(place->folder(), place->name.c_str(), &gone, AT_SYMLINK_NOFOLLOW) == 0;
-  if (isRemembered) AttributeSpace::forget(gone.st_dev, gone.st_ino);
+  const auto bound = PathBinding::find(path);
+  if (bound) {
+    struct stat status{};
+    const bool isThere = ::fstatat(place->folder(), place->name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0;
+    PathBinding::unbind(path);
+    WorkInProgress::end(*bound);
+    if (isThere && InodeNumber::of(status) != *bound) return std::unexpected(ErrorNumber::stale);
+  }
   return SystemCall::checked([&] { return ::unlinkat(place->folder(), place->name.c_str(), 0); });
 }
 

@@ -12,6 +12,8 @@
 #include <thread>
 #include <utility>
 
+#include "Platform/Linux/InodeNumber.h"
+#include "Platform/Linux/PathBinding.h"
 #include "Platform/Linux/SystemCall.h"
 #include "Platform/Linux/VolumeProtocol.h"
 
@@ -48,8 +50,8 @@ Result<void> lockExclusively(const FileDescriptor& file) {
 
 }  // namespace
 
-Result<std::unique_ptr<LockableFile>> NativeLock::open(const VolumePath& place) {
-  std::unique_ptr<NativeLock> lock(new NativeLock());
+Result<std::unique_ptr<LockableFile>> NativeLock::open(const VolumePath& place, const FilePath& path) {
+  std::unique_ptr<NativeLock> lock(new NativeLock(path));
   constexpr int flags = O_RDONLY | O_NOFOLLOW | O_NONBLOCK;
   if (place.isMapped()) {
     const auto folder = place.openMountFolder();
@@ -68,12 +70,20 @@ Result<std::unique_ptr<LockableFile>> NativeLock::open(const VolumePath& place) 
   return lock;
 }
 
+NativeLock::~NativeLock() {
+  if (isBound_) PathBinding::unbind(path_);
+}
+
 Result<void> NativeLock::flock() {
   if (!backing_.isOpen()) return std::unexpected(ErrorNumber::wouldBlock);
   if (throughMount_.isOpen()) {
     if (const auto locked = lockExclusively(throughMount_); !locked) return locked;
   }
   if (const auto locked = lockExclusively(backing_); !locked) return locked;
+  const auto status = SystemCall::status(backing_.get());
+  if (!status) return std::unexpected(status.error());
+  PathBinding::bind(path_, InodeNumber::of(*status));
+  isBound_ = true;
   for (const auto end = std::chrono::steady_clock::now() + patience;;) {
     auto lease = ReadLease::take(backing_.get());
     if (lease) {
@@ -84,8 +94,6 @@ Result<void> NativeLock::flock() {
     if (std::chrono::steady_clock::now() >= end) return std::unexpected(ErrorNumber::wouldBlock);
     std::this_thread::sleep_for(pause);
   }
-  const auto status = SystemCall::status(backing_.get());
-  if (!status) return std::unexpected(status.error());
   statusAtLock_ = *status;
   return {};
 }

@@ -6,7 +6,9 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <utility>
 
+#include "Platform/FilePath.h"
 #include "Platform/FileSystem.h"
 #include "Platform/Linux/FileDescriptor.h"
 #include "Platform/Linux/ReadLease.h"
@@ -20,16 +22,22 @@ class NativeLock : public LockableFile {
  public:
   // The errors of open. Our own store's files are not opened at all, since closing them would drop the locks that
   // this process holds on them: flock answers `wouldBlock`.
-  [[nodiscard]] static Result<std::unique_ptr<LockableFile>> open(const VolumePath& place);
+  [[nodiscard]] static Result<std::unique_ptr<LockableFile>> open(const VolumePath& place, const FilePath& path);
+  ~NativeLock() override;
+  NativeLock(const NativeLock&) = delete;
+  NativeLock& operator=(const NativeLock&) = delete;
 
+  // From here on the path means the locked inode to this thread, in which the lock must end as well.
   Result<void> flock() override;
-  bool isHeld() const override;
+  [[nodiscard]] bool isHeld() const override;
   // Whether it is this inode that is locked: held open, its number cannot have gone to another file.
   [[nodiscard]] bool isOn(std::uint64_t device, std::uint64_t inode) const;
 
  private:
-  NativeLock() = default;
+  explicit NativeLock(FilePath path) : path_(std::move(path)) {}
 
+  const FilePath path_;
+  bool isBound_ = false;
   FileDescriptor throughMount_;
   FileDescriptor backing_;  // not open: a file of the store
   std::optional<struct stat> statusAtLock_;

@@ -7,12 +7,12 @@
 
 #include <cerrno>
 #include <future>
-#include <mutex>
 #include <set>
 #include <thread>
 #include <utility>
 
 #include "Platform/Linux/SystemCall.h"
+#include "Platform/Mutex.h"
 
 namespace quillbrook {
 namespace {
@@ -32,14 +32,14 @@ class LeaseKeeper {
     if (::fcntl(file, F_SETOWN_EX, &owner) == -1 || ::fcntl(file, F_SETSIG, signalNumber()) == -1) {
       return SystemCall::failure();
     }
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     if (SystemCall::retrying([&] { return ::fcntl(file, F_SETLEASE, F_RDLCK); }) == -1) return SystemCall::failure();
     files_.insert(file);
     return {};
   }
 
   void giveUp(int file) {
-    const std::lock_guard guard(mutex_);
+    const MutexLock guard(mutex_);
     files_.erase(file);
     // Fails where it has been given up before.
     ::fcntl(file, F_SETLEASE, F_UNLCK);
@@ -50,8 +50,12 @@ class LeaseKeeper {
 
   // The thread's number; started at first, and again in a child process, where threads do not follow.
   pid_t thread() {
-    const std::lock_guard guard(threadMutex_);
+    const MutexLock guard(threadMutex_);
     if (process_ == ::getpid()) return thread_;
+    {
+      const MutexLock files(mutex_);
+      files_.clear();  // leases of the parent
+    }
     sigset_t all;
     sigset_t before;
     ::sigfillset(&all);
@@ -77,19 +81,19 @@ class LeaseKeeper {
     for (;;) {
       if (::sigwaitinfo(&wanted, nullptr) == -1) continue;
       // Which file it was does not matter, and may have been closed by now: the kernel says which leases break.
-      const std::lock_guard guard(mutex_);
+      const MutexLock guard(mutex_);
       for (const int file : files_) {
         if (::fcntl(file, F_GETLEASE) == F_UNLCK) ::fcntl(file, F_SETLEASE, F_UNLCK);
       }
     }
   }
 
-  std::mutex threadMutex_;  // taken before mutex_, never while it is held
-  pid_t process_ = 0;
-  pid_t thread_ = 0;
+  Mutex threadMutex_;  // taken before mutex_, never while it is held
+  pid_t process_ QB_GUARDED_BY(threadMutex_) = 0;
+  pid_t thread_ QB_GUARDED_BY(threadMutex_) = 0;
 
-  std::mutex mutex_;
-  std::set<int> files_;  // with a lease, perhaps one that breaks
+  Mutex mutex_;
+  std::set<int> files_ QB_GUARDED_BY(mutex_);  // with a lease, perhaps one that breaks
 };
 
 }  // namespace

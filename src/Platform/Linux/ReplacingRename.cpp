@@ -12,22 +12,16 @@
 #include <optional>
 #include <string>
 
-#include "Platform/Linux/AttributeSpace.h"
-#include "Platform/Linux/BackingFile.h"
-#include "Platform/Linux/DataSync.h"
+#include "Platform/Linux/InodeNumber.h"
 #include "Platform/Linux/NativeLock.h"
+#include "Platform/Linux/RedoCopy.h"
 #include "Platform/Linux/StoredState.h"
 #include "Platform/Linux/SystemCall.h"
 #include "Platform/Linux/VolumeProtocol.h"
+#include "Platform/Linux/WorkInProgress.h"
 
 namespace quillbrook::ReplacingRename {
 namespace {
-
-struct InodeNumber {
-  std::uint64_t device = 0;
-  std::uint64_t inode = 0;
-  friend bool operator==(const InodeNumber&, const InodeNumber&) = default;
-};
 
 Result<struct stat> entryStatus(const VolumePath& place) {
   struct stat found{};
@@ -40,7 +34,7 @@ Result<struct stat> entryStatus(const VolumePath& place) {
 Result<InodeNumber> entryInode(const VolumePath& place) {
   const auto found = entryStatus(place);
   if (!found) return std::unexpected(found.error());
-  return InodeNumber{.device = found->st_dev, .inode = found->st_ino};
+  return InodeNumber::of(*found);
 }
 
 Result<void> renameWith(const VolumePath& from, const VolumePath& to, unsigned flags) {
@@ -58,13 +52,6 @@ Result<void> refuseSurplus(const VolumePath& target, const std::optional<Contain
   return {};
 }
 
-Result<void> waitForData(int inode) {
-  const auto file = SystemCall::asOwner(
-      inode, [&] { return SystemCall::openAt(AT_FDCWD, SystemCall::pathOf(inode).c_str(), O_RDONLY); });
-  if (!file) return std::unexpected(file.error());
-  return DataSync::waitForData(file->get());
-}
-
 // The daemon's request speaks of two names in one folder.
 bool areInOneFolder(const VolumePath& a, const VolumePath& b) {
   if (a.openFolder == b.openFolder) return true;
@@ -73,7 +60,7 @@ bool areInOneFolder(const VolumePath& a, const VolumePath& b) {
   return first && second && first->st_dev == second->st_dev && first->st_ino == second->st_ino;
 }
 
-Result<void> askDaemon(const VolumePath& work, const VolumePath& target, const FileStatus& expected) {
+Result<void> askDaemon(const VolumePath& work, const VolumePath& target, const FileStatus& expected, InodeNumber made) {
   if (!work.isMapped() || !areInOneFolder(work, target)) return std::unexpected(ErrorNumber::notSupported);
   VolumeProtocol::ReplaceRequest request{};
   if (work.name.size() >= sizeof request.work || target.name.size() >= sizeof request.target) {
@@ -81,11 +68,12 @@ Result<void> askDaemon(const VolumePath& work, const VolumePath& target, const F
   }
   request.device = expected.st_dev;
   request.inode = expected.st_ino;
+  request.workInode = made.inode;
   request.logicalSize = expected.st_size;
   request.modificationSeconds = expected.st_mtimespec.seconds;
   request.modificationNanoseconds = expected.st_mtimespec.nanoseconds;
-  std::ranges::copy(work.name, request.work);
-  std::ranges::copy(target.name, request.target);
+  std::ranges::copy(work.name, request.work.begin());
+  std::ranges::copy(target.name, request.target.begin());
   const auto place = target.openMountFolder();
   if (!place) return std::unexpected(place.error());
   const auto folder = SystemCall::openAt(place->get(), ".", O_RDONLY | O_DIRECTORY);
@@ -115,50 +103,55 @@ Result<void> replaceWithoutExchange(const VolumePath& work, const VolumePath& ta
   return renameWith(work, target, 0);
 }
 
-Result<void> exchange(const VolumePath& work, const VolumePath& target, InodeNumber locked, const LockableFile& lock) {
-  const auto workInode = entryInode(work);
-  if (!workInode) return std::unexpected(workInode.error());
+Result<void> exchange(const VolumePath& work, const VolumePath& target, InodeNumber locked, const LockableFile& lock,
+                      InodeNumber made) {
   if (!lock.isHeld()) return std::unexpected(ErrorNumber::busy);
   const auto exchanged = renameWith(work, target, RENAME_EXCHANGE);
   if (!exchanged && (exchanged.error() == ErrorNumber::invalid || exchanged.error().value == ENOSYS)) {
     return replaceWithoutExchange(work, target, locked, lock);
   }
   if (!exchanged) return exchanged;
+  const auto placed = entryInode(target);
   const auto cameOut = entryInode(work);
-  if (!cameOut || *cameOut != locked || !lock.isHeld()) {
-    const auto undone = exchangeBack(work, target, *workInode);
+  if (!placed || *placed != made || !cameOut || *cameOut != locked || !lock.isHeld()) {
+    const auto undone = exchangeBack(work, target, placed.value_or(made));
     return std::unexpected(undone ? ErrorNumber::busy : undone.error());
   }
   const auto removed = SystemCall::checked([&] { return ::unlinkat(work.folder(), work.name.c_str(), 0); });
   if (removed) return {};
-  const auto undone = exchangeBack(work, target, *workInode);
+  const auto undone = exchangeBack(work, target, made);
   return std::unexpected(undone ? removed.error() : undone.error());
 }
 
 }  // namespace
 
-Result<void> replace(const VolumePath& work, const VolumePath& target, const FileStatus& expected,
-                     const LockableFile& lock) {
+Result<InodeNumber> replace(const VolumePath& work, const VolumePath& target, const FileStatus& expected,
+                            const LockableFile& lock, std::optional<InodeNumber> made) {
   const auto inode = SystemCall::openAt(work.folder(), work.name.c_str(), O_PATH | O_NOFOLLOW);
   if (!inode) return std::unexpected(inode.error());
   const auto status = SystemCall::status(inode->get());
   if (!status) return std::unexpected(status.error());
   if (!S_ISREG(status->st_mode)) return std::unexpected(ErrorNumber::invalid);
+  const auto placed = InodeNumber::of(*status);
+  if (made && *made != placed) return std::unexpected(ErrorNumber::busy);
   // The expected file may have been replaced before it was locked, and its number gone to a newer one since.
   const auto* native = dynamic_cast<const NativeLock*>(&lock);
   if (native != nullptr && !native->isOn(expected.st_dev, expected.st_ino)) return std::unexpected(ErrorNumber::busy);
-  const auto state = StoredState::readAt(target.procPath().c_str());
+  const auto state = StoredState::readAt(target.folder(), target.name.c_str());
   if (!state) return std::unexpected(state.error());
-  if (const auto whole = refuseSurplus(target, *state); !whole) return whole;
-  if (const auto onDisk = waitForData(inode->get()); !onDisk) return onDisk;
+  if (const auto whole = refuseSurplus(target, *state); !whole) return std::unexpected(whole.error());
+  if (const auto onDisk = WorkInProgress::waitForData(inode->get()); !onDisk) return std::unexpected(onDisk.error());
 
   const InodeNumber locked{.device = expected.st_dev, .inode = expected.st_ino};
-  const auto replaced = target.isMapped() ? askDaemon(work, target, expected) : exchange(work, target, locked, lock);
-  if (!replaced) return replaced;
-  AttributeSpace::forget(status->st_dev, status->st_ino);
+  const auto replaced =
+      target.isMapped() ? askDaemon(work, target, expected, placed) : exchange(work, target, locked, lock, placed);
+  if (!replaced) return std::unexpected(replaced.error());
+  WorkInProgress::end(placed);
   // A redo copy that was the content of the file that is gone has nobody left to belong to.
-  if (*state && (*state)->redoIdentifier != 0) RedoCopy::remove(target.folder(), **state, status->st_uid);
-  return {};
+  if (*state && (*state)->redoIdentifier != 0) {
+    RedoCopy::remove(target.folder(), **state, {.inode = expected.st_ino, .owner = expected.st_uid});
+  }
+  return placed;
 }
 
 }  // namespace quillbrook::ReplacingRename

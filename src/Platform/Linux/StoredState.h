@@ -6,11 +6,9 @@
 #include "Container/ContainerState.h"
 #include "Platform/ErrorNumber.h"
 
-namespace quillbrook {
-
 // The attribute that holds an inode's state. Only "no such attribute" makes an inode ordinary: a state that is there
 // and cannot be read, or is damaged, is `inputOutput`, never "nothing".
-namespace StoredState {
+namespace quillbrook::StoredState {
 
 // Nothing for an ordinary file without a state. `file` is any descriptor, also one opened with O_PATH.
 [[nodiscard]] Result<std::optional<ContainerState>> read(int file);
@@ -29,6 +27,4 @@ namespace StoredState {
 // Takes it away; no failure if there is none.
 [[nodiscard]] Result<void> remove(int file);
 
-}  // namespace StoredState
-
-}  // namespace quillbrook
+}  // namespace quillbrook::StoredState

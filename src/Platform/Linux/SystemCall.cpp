@@ -2,12 +2,15 @@
 #include "Platform/Linux/SystemCall.h"
 
 #include <fcntl.h>
+#include <linux/openat2.h>
+#include <sys/syscall.h>
 #include <unistd.h>
+
+#include <cerrno>
 
 namespace quillbrook::SystemCall {
 namespace {
 
-constexpr mode_t permissionBits = 07777;
 constexpr mode_t ownerReadWrite = S_IRUSR | S_IWUSR;
 
 }  // namespace
@@ -20,6 +23,20 @@ Result<FileDescriptor> openAt(int folder, const char* path, int flags, mode_t mo
   const int descriptor = retrying([&] { return ::openat(folder, path, flags | O_CLOEXEC, mode); });
   if (descriptor == -1) return failure();
   return FileDescriptor(descriptor);
+}
+
+Result<FileDescriptor> openBeneath(int folder, const char* path, int flags) {
+  struct open_how how{};
+  how.flags = static_cast<unsigned>(flags) | unsigned{O_CLOEXEC};
+  how.resolve = RESOLVE_BENEATH | RESOLVE_NO_SYMLINKS | RESOLVE_NO_XDEV;
+  const auto descriptor = retrying([&] { return ::syscall(SYS_openat2, folder, path, &how, sizeof how); });
+  if (descriptor == -1) return failure();
+  return FileDescriptor(static_cast<int>(descriptor));
+}
+
+Result<void> close(FileDescriptor file) {
+  if (file.isOpen() && ::close(file.release()) == -1 && errno != EINTR) return failure();
+  return {};
 }
 
 Result<struct stat> status(int descriptor) {

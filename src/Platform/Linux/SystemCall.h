@@ -17,6 +17,9 @@
 // owned and never inherited by other programs, failures are values.
 namespace quillbrook::SystemCall {
 
+// Permissions and set-id bits in a mode.
+inline constexpr mode_t permissionBits = 07777;
+
 // What errno says, for the failure of the call just made.
 [[nodiscard]] inline std::unexpected<ErrorNumber> failure() {
   return std::unexpected(ErrorNumber{errno});
@@ -42,6 +45,13 @@ template <typename Call>
 
 // openat, with O_CLOEXEC.
 [[nodiscard]] Result<FileDescriptor> openAt(int folder, const char* path, int flags, mode_t mode = 0);
+
+// The same for what lies beneath `folder` on its file system, reached through no link: EXDEV or ELOOP otherwise.
+[[nodiscard]] Result<FileDescriptor> openBeneath(int folder, const char* path, int flags);
+
+// close, of what was written to: whatever could not be kept may show here. Not made again when interrupted, since the
+// descriptor is free by then. Nothing to do for one that is not open.
+[[nodiscard]] Result<void> close(FileDescriptor file);
 
 // fstat, also of a descriptor opened with O_PATH.
 [[nodiscard]] Result<struct stat> status(int descriptor);

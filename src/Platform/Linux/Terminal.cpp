@@ -22,8 +22,14 @@ unsigned width() {
   return size.ws_col;
 }
 
+void settleSignals() {
+  // Of these signals it cannot fail.
+  [[maybe_unused]] const auto children = std::signal(SIGCHLD, SIG_DFL);
+  [[maybe_unused]] const auto sizes = std::signal(SIGXFSZ, SIG_IGN);
+}
+
 void ignoreBrokenPipes() {
-  std::signal(SIGPIPE, SIG_IGN);
+  [[maybe_unused]] const auto former = std::signal(SIGPIPE, SIG_IGN);
 }
 
 }  // namespace quillbrook::Terminal

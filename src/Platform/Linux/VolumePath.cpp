@@ -2,9 +2,7 @@
 #include "Platform/Linux/VolumePath.h"
 
 #include <fcntl.h>
-#include <linux/openat2.h>
 #include <sys/stat.h>
-#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -19,16 +17,6 @@
 namespace quillbrook {
 namespace {
 
-Result<FileDescriptor> openBeneath(int folder, const std::string& path) {
-  struct open_how how{};
-  how.flags = O_PATH | O_DIRECTORY | O_CLOEXEC;
-  how.resolve = RESOLVE_BENEATH | RESOLVE_NO_SYMLINKS | RESOLVE_NO_XDEV;
-  const auto descriptor =
-      SystemCall::retrying([&] { return ::syscall(SYS_openat2, folder, path.c_str(), &how, sizeof how); });
-  if (descriptor == -1) return SystemCall::failure();
-  return FileDescriptor(static_cast<int>(descriptor));
-}
-
 // The backing folder of `folder`, which lies on a volume's mount; nothing where it cannot be reached safely or where
 // something else is mounted over the entry itself.
 std::optional<FileDescriptor> backingFolder(const ReachableVolume& volume, int folder, std::uint64_t inode,
@@ -40,7 +28,7 @@ std::optional<FileDescriptor> backingFolder(const ReachableVolume& volume, int f
   }
   const auto beneath = FolderPath::beneath(volume.mountPoint, path->bytes());
   if (!beneath) return std::nullopt;
-  auto backing = openBeneath(volume.source.get(), *beneath);
+  auto backing = SystemCall::openBeneath(volume.source.get(), beneath->c_str(), O_PATH | O_DIRECTORY);
   if (!backing) return std::nullopt;
   const auto status = SystemCall::status(backing->get());
   if (!status || status->st_ino != inode) return std::nullopt;
@@ -65,10 +53,6 @@ bool mapToKnownFolder(VolumePath& located) {
 
 }  // namespace
 
-std::string VolumePath::procPath() const {
-  return SystemCall::pathOf(folder()) + "/" + name;
-}
-
 Result<FileDescriptor> VolumePath::openMountFolder() const {
   auto opened = SystemCall::openAt(AT_FDCWD, parent.c_str(), O_PATH | O_DIRECTORY);
   if (!opened) return opened;
@@ -78,7 +62,12 @@ Result<FileDescriptor> VolumePath::openMountFolder() const {
 
 Result<VolumePath> VolumePath::locate(const FilePath& path) {
   if (path.empty()) return std::unexpected(ErrorNumber::noEntry);
-  VolumePath located{.openFolder = {}, .parent = path.parent(), .placeOnMount = {}, .name = std::string(path.name())};
+  // Written with a "/" at its end, the host takes a path for a folder: follows a link to it, and refuses anything else.
+  const bool namesFolder = path.bytes().back() == '/';
+  VolumePath located{.openFolder = {},
+                     .parent = namesFolder ? path : path.parent(),
+                     .placeOnMount = {},
+                     .name = namesFolder ? "." : std::string(path.name())};
   const bool mayBeMapped = located.name != "." && located.name != "..";
   if (mayBeMapped && mapToKnownFolder(located)) return located;
 
@@ -96,10 +85,6 @@ Result<VolumePath> VolumePath::locate(const FilePath& path) {
       if (volume->folders) volume->folders->insert(place->inode, located.openFolder);
       return located;
     }
-  }
-  if (!volume && VolumeRegistry::hasRegisteredFolders()) {
-    const auto current = FolderPath::of(parent->get());
-    located.acceptsCompression = current && VolumeRegistry::isInRegisteredFolder(current->bytes());
   }
   located.openFolder = std::make_shared<const FileDescriptor>(std::move(*parent));
   return located;

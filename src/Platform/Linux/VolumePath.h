@@ -24,8 +24,6 @@ struct VolumePath {
 
   [[nodiscard]] int folder() const { return openFolder->get(); }
   [[nodiscard]] bool isMapped() const { return placeOnMount.has_value(); }
-  // Leads to the entry through `folder`: "/proc/self/fd/<folder>/<name>".
-  [[nodiscard]] std::string procPath() const;
   // The parent through the mount, with O_PATH. For a mapped place; `busy` if another folder stands there by now.
   [[nodiscard]] Result<FileDescriptor> openMountFolder() const;
 

@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <linux/ioctl.h>
 
+#include <array>
 #include <cstdint>
 #include <string_view>
 
@@ -17,9 +18,10 @@ inline constexpr std::string_view mountType = "fuse.quillbrook";
 // folder can be opened beneath the mount, "/proc/<pid>/fd/<n>".
 inline constexpr std::string_view sourceAttribute = "user.quillbrook.source";
 
-// Second attribute of the root: "in-place" when the volume is mounted over its own source, "elsewhere" otherwise.
-// UF_COMPRESSED can be set only in the former.
+// Second attribute of the root: whether the volume is mounted over its own source. UF_COMPRESSED can be set only there.
 inline constexpr std::string_view placementAttribute = "user.quillbrook.placement";
+inline constexpr std::string_view placedInPlace = "in-place";
+inline constexpr std::string_view placedElsewhere = "elsewhere";
 
 // The folder in the source that holds redo copies and the daemon's lock; the mount hides it.
 inline constexpr std::string_view privateFolder = ".quillbrook-volume";
@@ -42,14 +44,15 @@ inline constexpr int lockOpenFlags = O_NONBLOCK | O_SYNC;
 struct ReplaceRequest {
   std::uint64_t device;  // of the target's backing inode
   std::uint64_t inode;
+  std::uint64_t workInode;  // of what stands at `work`
   std::int64_t logicalSize;
   std::int64_t modificationSeconds;
   std::uint32_t modificationNanoseconds;
-  std::uint32_t reserved;  // 0
-  char work[256];          // names, zero-terminated
-  char target[256];
+  std::uint32_t reserved;      // 0
+  std::array<char, 256> work;  // names, zero-terminated
+  std::array<char, 256> target;
 };
-static_assert(sizeof(ReplaceRequest) == 552);
+static_assert(sizeof(ReplaceRequest) == 560);
 
 inline constexpr unsigned long replaceCommand = _IOW('Q', 1, ReplaceRequest);
 

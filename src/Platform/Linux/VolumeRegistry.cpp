@@ -11,9 +11,7 @@
 
 #include <algorithm>
 #include <array>
-#include <atomic>
 #include <map>
-#include <mutex>
 #include <utility>
 
 #include "Platform/FilePath.h"
@@ -22,21 +20,19 @@
 #include "Platform/Linux/MountTable.h"
 #include "Platform/Linux/SystemCall.h"
 #include "Platform/Linux/VolumeProtocol.h"
-#include "Platform/Linux/VolumeRegistration.h"
+#include "Platform/Mutex.h"
 
-namespace quillbrook {
-namespace VolumeRegistry {
+namespace quillbrook::VolumeRegistry {
 namespace {
 
 constexpr unsigned uniqueMountIdentifier = 0x4000;  // STATX_MNT_ID_UNIQUE, which older headers lack
 
 struct Registry {
-  std::mutex mutex;
-  FileDescriptor table;                                                     // the mount table, polled for changes
-  std::map<std::uint64_t, std::shared_ptr<const ReachableVolume>> volumes;  // null: not a volume of ours
-  std::uint64_t changeCount = 0;
-  std::vector<std::string> registeredFolders;
-  std::atomic<bool> hasRegisteredFolders = false;
+  Mutex mutex;
+  FileDescriptor table QB_GUARDED_BY(mutex);  // the mount table, polled for changes
+  // Null: not a volume of ours.
+  std::map<std::uint64_t, std::shared_ptr<const ReachableVolume>> volumes QB_GUARDED_BY(mutex);
+  std::uint64_t changeCount QB_GUARDED_BY(mutex) = 0;
 };
 
 Registry& registry() {
@@ -123,7 +119,7 @@ Resolved resolve(int folder, std::uint64_t identifier) {
   const auto root = openRoot(*entry, identifier);
   if (root.isOpen()) volume->source = openSource(root.get(), identifier);
   if (!volume->source.isOpen()) return {.volume = std::move(volume), .isLasting = false};
-  volume->isInPlace = attribute(root.get(), VolumeProtocol::placementAttribute) == "in-place";
+  volume->isInPlace = attribute(root.get(), VolumeProtocol::placementAttribute) == VolumeProtocol::placedInPlace;
   for (const auto& other : *table) {
     if (other.parentIdentifier == entry->identifier) volume->mountsOnTop.push_back(other.mountPoint);
   }
@@ -133,8 +129,8 @@ Resolved resolve(int folder, std::uint64_t identifier) {
   return {.volume = std::move(volume), .isLasting = true};
 }
 
-// Whether the mount table has changed since this was asked last. The registry's mutex is held.
-bool tableHasChanged(Registry& known) {
+// Whether the mount table has changed since this was asked last.
+bool tableHasChanged(Registry& known) QB_REQUIRES(known.mutex) {
   if (!known.table.isOpen()) {
     auto table = SystemCall::openAt(AT_FDCWD, MountTable::path, O_RDONLY);
     if (!table) return true;
@@ -145,7 +141,7 @@ bool tableHasChanged(Registry& known) {
   return ::poll(&change, 1, 0) != 0;
 }
 
-void forgetIfChanged(Registry& known) {
+void forgetIfChanged(Registry& known) QB_REQUIRES(known.mutex) {
   if (!tableHasChanged(known)) return;
   known.volumes.clear();
   ++known.changeCount;
@@ -163,7 +159,7 @@ std::optional<MountPlace> place(const FilePath& path) {
 
 std::shared_ptr<const ReachableVolume> findKnown(std::uint64_t identifier) {
   auto& known = registry();
-  const std::lock_guard guard(known.mutex);
+  const MutexLock guard(known.mutex);
   forgetIfChanged(known);
   const auto found = known.volumes.find(identifier);
   return found == known.volumes.end() ? nullptr : found->second;
@@ -173,7 +169,7 @@ std::shared_ptr<const ReachableVolume> find(int folder, std::uint64_t identifier
   auto& known = registry();
   std::uint64_t changeCount = 0;
   {
-    const std::lock_guard guard(known.mutex);
+    const MutexLock guard(known.mutex);
     forgetIfChanged(known);
     if (const auto found = known.volumes.find(identifier); found != known.volumes.end()) return found->second;
     changeCount = known.changeCount;
@@ -181,51 +177,9 @@ std::shared_ptr<const ReachableVolume> find(int folder, std::uint64_t identifier
   // Not under the mutex: it asks the daemon, which may be slow to answer.
   const auto resolved = resolve(folder, identifier);
   if (!resolved.isLasting) return resolved.volume;
-  const std::lock_guard guard(known.mutex);
+  const MutexLock guard(known.mutex);
   if (known.changeCount == changeCount) known.volumes.insert_or_assign(identifier, resolved.volume);
   return resolved.volume;
 }
 
-void registerFolder(const std::string& canonicalPath) {
-  auto& known = registry();
-  const std::lock_guard guard(known.mutex);
-  known.registeredFolders.push_back(canonicalPath);
-  known.hasRegisteredFolders = true;
-}
-
-void unregisterFolder(const std::string& canonicalPath) {
-  auto& known = registry();
-  const std::lock_guard guard(known.mutex);
-  const auto found = std::ranges::find(known.registeredFolders, canonicalPath);
-  if (found != known.registeredFolders.end()) known.registeredFolders.erase(found);
-  known.hasRegisteredFolders = !known.registeredFolders.empty();
-}
-
-bool hasRegisteredFolders() {
-  return registry().hasRegisteredFolders;
-}
-
-bool isInRegisteredFolder(std::string_view canonicalPath) {
-  auto& known = registry();
-  const std::lock_guard guard(known.mutex);
-  return std::ranges::any_of(known.registeredFolders, [canonicalPath](const std::string& folder) {
-    return FolderPath::beneath(folder, canonicalPath).has_value();
-  });
-}
-
-}  // namespace VolumeRegistry
-
-VolumeRegistration::VolumeRegistration(const FilePath& folder) {
-  const auto opened = SystemCall::openAt(AT_FDCWD, folder.c_str(), O_PATH | O_DIRECTORY);
-  if (!opened) return;
-  const auto path = FolderPath::of(opened->get());
-  if (!path) return;
-  canonicalPath_ = path->bytes();
-  VolumeRegistry::registerFolder(canonicalPath_);
-}
-
-VolumeRegistration::~VolumeRegistration() {
-  VolumeRegistry::unregisterFolder(canonicalPath_);
-}
-
-}  // namespace quillbrook
+}  // namespace quillbrook::VolumeRegistry

@@ -5,7 +5,6 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "Platform/FilePath.h"
@@ -44,12 +43,6 @@ struct MountPlace {
 [[nodiscard]] std::shared_ptr<const ReachableVolume> find(int folder, std::uint64_t identifier);
 // The same, if it has been found before and no mount has changed since; asks nobody.
 [[nodiscard]] std::shared_ptr<const ReachableVolume> findKnown(std::uint64_t identifier);
-
-// Folders that count as volumes within this process, as canonical paths.
-void registerFolder(const std::string& canonicalPath);
-void unregisterFolder(const std::string& canonicalPath);
-[[nodiscard]] bool hasRegisteredFolders();
-[[nodiscard]] bool isInRegisteredFolder(std::string_view canonicalPath);
 
 }  // namespace VolumeRegistry
 

@@ -31,20 +31,33 @@ Words wordsOf(CheckFinding::Kind kind) {
       return {"trailerMissing",
               "begins like a compressed file without an end; if it is one, bring it back from a backup", true};
     case CheckFinding::Kind::redoCopyMissing:
-      return {"redoCopyMissing", "was being turned back, and its content is gone; bring this file back from a backup",
+      return {"redoCopyMissing",
+              "was being turned back, and the redo copy that has its content was not found, or was made for "
+              "another file; look for it in .quillbrook-volume folders before you bring this file back from a backup",
               true};
     case CheckFinding::Kind::interruptedExpansion:
       return {"interruptedExpansion", "whole; turning it back was interrupted and goes on when it is used again",
               false};
+    case CheckFinding::Kind::differsFromRedoCopy:
+      return {"differsFromRedoCopy",
+              "differs from the copy that was kept of its content when it was turned back; compare the two, put the "
+              "right content in its place, and remove the copy",
+              true};
     case CheckFinding::Kind::orphanRedoCopy:
-      return {"orphanRedoCopy", "left over from turning a file back; `quillbrookctl volume restore` clears it up",
-              false};
+      return {
+          "orphanRedoCopy",
+          "left over from turning a file back; `quillbrookctl volume restore` clears it up, or keeps it if its file "
+          "is missing",
+          false};
+    case CheckFinding::Kind::datalessCloud:
+      return {"datalessCloud", "a placeholder, whose content lies elsewhere; nothing is wrong with it", false};
     case CheckFinding::Kind::workFile:
       return {"workFile", "left over from an interrupted operation; the next one on this file removes it", false};
     case CheckFinding::Kind::unsupportedType:
       return {"unsupportedType", "compressed in a way that this version cannot read; use a newer one", true};
     case CheckFinding::Kind::unreadable:
-      return {"unreadable", "could not be looked at; see to that and check again", false};
+      return {"unreadable", "could not be looked at; put right what the system says, or check as its owner or root",
+              false};
   }
   return {"", "", false};
 }

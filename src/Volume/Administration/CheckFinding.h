@@ -19,7 +19,9 @@ struct CheckFinding {
     trailerMissing,        // no attribute, and it begins like a container that lost its end
     redoCopyMissing,       // the content should be a redo copy that is not there
     interruptedExpansion,  // whole: its content is the redo copy until it is used again or restored
-    orphanRedoCopy,        // no file's content; restore removes it
+    differsFromRedoCopy,   // ordinary, and not what the copy kept of it holds: it may be half turned back
+    orphanRedoCopy,        // no file's content that was found; restore removes it or tells whose it was
+    datalessCloud,         // a placeholder: its content lies elsewhere, as it should
     workFile,              // debris of an interrupted operation, marked as ours
     unsupportedType,       // a payload type that cannot be decoded here
     unreadable,            // the file or folder could not be looked at: nothing is known of it
@@ -35,7 +37,7 @@ struct CheckFinding {
 [[nodiscard]] std::string_view caseName(CheckFinding::Kind kind);
 // One line for the person, without the path: what it is, what to do.
 [[nodiscard]] std::string sentence(const CheckFinding& finding);
-// Whether the file's content cannot be had through a mount as it stands.
+// Whether content that should be here cannot be had through a mount as it stands.
 [[nodiscard]] bool isDamage(CheckFinding::Kind kind);
 
 }  // namespace quillbrook

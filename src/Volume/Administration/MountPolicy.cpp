@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
 #include <cstdlib>
 #include <optional>
 #include <string>
@@ -17,6 +18,7 @@
 #include "Platform/Linux/SystemCall.h"
 #include "Platform/Linux/VolumeNesting.h"
 #include "Volume/Administration/DaemonProgram.h"
+#include "Volume/Expansion/SourceLock.h"
 
 namespace quillbrook {
 namespace {
@@ -124,32 +126,53 @@ FilePath homeOfUser() {
   return entry == nullptr ? FilePath("/") : resolved(FilePath(entry->pw_dir));
 }
 
+FilePath ownHome() {
+  return fromEnvironment("HOME", homeOfUser());
+}
+
 // Services have folders in the database too, which are no homes.
-std::vector<FilePath> homesOfPeople() {
+Result<std::vector<FilePath>> homesOfPeople() {
   constexpr uid_t firstPerson = 1000;
   constexpr uid_t nobody = 65'534;
   std::vector<FilePath> homes;
+  std::vector<char> strings(1024);
+  int failure = 0;
   ::setpwent();
-  while (const passwd* entry = ::getpwent()) {
-    const bool isPerson = entry->pw_uid == 0 || (entry->pw_uid >= firstPerson && entry->pw_uid != nobody);
-    FilePath home = resolved(FilePath(entry->pw_dir));
+  for (;;) {
+    passwd entry{};
+    passwd* found = nullptr;
+    failure = ::getpwent_r(&entry, strings.data(), strings.size(), &found);
+    if (failure == ERANGE) {
+      strings.resize(2 * strings.size());
+      continue;
+    }
+    if (failure != 0) break;
+    const bool isPerson = entry.pw_uid == 0 || (entry.pw_uid >= firstPerson && entry.pw_uid != nobody);
+    FilePath home = resolved(FilePath(entry.pw_dir));
     if (isPerson && home != FilePath("/")) homes.push_back(std::move(home));
   }
   ::endpwent();
+  if (failure != ENOENT) return std::unexpected(ErrorNumber{failure});  // that one is the end
   return homes;
 }
 
 }  // namespace
 
-MountSurroundings MountSurroundings::current() {
+FilePath MountSurroundings::configurationFolder() {
+  return fromEnvironment("XDG_CONFIG_HOME", ownHome().appending(".config"));
+}
+
+Result<MountSurroundings> MountSurroundings::current() {
   MountSurroundings surroundings;
-  surroundings.home = fromEnvironment("HOME", homeOfUser());
+  surroundings.home = ownHome();
   const FilePath& home = surroundings.home;
-  surroundings.configuration = fromEnvironment("XDG_CONFIG_HOME", home.appending(".config"));
+  surroundings.configuration = configurationFolder();
   surroundings.data = fromEnvironment("XDG_DATA_HOME", home.appending(".local/share"));
   surroundings.state = fromEnvironment("XDG_STATE_HOME", home.appending(".local/state"));
   surroundings.runtime = fromEnvironment("XDG_RUNTIME_DIR", FilePath());
-  surroundings.otherHomes = homesOfPeople();
+  auto homes = homesOfPeople();
+  if (!homes) return std::unexpected(homes.error());
+  surroundings.otherHomes = std::move(*homes);
   surroundings.programs.push_back(DaemonProgram::ownFolder());
   if (const auto daemon = DaemonProgram::find()) surroundings.programs.push_back(daemon->parent());
   return surroundings;
@@ -181,7 +204,22 @@ std::expected<void, VolumeError> MountPolicy::admit(const FilePath& folder, bool
   if (!volumes) return MountedVolumes::failure(volumes.error());
   auto apart = checkNesting(folder, *volumes);
   if (!apart || force) return apart;
-  return checkProtection(folder, MountSurroundings::current());
+  const auto surroundings = MountSurroundings::current();
+  if (!surroundings) return systemFailure("read", FilePath("the user database"), surroundings.error());
+  return checkProtection(folder, *surroundings);
+}
+
+std::unexpected<VolumeError> MountPolicy::writersIn(const FilePath& folder, std::vector<FolderUser> users) {
+  // A daemon that was unmounted while files were open in it holds them, and its lock, until the last is closed.
+  if (const auto source = SystemCall::openAt(AT_FDCWD, folder.c_str(), O_RDONLY | O_DIRECTORY)) {
+    auto lock = SourceLock::acquire(source->get());
+    if (!lock && lock.error() == ErrorNumber::wouldBlock) {
+      return std::unexpected<VolumeError>(VolumeErrors::Ending{folder});
+    }
+    if (lock) lock->removePrivateFolder();
+  }
+  std::erase_if(users, [](const FolderUser& user) { return !user.writes; });
+  return std::unexpected<VolumeError>(VolumeErrors::InUse{folder, std::move(users)});
 }
 
 }  // namespace quillbrook

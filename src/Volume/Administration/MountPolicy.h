@@ -4,7 +4,9 @@
 #include <expected>
 #include <vector>
 
+#include "Platform/ErrorNumber.h"
 #include "Platform/FilePath.h"
+#include "Volume/Administration/FolderUsers.h"
 #include "Volume/Administration/MountedVolumes.h"
 #include "Volume/Administration/VolumeError.h"
 
@@ -21,11 +23,14 @@ struct MountSurroundings {
   std::vector<FilePath> otherHomes;  // of the people in the user database
   std::vector<FilePath> programs;    // the folders of the running executable and of the daemon
 
-  // From this process's environment and the user database.
-  [[nodiscard]] static MountSurroundings current();
+  // $XDG_CONFIG_HOME of this process.
+  [[nodiscard]] static FilePath configurationFolder();
+  // From this process's environment and the user database. Errors as of reading the latter. One thread at a time.
+  [[nodiscard]] static Result<MountSurroundings> current();
 };
 
-// Which folders may become volumes. Touches nothing. Folders as FolderPath::resolve gives them. Any thread.
+// Which folders may become volumes. Changes nothing. Folders as FolderPath::resolve gives them. Any thread, but one at
+// a time where the user database is read.
 namespace MountPolicy {
 
 // Nested, or Served if its volume is mounted elsewhere. A volume that is mounted at exactly `folder` is none.
@@ -39,6 +44,9 @@ namespace MountPolicy {
 // Both, of a folder that can be opened, on this machine as it is now; `force` leaves the second out. The first refusal,
 // NotAFolder or SystemFailure.
 [[nodiscard]] std::expected<void, VolumeError> admit(const FilePath& folder, bool force);
+
+// The refusal for a folder in which some of the `users` write: Ending if a daemon holds its lock, otherwise InUse.
+[[nodiscard]] std::unexpected<VolumeError> writersIn(const FilePath& folder, std::vector<FolderUser> users);
 
 }  // namespace MountPolicy
 }  // namespace quillbrook

@@ -19,7 +19,8 @@ std::vector<MountedVolume> volumesIn(const std::vector<MountEntry>& table) {
                        .source = FilePath(entry->source),
                        .owner = entry->owner.value_or(0),
                        .isReadOnly = entry->isReadOnly,
-                       .isTopmost = !isCovered});
+                       .isTopmost = !isCovered,
+                       .admitsOthers = entry->admitsOthers});
   }
   return volumes;
 }

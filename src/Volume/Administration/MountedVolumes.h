@@ -17,7 +17,8 @@ struct MountedVolume {
   FilePath source;
   std::uint32_t owner = 0;  // user who mounted it
   bool isReadOnly = false;
-  bool isTopmost = true;  // nothing is mounted over it at the same place
+  bool isTopmost = true;      // nothing is mounted over it at the same place
+  bool admitsOthers = false;  // users other than the owner
 
   friend bool operator==(const MountedVolume&, const MountedVolume&) = default;
 };

@@ -13,14 +13,16 @@
 #include <utility>
 #include <variant>
 
+#include "Compression/Header/DecmpfsHeader.h"
+#include "Platform/Linux/RedoRecord.h"
 #include "Platform/Linux/StoredState.h"
 #include "Platform/Linux/SystemCall.h"
 #include "Volume/Administration/AppendedFile.h"
 #include "Volume/Administration/DamageText.h"
 #include "Volume/Administration/OwnedFile.h"
+#include "Volume/Administration/RedoCopies.h"
 #include "Volume/Administration/StoredFile.h"
 #include "Volume/Expansion/Expansion.h"
-#include "Volume/Expansion/RedoRecord.h"
 
 namespace quillbrook {
 namespace {
@@ -29,9 +31,8 @@ using Failure = RestoredFile::Failure;
 using Answer = std::expected<RestoredFile, Failure>;
 
 std::unexpected<Failure> failed(std::string_view what, ErrorNumber reason) {
-  return std::unexpected<Failure>(Failure{.detail = fmt::format("{}: {}.", what, reason.text()),
-                                          .appended = std::nullopt,
-                                          .isGone = reason == ErrorNumber::noEntry});
+  return std::unexpected<Failure>(
+      Failure{.detail = fmt::format("{}: {}.", what, reason.text()), .appended = std::nullopt});
 }
 
 std::unexpected<Failure> leftAlone(std::string detail) {
@@ -42,6 +43,19 @@ bool isSameInode(int first, int second) {
   const auto a = SystemCall::status(first);
   const auto b = SystemCall::status(second);
   return a && b && a->st_dev == b->st_dev && a->st_ino == b->st_ino;
+}
+
+std::string wordsOn(const ContainerDamage& damage) {
+  std::string_view advice = "It is damaged and was left as it is; bring it back from a backup";
+  if (const auto* type = std::get_if<TypeNotSupported>(&damage)) {
+    if (type->rawValue == DecmpfsHeader::datalessRawValue) {
+      return "It is a placeholder, whose content lies elsewhere, and was left as it is.";
+    }
+    advice = "It was left as it is; use a newer version";
+  } else if (std::holds_alternative<ContainerUnreadable>(damage)) {
+    advice = "It was left as it is; put right what the system says and run this again";
+  }
+  return fmt::format("{}: {}.", advice, DamageText::of(damage));
 }
 
 Result<void> sync(int file) {
@@ -65,8 +79,12 @@ class Restoration {
 
   [[nodiscard]] Answer run() const {
     const auto examined = OwnedFile::open(file_.folder, file_.name, O_RDONLY);
-    if (!examined) return failed("It could not be opened, and was left as it is", examined.error());
-    const auto found = examineStoredFile(source_, examined->get(), file_.name);
+    if (!examined) {
+      auto failure = failed("It could not be opened, and was left as it is", examined.error());
+      failure.error().isGone = examined.error() == ErrorNumber::noEntry;
+      return failure;
+    }
+    const auto found = examineStoredFile(file_.folder, examined->get(), file_.name);
     if (!found) return failed("It could not be read, and was left as it is", found.error());
     return std::visit([&](const auto& stored) { return settle(examined->get(), stored); }, *found);
   }
@@ -92,10 +110,17 @@ class Restoration {
 
   [[nodiscard]] Answer finish(int examined, const StoredFiles::Redone& stored) const {
     if (!stored.hasCopy) {
+      return leftAlone(fmt::format(
+          "Its content should be redo copy {}, which was not found or was made for another file, and it was "
+          "left as it is. Look for it in .quillbrook-volume folders before you bring this file back from a "
+          "backup.",
+          stored.state.redoIdentifier));
+    }
+    const auto record = RedoCopies::record(source_, stored.state.redoIdentifier);
+    if (!record && record.error() == ErrorNumber::noEntry) {
       return leftAlone(
-          fmt::format("Its content should be redo copy {}, which is missing, and it was left as it is. Bring it back "
-                      "from a backup.",
-                      stored.state.redoIdentifier));
+          "Its content is a redo copy of another volume, above this folder or in it, whose folder .quillbrook-volume "
+          "has it, and it was left as it is. Restore that volume as a whole.");
     }
     const auto file = openForRewriting(examined);
     if (!file) return failed("It could not be opened for writing, and was left as it is", file.error());
@@ -127,6 +152,10 @@ class Restoration {
       }
     }
     if (const auto expanded = expand(file->get(), stored); !expanded) {
+      if (expanded.error() == ErrorNumber::cancelled) {
+        result.outcome = RestoredFile::Outcome::stopped;
+        return result;
+      }
       if (isAsSealed && isStillContainer(file->get())) {
         if (const auto obstacle = judge(examined, stored)) return *obstacle;
       }
@@ -143,8 +172,7 @@ class Restoration {
     }
     if (!damage) return failed("It could not be read, and was left as it is", damage.error());
     if (!*damage) return std::nullopt;
-    return leftAlone(
-        fmt::format("It is damaged and was left as it is; bring it back from a backup: {}.", DamageText::of(**damage)));
+    return leftAlone(wordsOn(**damage));
   }
 
   // Whether nothing has been put in the place of the container's bytes yet.
@@ -159,7 +187,7 @@ class Restoration {
       if (const auto written = StoredState::write(file, stored.state); !written) return written;
       if (const auto synced = sync(file); !synced) return synced;
     }
-    return Expansion::expand(source_, file, stored.state);
+    return Expansion::expand(source_, file, stored.state, stop_);
   }
 
   // The very inode that was examined, locked against every other operation of ours.

@@ -16,7 +16,7 @@ struct RestoredFile {
   enum class Outcome {
     ordinary,  // it was none to restore: nothing was done
     restored,
-    stopped,
+    stopped,  // it is as it was, but for surplus bytes, which may be kept beside it by now
   };
   Outcome outcome = Outcome::ordinary;
   std::optional<std::string> appended;  // name, beside it, of what keeps its surplus bytes
@@ -24,12 +24,13 @@ struct RestoredFile {
   struct Failure {
     std::string detail;                   // sentences: what failed, what to do, the system's words
     std::optional<std::string> appended;  // as above: done before the failure
-    bool isGone = false;                  // it vanished meanwhile
+    bool isGone = false;                  // it had vanished before it was examined
     std::uint32_t redoIdentifier = 0;     // not 0: the redo copy that is still its content
   };
 
   // `source` is a descriptor of the source folder, `privateFolder` of the volume's folder in it; the caller holds the
-  // source's lock. On failure the file is what it was, but for its surplus bytes, which may be kept beside it by then.
+  // source's lock. On failure the content is what it was, but for surplus bytes, which may be kept beside it by then;
+  // where turning it back had begun, it is the redo copy's, and the file itself may be half rewritten.
   [[nodiscard]] static std::expected<RestoredFile, Failure> restore(int source, int privateFolder,
                                                                     const WalkedFile& file,
                                                                     const std::stop_token& stop);

@@ -10,8 +10,8 @@
 
 #include "Container/ContainerRecovery.h"
 #include "Platform/Linux/AttributeNames.h"
-#include "Platform/Linux/BackingFile.h"
 #include "Platform/Linux/DescriptorSource.h"
+#include "Platform/Linux/RedoCopy.h"
 #include "Platform/Linux/StoredState.h"
 #include "Platform/Linux/SystemCall.h"
 #include "Platform/ReservedNames.h"
@@ -27,7 +27,7 @@ bool isMarkedWorkFile(int file, std::string_view name) {
 
 }  // namespace
 
-Result<StoredFile> examineStoredFile(int source, int file, const char* name) {
+Result<StoredFile> examineStoredFile(int folder, int file, const char* name) {
   if (isMarkedWorkFile(file, name)) return StoredFiles::WorkFile{};
   const auto state = StoredState::read(file);
   if (!state && state.error() != ErrorNumber::inputOutput) return std::unexpected(state.error());
@@ -38,14 +38,18 @@ Result<StoredFile> examineStoredFile(int source, int file, const char* name) {
 
   if (state && *state) {
     if ((*state)->redoIdentifier != 0) {
-      return StoredFiles::Redone{**state, RedoCopy::open(source, **state, status->st_uid).has_value()};
+      return StoredFiles::Redone{
+          **state, RedoCopy::open(folder, **state, {.inode = status->st_ino, .owner = status->st_uid}).has_value()};
     }
     if ((*state)->isUnderConstruction()) return StoredFiles::WorkFile{};
-    if (!(*state)->isSealed()) return StoredFiles::Ordinary{};
-    const std::uint64_t own = (*state)->rawByteCount();
-    return StoredFiles::Container{.state = **state, .surplusByteCount = byteCount > own ? byteCount - own : 0};
+    if ((*state)->isSealed()) {
+      const std::uint64_t own = (*state)->rawByteCount();
+      return StoredFiles::Container{.state = **state, .surplusByteCount = byteCount > own ? byteCount - own : 0};
+    }
   }
 
+  // A state of an ordinary file is none: a container that had lost its own may have been taken for a content,
+  // compressed and turned back.
   const auto attribute =
       state ? StoredFiles::Container::Attribute::missing : StoredFiles::Container::Attribute::damaged;
   const auto found = ContainerRecovery::find(bytes, byteCount);

@@ -52,10 +52,10 @@ struct TrailerMissing {
 using StoredFile = std::variant<StoredFiles::Ordinary, StoredFiles::WorkFile, StoredFiles::Redone,
                                 StoredFiles::Container, StoredFiles::StateUnknown, StoredFiles::TrailerMissing>;
 
-// Tells by its state, and without one by its first and last bytes, what the open `file` is; changes nothing. `source`
-// is a descriptor of the volume's source folder; `name` tells work files by their ending. Any thread. Errors as of
+// Tells by its state, and without one by its first and last bytes, what the open `file` is; changes nothing. `folder`
+// is a descriptor of the one that it lies in; `name` tells work files by their ending. Any thread. Errors as of
 // reading the file.
-[[nodiscard]] Result<StoredFile> examineStoredFile(int source, int file, const char* name);
+[[nodiscard]] Result<StoredFile> examineStoredFile(int folder, int file, const char* name);
 
 // Reads and decodes a container from end to end: what is wrong with what stands before its surplus, if anything. A
 // stop answers `cancelled`.

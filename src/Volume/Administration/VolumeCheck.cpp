@@ -8,10 +8,13 @@
 #include <cerrno>
 #include <optional>
 #include <string>
+#include <unordered_map>
 #include <unordered_set>
 #include <utility>
 #include <variant>
 
+#include "Compression/Header/DecmpfsHeader.h"
+#include "Platform/Linux/PrivateFolder.h"
 #include "Platform/Linux/SystemCall.h"
 #include "Volume/Administration/DamageText.h"
 #include "Volume/Administration/RedoCopies.h"
@@ -33,6 +36,8 @@ class Check {
   Check(const VolumeSource& source, const std::function<void(const CheckFinding&)>& onFinding, std::stop_token stop)
       : source_(source), onFinding_(onFinding), stop_(std::move(stop)) {
     result_.folder = source.folder;
+    // A daemon at work makes and removes copies all the time; those of a part may belong to files elsewhere.
+    if (!source.isServed && !source.volume.isOpen()) readCopies();
   }
 
   std::expected<CheckResult, VolumeError> run() {
@@ -43,8 +48,7 @@ class Check {
     if (!FolderWalk::walk(source_.descriptor.get(), source_.folder, visitor, stop_)) {
       return std::unexpected(VolumeErrors::Stopped{});
     }
-    // A daemon at work makes and removes copies all the time.
-    if (!source_.isServed) reportOrphans();
+    reportOrphans();
     return result_;
   }
 
@@ -62,6 +66,12 @@ class Check {
 
   void visit(const WalkedFile& file) {
     if (file.status.st_nlink > 1 && !linked_.insert(file.status.st_ino).second) return;
+    const std::uint64_t before = result_.damaged + result_.unreadable;
+    look(file);
+    if (result_.damaged + result_.unreadable != before) doubtful_.insert(file.status.st_ino);
+  }
+
+  void look(const WalkedFile& file) {
     // Beneath a daemon a file may be swapped or turned back while it is examined. What was found counts only if the
     // inode was not changed in between; a file that never rests is not judged.
     constexpr int attempts = 10;
@@ -77,7 +87,7 @@ class Check {
         report(file.path, Kind::unreadable, before.error().text());
         return;
       }
-      const auto found = examine(opened->get(), file.name);
+      const auto found = examine(file.folder, opened->get(), file.name);
       if (!found && found.error() == ErrorNumber::cancelled) return;
       if (source_.isServed) {
         const auto after = SystemCall::status(opened->get());
@@ -104,8 +114,8 @@ class Check {
     std::optional<ContainerDamage> damage;
   };
 
-  Result<Examined> examine(int file, const char* name) const {
-    auto stored = examineStoredFile(source_.descriptor.get(), file, name);
+  Result<Examined> examine(int folder, int file, const char* name) const {
+    auto stored = examineStoredFile(folder, file, name);
     if (!stored) return std::unexpected(stored.error());
     Examined examined{.stored = *stored, .damage = {}};
     if (const auto* container = std::get_if<StoredFiles::Container>(&examined.stored)) {
@@ -116,7 +126,19 @@ class Check {
     return examined;
   }
 
-  void judge(const WalkedFile&, const StoredFiles::Ordinary&) {}
+  void judge(const WalkedFile& file, const StoredFiles::Ordinary&) {
+    for (const auto& [identifier, inode] : copies_) {
+      if (inode != file.status.st_ino) continue;
+      const auto opened = SystemCall::openAt(file.folder, file.name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK);
+      const Result<bool> isHeld = opened ? RedoCopies::isHeldBy(opened->get(), source_.descriptor.get(), identifier)
+                                         : Result<bool>(std::unexpected(opened.error()));
+      if (!isHeld) {
+        report(file.path, Kind::unreadable, isHeld.error().text());
+      } else if (!*isHeld) {
+        report(file.path, Kind::differsFromRedoCopy, pathOf(identifier).displayText());
+      }
+    }
+  }
 
   void judge(const WalkedFile& file, const StoredFiles::WorkFile&) {
     if (!source_.isServed) report(file.path, Kind::workFile, {});
@@ -166,7 +188,11 @@ class Check {
     report(file.path, Kind::cutShort, fmt::format("{} bytes of {}", damage.got, damage.expected));
   }
   void judgeDamage(const WalkedFile& file, const TypeNotSupported& damage) {
-    report(file.path, Kind::unsupportedType, fmt::format("type {}", damage.rawValue));
+    if (damage.rawValue == DecmpfsHeader::datalessRawValue) {
+      report(file.path, Kind::datalessCloud, {});
+    } else {
+      report(file.path, Kind::unsupportedType, fmt::format("type {}", damage.rawValue));
+    }
   }
   void judgeDamage(const WalkedFile& file, const ContainerUnreadable& damage) {
     report(file.path, Kind::unreadable, damage.error.text());
@@ -175,15 +201,35 @@ class Check {
     report(file.path, Kind::damagedContainer, DamageText::of(damage));
   }
 
-  void reportOrphans() {
+  [[nodiscard]] FilePath pathOf(std::uint32_t identifier) const {
+    return PrivateFolder::redoPath(source_.folder).appending(std::to_string(identifier));
+  }
+
+  void readCopies() {
     const auto copies = RedoCopies::list(source_.descriptor.get());
-    const FilePath folder = RedoCopies::path(source_.folder);
     if (!copies) {
-      report(folder, Kind::unreadable, copies.error().text());
+      report(PrivateFolder::redoPath(source_.folder), Kind::unreadable, copies.error().text());
       return;
     }
     for (const std::uint32_t identifier : *copies) {
-      if (!named_.contains(identifier)) report(folder.appending(std::to_string(identifier)), Kind::orphanRedoCopy, {});
+      const auto inode = RedoCopies::record(source_.descriptor.get(), identifier);
+      if (inode) {
+        copies_.emplace(identifier, *inode);
+      } else {
+        unrecorded_.emplace(identifier, inode.error());
+      }
+    }
+  }
+
+  // Of the copies that no state names.
+  void reportOrphans() {
+    for (const auto& [identifier, reason] : unrecorded_) {
+      if (!named_.contains(identifier)) report(pathOf(identifier), Kind::unreadable, reason.text());
+    }
+    for (const auto& [identifier, inode] : copies_) {
+      if (!named_.contains(identifier) && (!inode || !doubtful_.contains(*inode))) {
+        report(pathOf(identifier), Kind::orphanRedoCopy, {});
+      }
     }
   }
 
@@ -191,8 +237,11 @@ class Check {
   const std::function<void(const CheckFinding&)>& onFinding_;
   std::stop_token stop_;
   CheckResult result_;
-  std::unordered_set<ino_t> linked_;         // inodes with several names that were seen
-  std::unordered_set<std::uint32_t> named_;  // redo copies that are some file's content
+  std::unordered_map<std::uint32_t, std::optional<ino_t>> copies_;  // redo copies, and the inodes they were made for
+  std::unordered_map<std::uint32_t, ErrorNumber> unrecorded_;       // those of which that could not be read
+  std::unordered_set<ino_t> linked_;                                // inodes with several names that were seen
+  std::unordered_set<std::uint32_t> named_;                         // redo copies that are some file's content
+  std::unordered_set<ino_t> doubtful_;  // damaged or unreadable: their content may be a copy that nobody names
 };
 
 }  // namespace

@@ -6,6 +6,8 @@
 #include <string_view>
 #include <utility>
 
+#include "Platform/Linux/VolumeProtocol.h"
+
 namespace quillbrook {
 namespace {
 
@@ -51,6 +53,16 @@ struct Describer {
     return fmt::format("foreignMount(folder: {}, owner: {})", e.folder.displayText(), e.owner);
   }
   std::string operator()(const Served& e) const { return fmt::format("served(folder: {})", e.folder.displayText()); }
+  std::string operator()(const Ending& e) const { return fmt::format("ending(folder: {})", e.folder.displayText()); }
+  std::string operator()(const ForeignPrivateFolder& e) const {
+    return fmt::format("foreignPrivateFolder(folder: {})", e.folder.displayText());
+  }
+  std::string operator()(const MountedOtherwise& e) const {
+    return fmt::format("mountedOtherwise(folder: {}, how: {})", e.folder.displayText(), e.how);
+  }
+  std::string operator()(const MountInside& e) const {
+    return fmt::format("mountInside(folder: {}, inner: {})", e.folder.displayText(), e.inner.displayText());
+  }
   std::string operator()(const FuseUnavailable& e) const {
     return fmt::format("fuseUnavailable(what: {}, reason: {})", e.what, e.reason.value);
   }
@@ -58,8 +70,8 @@ struct Describer {
     return fmt::format("daemonMissing(searched: {})", e.searched.size());
   }
   std::string operator()(const DaemonFailed& e) const {
-    return fmt::format("daemonFailed(folder: {}, exitCode: {}, words: {})", e.folder.displayText(), e.exitCode,
-                       trimmed(e.words));
+    return fmt::format("daemonFailed(folder: {}, exitCode: {}, words: {}, hadMounted: {})", e.folder.displayText(),
+                       e.exitCode, trimmed(e.words), e.hadMounted);
   }
   std::string operator()(const InUse& e) const {
     return fmt::format("inUse(folder: {}, users: {})", e.folder.displayText(), e.users.size());
@@ -77,7 +89,7 @@ struct Describer {
 struct Sentence {
   std::string operator()(const NotAFolder& e) const {
     return fmt::format("{} cannot be used: give a folder that exists and that you may read and write: {}.",
-                       e.path.displayText(), e.reason.text());
+                       e.path.empty() ? "''" : e.path.displayText(), e.reason.text());
   }
   std::string operator()(const Nested& e) const {
     return fmt::format("{} cannot become a volume: {} the volume {}; unmount that one first, or choose another folder.",
@@ -105,6 +117,25 @@ struct Sentence {
         "it: unmount its volume first (`quillbrookctl volume list`), or let that end.",
         e.folder.displayText());
   }
+  std::string operator()(const ForeignPrivateFolder& e) const {
+    return fmt::format(
+        "{} is another user's, or others may write in it; run this as its owner, or remove that folder if its redo "
+        "copies are not needed.",
+        e.folder.appending(VolumeProtocol::privateFolder).displayText());
+  }
+  std::string operator()(const Ending& e) const {
+    return fmt::format(
+        "The volume of {} is still ending, since programs have files open in it, or another `quillbrookctl volume "
+        "restore` is at work there: let that end, and try again.",
+        e.folder.displayText());
+  }
+  std::string operator()(const MountedOtherwise& e) const {
+    return fmt::format("{} is mounted already, {}: unmount it first.", e.folder.displayText(), e.how);
+  }
+  std::string operator()(const MountInside& e) const {
+    return fmt::format("{} cannot be unmounted while something is mounted in it: unmount {} first.",
+                       e.folder.displayText(), e.inner.displayText());
+  }
   std::string operator()(const FuseUnavailable& e) const {
     return fmt::format("No volume can be mounted, since {}: {}: {}.", e.what, e.remedy, e.reason.text());
   }
@@ -115,6 +146,12 @@ struct Sentence {
                        places);
   }
   std::string operator()(const DaemonFailed& e) const {
+    if (e.hadMounted) {
+      constexpr int signalBase = 128;
+      return fmt::format("The volume of {} has ended, since quillbrook-volume {} {}; mount it again.",
+                         e.folder.displayText(), e.exitCode > signalBase ? "was ended by signal" : "failed with code",
+                         e.exitCode > signalBase ? e.exitCode - signalBase : e.exitCode);
+    }
     return withWords(fmt::format("{} could not be mounted, since quillbrook-volume ended with code {}; put right what "
                                  "it says and mount again",
                                  e.folder.displayText(), e.exitCode),

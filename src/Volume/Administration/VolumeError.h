@@ -32,7 +32,7 @@ struct Nested {
 struct Protected {
   FilePath folder;
   FilePath needed;   // the folder itself, or what lies in it
-  std::string what;  // "a system folder", "your home folder", "this program"
+  std::string what;  // "a system folder", "your home folder", "where running programs keep their sockets"
   friend bool operator==(const Protected&, const Protected&) = default;
 };
 struct NotMounted {
@@ -50,6 +50,28 @@ struct Served {
   FilePath folder;
   friend bool operator==(const Served&, const Served&) = default;
 };
+// What a volume keeps there is another user's: it would be obeyed.
+struct ForeignPrivateFolder {
+  FilePath folder;
+  friend bool operator==(const ForeignPrivateFolder&, const ForeignPrivateFolder&) = default;
+};
+// Its volume was unmounted, and the daemon still serves those who had files open.
+struct Ending {
+  FilePath folder;
+  friend bool operator==(const Ending&, const Ending&) = default;
+};
+// It is mounted, but not as it was asked for.
+struct MountedOtherwise {
+  FilePath folder;
+  std::string how;  // "read-only": fits behind "it is mounted already, "
+  friend bool operator==(const MountedOtherwise&, const MountedOtherwise&) = default;
+};
+// Something is mounted in the volume, which therefore cannot be unmounted.
+struct MountInside {
+  FilePath folder;
+  FilePath inner;
+  friend bool operator==(const MountInside&, const MountInside&) = default;
+};
 // /dev/fuse or fusermount3 is missing or closed.
 struct FuseUnavailable {
   std::string what;    // "/dev/fuse is missing"
@@ -61,11 +83,12 @@ struct DaemonMissing {
   std::vector<FilePath> searched;
   friend bool operator==(const DaemonMissing&, const DaemonMissing&) = default;
 };
-// The daemon ended before the mount stood; `words` is what it wrote.
+// The daemon ended by itself, before the mount stood or later; `words` is what it wrote, if that was taken up.
 struct DaemonFailed {
   FilePath folder;
   int exitCode = 0;  // 128 + signal if one ended it
   std::string words;
+  bool hadMounted = false;
   friend bool operator==(const DaemonFailed&, const DaemonFailed&) = default;
 };
 // Processes use the folder; for mounting only those count that have a file open for writing.
@@ -96,9 +119,10 @@ struct Stopped {
 
 using VolumeError =
     std::variant<VolumeErrors::NotAFolder, VolumeErrors::Nested, VolumeErrors::Protected, VolumeErrors::NotMounted,
-                 VolumeErrors::ForeignMount, VolumeErrors::Served, VolumeErrors::FuseUnavailable,
-                 VolumeErrors::DaemonMissing, VolumeErrors::DaemonFailed, VolumeErrors::InUse,
-                 VolumeErrors::HelperFailed, VolumeErrors::SystemFailure, VolumeErrors::Stopped>;
+                 VolumeErrors::ForeignMount, VolumeErrors::Served, VolumeErrors::Ending,
+                 VolumeErrors::ForeignPrivateFolder, VolumeErrors::MountedOtherwise, VolumeErrors::MountInside,
+                 VolumeErrors::FuseUnavailable, VolumeErrors::DaemonMissing, VolumeErrors::DaemonFailed,
+                 VolumeErrors::InUse, VolumeErrors::HelperFailed, VolumeErrors::SystemFailure, VolumeErrors::Stopped>;
 
 // A SystemFailure, ready to be returned.
 [[nodiscard]] std::unexpected<VolumeError> systemFailure(std::string action, const FilePath& path, ErrorNumber reason);

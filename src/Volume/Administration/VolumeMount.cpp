@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <optional>
 #include <string>
 #include <utility>
 
@@ -34,9 +35,12 @@ Result<bool> isVolume(const FilePath& folder) {
   return MountedVolumes::at(*volumes, folder) != nullptr;
 }
 
-// Waits until the daemon has ended or, with `untilMounted`, until its mount answers. True if it has ended.
-std::expected<bool, VolumeError> await(const ChildProgram& daemon, const FilePath& folder, std::stop_token stop,
-                                       bool untilMounted) {
+// What to wait for besides the daemon's end.
+enum class Awaited { mountOrEnd, end };
+
+// True if the daemon has ended, false if its mount answers.
+std::expected<bool, VolumeError> await(Awaited awaited, const ChildProgram& daemon, const FilePath& folder,
+                                       std::stop_token stop) {
   const auto process = daemon.openProcess();
   if (!process) return systemFailure("wait for the daemon of", folder, process.error());
   const auto stopping = StopDescriptor::open(std::move(stop));
@@ -46,14 +50,15 @@ std::expected<bool, VolumeError> await(const ChildProgram& daemon, const FilePat
   if (!changes) return MountedVolumes::failure(changes.error());
   bool isTerminated = false;
   for (;;) {
-    if (untilMounted) {
+    if (awaited == Awaited::mountOrEnd) {
       const auto isMounted = isVolume(folder);
       if (!isMounted) return MountedVolumes::failure(isMounted.error());
       if (*isMounted && DaemonAddress::ask(folder)) return false;
     }
-    std::array<pollfd, 3> waited{{{.fd = process->get(), .events = POLLIN, .revents = 0},
-                                  {.fd = isTerminated ? -1 : (*stopping)->get(), .events = POLLIN, .revents = 0},
-                                  {.fd = untilMounted ? changes->get() : -1, .events = POLLPRI, .revents = 0}}};
+    std::array<pollfd, 3> waited{
+        {{.fd = process->get(), .events = POLLIN, .revents = 0},
+         {.fd = isTerminated ? -1 : (*stopping)->get(), .events = POLLIN, .revents = 0},
+         {.fd = awaited == Awaited::mountOrEnd ? changes->get() : -1, .events = POLLPRI, .revents = 0}}};
     if (::poll(waited.data(), waited.size(), -1) < 0 && errno != EINTR) {
       return systemFailure("wait for the daemon of", folder, ErrorNumber{errno});
     }
@@ -78,18 +83,21 @@ std::vector<std::string> commandLine(const FilePath& program, const FilePath& fo
 std::unexpected<VolumeError> daemonFailure(ChildProgram& daemon, const FilePath& folder, const std::stop_token& stop) {
   const int exitCode = daemon.wait();
   if (stop.stop_requested()) return std::unexpected<VolumeError>(VolumeErrors::Stopped{});
-  return std::unexpected<VolumeError>(VolumeErrors::DaemonFailed{folder, exitCode, daemon.words()});
+  return std::unexpected<VolumeError>(
+      VolumeErrors::DaemonFailed{.folder = folder, .exitCode = exitCode, .words = daemon.words(), .hadMounted = false});
 }
 
 Outcome runInForeground(ChildProgram daemon, MountOutcome outcome, const std::stop_token& stop,
                         const std::function<void(const MountOutcome&)>& onMounted) {
-  const auto endedEarly = await(daemon, outcome.folder, stop, true);
+  const auto endedEarly = await(Awaited::mountOrEnd, daemon, outcome.folder, stop);
   if (!endedEarly) return std::unexpected(endedEarly.error());
   if (*endedEarly) return daemonFailure(daemon, outcome.folder, stop);
   onMounted(outcome);
-  if (const auto ended = await(daemon, outcome.folder, stop, false); !ended) return std::unexpected(ended.error());
+  if (const auto ended = await(Awaited::end, daemon, outcome.folder, stop); !ended)
+    return std::unexpected(ended.error());
   if (const int exitCode = daemon.wait(); exitCode != 0) {
-    return std::unexpected(VolumeErrors::DaemonFailed{outcome.folder, exitCode, {}});
+    return std::unexpected(
+        VolumeErrors::DaemonFailed{.folder = outcome.folder, .exitCode = exitCode, .words = {}, .hadMounted = true});
   }
   return outcome;
 }
@@ -97,10 +105,20 @@ Outcome runInForeground(ChildProgram daemon, MountOutcome outcome, const std::st
 // The daemon goes into the background by itself once the mount stands, and the program that was started ends.
 Outcome runInBackground(ChildProgram daemon, MountOutcome outcome, const std::stop_token& stop,
                         const std::function<void(const MountOutcome&)>& onMounted) {
-  if (const auto ended = await(daemon, outcome.folder, stop, false); !ended) return std::unexpected(ended.error());
+  if (const auto ended = await(Awaited::end, daemon, outcome.folder, stop); !ended)
+    return std::unexpected(ended.error());
   if (daemon.wait() != 0 || !DaemonAddress::ask(outcome.folder)) return daemonFailure(daemon, outcome.folder, stop);
+  outcome.words = daemon.words();
   onMounted(outcome);
   return outcome;
+}
+
+// Why a mounted volume is not what was asked for; nothing if it is.
+std::optional<std::string> difference(const MountedVolume& mounted, const MountOptions& wanted) {
+  if (wanted.foreground) return "by a daemon of its own";
+  if (mounted.isReadOnly != wanted.readOnly) return mounted.isReadOnly ? "read-only" : "for writing";
+  if (mounted.admitsOthers != wanted.allowOther) return mounted.admitsOthers ? "for other users too" : "for one user";
+  return std::nullopt;
 }
 
 }  // namespace
@@ -109,14 +127,17 @@ Outcome VolumeMount::mount(const FilePath& folder, const MountOptions& options, 
                            const std::function<void(const MountOutcome&)>& onMounted) {
   const auto resolved = FolderPath::resolve(folder);
   if (!resolved) return std::unexpected(VolumeErrors::NotAFolder{folder, resolved.error()});
-  MountOutcome outcome{.folder = *resolved, .users = {}};
+  MountOutcome outcome{.folder = *resolved, .users = {}, .words = {}};
 
   const auto cleared = MountDetach::clearStale(outcome.folder);
   if (!cleared) return std::unexpected(cleared.error());
   outcome.clearedStaleMount = *cleared;
-  const auto isMounted = isVolume(outcome.folder);
-  if (!isMounted) return MountedVolumes::failure(isMounted.error());
-  if (*isMounted) {
+  const auto volumes = MountedVolumes::read();
+  if (!volumes) return MountedVolumes::failure(volumes.error());
+  if (const MountedVolume* mounted = MountedVolumes::at(*volumes, outcome.folder)) {
+    if (auto how = difference(*mounted, options)) {
+      return std::unexpected(VolumeErrors::MountedOtherwise{outcome.folder, std::move(*how)});
+    }
     outcome.wasMounted = true;
     onMounted(outcome);
     return outcome;
@@ -132,8 +153,7 @@ Outcome VolumeMount::mount(const FilePath& folder, const MountOptions& options, 
   if (!users) return systemFailure("look for users of", outcome.folder, users.error());
   outcome.users = std::move(*users);
   if (std::ranges::any_of(outcome.users, &FolderUser::writes)) {
-    std::erase_if(outcome.users, [](const FolderUser& user) { return !user.writes; });
-    return std::unexpected(VolumeErrors::InUse{outcome.folder, std::move(outcome.users)});
+    return MountPolicy::writersIn(outcome.folder, std::move(outcome.users));
   }
 
   const auto session = options.foreground ? ChildProgram::Session::shared : ChildProgram::Session::own;

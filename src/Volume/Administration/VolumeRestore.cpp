@@ -5,17 +5,21 @@
 #include <fmt/format.h>
 #include <sys/types.h>
 
+#include <algorithm>
 #include <unordered_map>
 #include <unordered_set>
 #include <utility>
 #include <vector>
 
+#include "Platform/Linux/FileDescriptor.h"
 #include "Platform/Linux/FolderPath.h"
+#include "Platform/Linux/PrivateFolder.h"
 #include "Platform/Linux/SystemCall.h"
 #include "Volume/Administration/FolderUsers.h"
 #include "Volume/Administration/MountDetach.h"
 #include "Volume/Administration/MountPolicy.h"
 #include "Volume/Administration/MountedVolumes.h"
+#include "Volume/Administration/OwnedFile.h"
 #include "Volume/Administration/RedoCopies.h"
 #include "Volume/Administration/RestoredFile.h"
 #include "Volume/Expansion/FolderWalk.h"
@@ -24,18 +28,19 @@
 namespace quillbrook {
 namespace {
 
-// Without a mount over it, in it or around it, and with nobody who writes there.
-std::expected<void, VolumeError> admit(const FilePath& folder) {
+// The folder, without a mount over it, in it or around it, and with nobody who writes there.
+std::expected<FileDescriptor, VolumeError> admit(const FilePath& folder) {
   if (const auto cleared = MountDetach::clearStale(folder); !cleared) return std::unexpected(cleared.error());
   const auto volumes = MountedVolumes::read();
   if (!volumes) return MountedVolumes::failure(volumes.error());
   if (MountedVolumes::at(*volumes, folder) != nullptr) return std::unexpected(VolumeErrors::Served{folder});
-  if (auto apart = MountPolicy::checkNesting(folder, *volumes); !apart) return apart;
+  if (const auto apart = MountPolicy::checkNesting(folder, *volumes); !apart) return std::unexpected(apart.error());
+  auto source = SystemCall::openAt(AT_FDCWD, folder.c_str(), O_RDONLY | O_DIRECTORY);
+  if (!source) return std::unexpected(VolumeErrors::NotAFolder{folder, source.error()});
   auto users = FolderUsers::find(folder);
   if (!users) return systemFailure("look for users of", folder, users.error());
-  std::erase_if(*users, [](const FolderUser& user) { return !user.writes; });
-  if (!users->empty()) return std::unexpected(VolumeErrors::InUse{folder, std::move(*users)});
-  return {};
+  if (std::ranges::any_of(*users, &FolderUser::writes)) return MountPolicy::writersIn(folder, std::move(*users));
+  return std::move(*source);
 }
 
 class Restore {
@@ -52,8 +57,10 @@ class Restore {
         .onFile = [this](const WalkedFile& file) { visit(file); },
         .onUnreadable =
             [this](const FilePath& path, ErrorNumber reason) {
-              isWhole_ = false;
-              fail(path, fmt::format("It could not be looked at; see to that and run this again: {}.", reason.text()));
+              isSure_ = false;
+              fail(path,
+                   fmt::format("It could not be looked at; put right what the system says and run this again: {}.",
+                               reason.text()));
             }};
     if (!FolderWalk::walk(source_, result_.folder, visitor, stop_)) return std::unexpected(VolumeErrors::Stopped{});
     clearCopies();
@@ -62,44 +69,91 @@ class Restore {
   }
 
  private:
-  // A redo copy that was there at the beginning, and what is known of the file that it was made for.
+  // A redo copy that was there at the beginning.
   struct Copy {
-    std::optional<ino_t> inode;  // nothing: it was never finished, so no state can name it
-    bool isKept = false;         // some state names it, or nothing can be said of it
+    std::optional<ino_t> inode;  // of the file that it was made for; nothing: it was never finished, no state names it
+    bool isKept = false;         // some state names it, its file differs from it, or nothing can be said of it
+  };
+  // The file that a copy was made for.
+  struct Awaited {
+    enum class Fate { notMet, whole, doubtful };
+    std::uint32_t identifier = 0;  // one of its copies
+    Fate fate = Fate::notMet;
   };
 
   std::expected<void, VolumeError> readCopies() {
     const auto identifiers = RedoCopies::list(source_);
-    const FilePath folder = RedoCopies::path(result_.folder);
-    if (!identifiers) return systemFailure("read", folder, identifiers.error());
+    if (!identifiers) return systemFailure("read", PrivateFolder::redoPath(result_.folder), identifiers.error());
     for (const std::uint32_t identifier : *identifiers) {
       const auto record = RedoCopies::record(source_, identifier);
-      if (!record) return systemFailure("read", folder.appending(std::to_string(identifier)), record.error());
+      if (!record) {
+        copies_[identifier].isKept = true;
+        fail(pathOf(identifier), fmt::format("It may be a file's only content, and was left as it is, since it could "
+                                             "not be told which file's: {}.",
+                                             record.error().text()));
+        continue;
+      }
       copies_[identifier] = {.inode = *record};
-      if (*record) isSeen_[**record] = false;
+      if (*record) awaited_[**record] = {.identifier = identifier};
     }
     return {};
   }
 
   void visit(const WalkedFile& file) {
-    if (const auto awaited = isSeen_.find(file.status.st_ino); awaited != isSeen_.end()) awaited->second = true;
     // Another name of one that failed would tell the same again; one that was restored is ordinary by now.
     if (file.status.st_nlink > 1 && failedLinks_.contains(file.status.st_ino)) return;
     const auto restored = RestoredFile::restore(source_, lock_.privateFolder(), file, stop_);
+    const auto awaited = awaited_.find(file.status.st_ino);
     if (!restored) {
+      isSure_ = false;
       const RestoredFile::Failure& failure = restored.error();
-      if (failure.isGone) return;
-      if (file.status.st_nlink > 1) failedLinks_.insert(file.status.st_ino);
       if (failure.redoIdentifier != 0) copies_[failure.redoIdentifier].isKept = true;
-      fail(file.path, failure.detail, beside(file.path, failure.appended));
+      if (failure.isGone) return;
+      std::string detail = failure.detail;
+      if (awaited != awaited_.end()) {
+        awaited->second.fate = Awaited::Fate::doubtful;
+        detail += fmt::format(" A copy of its content was kept: {}.", pathOf(awaited->second.identifier).displayText());
+      }
+      if (file.status.st_nlink > 1) failedLinks_.insert(file.status.st_ino);
+      fail(file.path, std::move(detail), beside(file.path, failure.appended));
       return;
     }
-    if (restored->outcome != RestoredFile::Outcome::restored) return;
-    ++result_.restored;
+    if (awaited != awaited_.end() && awaited->second.fate == Awaited::Fate::notMet) {
+      awaited->second.fate = Awaited::Fate::whole;
+      // What had been compressed was verified; an ordinary file may be half rewritten and have lost its state.
+      if (restored->outcome == RestoredFile::Outcome::ordinary) compareWithCopies(file);
+    }
+    const bool isRestored = restored->outcome == RestoredFile::Outcome::restored;
+    if (!isRestored && !restored->appended) return;
+    result_.restored += isRestored ? 1 : 0;
     onEvent_({.path = file.path,
-              .outcome = RestoreEvent::Outcome::restored,
+              .outcome = isRestored ? RestoreEvent::Outcome::restored : RestoreEvent::Outcome::stopped,
               .appended = beside(file.path, restored->appended),
               .detail = {}});
+  }
+
+  void compareWithCopies(const WalkedFile& file) {
+    for (auto& [identifier, copy] : copies_) {
+      if (copy.inode != file.status.st_ino) continue;
+      const auto opened = OwnedFile::open(file.folder, file.name, O_RDONLY);
+      const Result<bool> isHeld = opened ? RedoCopies::isHeldBy(opened->get(), source_, identifier)
+                                         : Result<bool>(std::unexpected(opened.error()));
+      if (isHeld && *isHeld) continue;
+      copy.isKept = true;
+      const std::string kept = pathOf(identifier).displayText();
+      if (isHeld) {
+        fail(file.path, fmt::format("It differs from the copy of its content that was kept when it was turned back. "
+                                    "Compare the two, put the right content in its place, and remove the copy: {}.",
+                                    kept));
+      } else {
+        fail(file.path, fmt::format("It could not be compared with the copy of its content, which was kept ({}): {}.",
+                                    kept, isHeld.error().text()));
+      }
+    }
+  }
+
+  [[nodiscard]] FilePath pathOf(std::uint32_t identifier) const {
+    return PrivateFolder::redoPath(result_.folder).appending(std::to_string(identifier));
   }
 
   static std::optional<FilePath> beside(const FilePath& path, const std::optional<std::string>& name) {
@@ -115,20 +169,25 @@ class Restore {
               .detail = std::move(detail)});
   }
 
-  // A copy goes when no state can name it: it was never finished, or its file was met and has its content. The file of
-  // any other may have been moved out of the folder, and the copy be all that there is of it.
+  // A copy goes when no state can name it: it was never finished, or its file was met and has its content, and there
+  // is no file whose state could not be read. Any other may be all that there is of its file.
   void clearCopies() {
     for (const auto& [identifier, copy] : copies_) {
-      if (copy.isKept || !isWhole_) continue;
-      const FilePath path = RedoCopies::path(result_.folder).appending(std::to_string(identifier));
-      if (copy.inode && !isSeen_.at(*copy.inode)) {
-        fail(path, "It is the content of a file that is not in the folder any more. Remove it if you do not miss it.");
-        continue;
+      if (copy.isKept) continue;
+      if (copy.inode) {
+        const Awaited::Fate fate = awaited_.at(*copy.inode).fate;
+        if (fate == Awaited::Fate::notMet) {
+          fail(pathOf(identifier),
+               "It is the content of a file that was not found in the folder. If the file was moved away, move it back "
+               "and run this again; remove this copy only if you do not miss the file.");
+        }
+        if (fate != Awaited::Fate::whole || !isSure_) continue;
       }
       const auto removed = RedoCopies::remove(source_, identifier);
       if (!removed && removed.error() != ErrorNumber::noEntry) {
-        fail(path, fmt::format("It is not needed any more and could not be removed; another run tries again: {}.",
-                               removed.error().text()));
+        fail(pathOf(identifier), fmt::format("It is not needed any more and could not be removed; another run tries "
+                                             "again: {}.",
+                                             removed.error().text()));
       }
     }
   }
@@ -138,9 +197,9 @@ class Restore {
   const std::function<void(const RestoreEvent&)>& onEvent_;
   std::stop_token stop_;
   RestoreResult result_;
-  bool isWhole_ = true;                             // every folder could be looked at
+  bool isSure_ = true;                              // every folder and every file could be dealt with
   std::unordered_map<std::uint32_t, Copy> copies_;  // by their numbers
-  std::unordered_map<ino_t, bool> isSeen_;          // files that copies were made for: whether the walk met them
+  std::unordered_map<ino_t, Awaited> awaited_;
   std::unordered_set<ino_t> failedLinks_;
 };
 
@@ -150,11 +209,13 @@ std::expected<RestoreResult, VolumeError> VolumeRestore::restore(
     const FilePath& folder, const std::function<void(const RestoreEvent&)>& onEvent, std::stop_token stop) {
   const auto resolved = FolderPath::resolve(folder);
   if (!resolved) return std::unexpected(VolumeErrors::NotAFolder{folder, resolved.error()});
-  if (const auto admitted = admit(*resolved); !admitted) return std::unexpected(admitted.error());
-  const auto source = SystemCall::openAt(AT_FDCWD, resolved->c_str(), O_RDONLY | O_DIRECTORY);
-  if (!source) return std::unexpected(VolumeErrors::NotAFolder{*resolved, source.error()});
+  const auto source = admit(*resolved);
+  if (!source) return std::unexpected(source.error());
   auto lock = SourceLock::acquire(source->get());
-  if (!lock && lock.error() == ErrorNumber::wouldBlock) return std::unexpected(VolumeErrors::Served{*resolved});
+  if (!lock && lock.error() == ErrorNumber::wouldBlock) return std::unexpected(VolumeErrors::Ending{*resolved});
+  if (!lock && (lock.error() == ErrorNumber::notPermitted || lock.error() == ErrorNumber::accessDenied)) {
+    return std::unexpected(VolumeErrors::ForeignPrivateFolder{*resolved});
+  }
   if (!lock) return systemFailure("lock", *resolved, lock.error());
   return Restore(*resolved, source->get(), std::move(*lock), onEvent, std::move(stop)).run();
 }

@@ -17,7 +17,8 @@ namespace quillbrook {
 struct RestoreEvent {
   enum class Outcome {
     restored,
-    failed,  // left untouched
+    failed,   // its content is what it was, if only in a redo copy; see RestoredFile
+    stopped,  // told only of one whose surplus bytes had been taken off before the stop
   };
   FilePath path;
   Outcome outcome = Outcome::restored;
@@ -38,8 +39,9 @@ struct RestoreResult {
 namespace VolumeRestore {
 
 // Turns every compressed file below the folder back into an ordinary one, in place, without any mount. Refuses with
-// Served while a daemon lives, and with InUse while a process has a file there open for writing. May be killed or lose
-// power at any moment and be run again. `onEvent` is called in this thread, once for each compressed inode or failure.
+// Served while it is mounted, Ending while a daemon lives on, and with InUse while a process has a file there open for
+// writing. May be killed or lose power at any moment and be run again. `onEvent` is called in this thread, once for
+// each compressed inode or failure.
 [[nodiscard]] std::expected<RestoreResult, VolumeError> restore(const FilePath& folder,
                                                                 const std::function<void(const RestoreEvent&)>& onEvent,
                                                                 std::stop_token stop = {});

@@ -40,7 +40,7 @@ struct UnitPlaces {
 
 UnitPlaces placesOf(const std::string& unit) {
   UnitPlaces places;
-  places.folder = MountSurroundings::current().configuration.appending("systemd/user");
+  places.folder = MountSurroundings::configurationFolder().appending("systemd/user");
   places.wants = places.folder.appending(targetName);
   places.unitFile = places.folder.appending(UnitName::templateFile);
   places.link = places.wants.appending(unit);
@@ -136,6 +136,8 @@ std::expected<UnitOutcome, VolumeError> VolumeUnit::disable(const FilePath& fold
                       .isEnabled = false};
   const UnitPlaces places = placesOf(outcome.unit);
   outcome.unitFile = places.unitFile;
+  // What a run that was interrupted left is taken away all the same.
+  outcome.wasEnabled = ::faccessat(AT_FDCWD, places.link.c_str(), F_OK, AT_SYMLINK_NOFOLLOW) == 0;
   const bool isManaged = outcome.reach == Reach::running;
   if (isManaged && ::access(places.unitFile.c_str(), F_OK) == 0) {
     if (const auto told = UserServiceManager::run({"disable", "--now", outcome.unit}); !told)
@@ -150,6 +152,9 @@ std::expected<UnitOutcome, VolumeError> VolumeUnit::disable(const FilePath& fold
 
 std::string sentence(const UnitOutcome& outcome) {
   const std::string folder = outcome.folder.displayText();
+  if (!outcome.isEnabled && !outcome.wasEnabled) {
+    return fmt::format("{} was not enabled: nothing mounts it at login.", folder);
+  }
   switch (outcome.reach) {
     case Reach::running:
       if (outcome.isMountedAlready) {

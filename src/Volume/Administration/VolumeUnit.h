@@ -19,6 +19,7 @@ struct UnitOutcome {
   // from the next login on, once systemd is installed.
   UserServiceManager::Reach reach = UserServiceManager::Reach::running;
   bool isEnabled = false;         // enabled, otherwise disabled
+  bool wasEnabled = false;        // of disabling: otherwise there was nothing to undo
   bool isMountedAlready = false;  // enabled while mounted: the mount stays as it is until the next login
 
   friend bool operator==(const UnitOutcome&, const UnitOutcome&) = default;
@@ -34,7 +35,7 @@ namespace VolumeUnit {
 // Writes the unit into $XDG_CONFIG_HOME/systemd/user and enables and starts it for the folder. The folder must pass
 // MountPolicy::admit, with `force` as there. SystemFailure, HelperFailed or DaemonMissing otherwise.
 [[nodiscard]] std::expected<UnitOutcome, VolumeError> enable(const FilePath& folder, bool force);
-// Stops and disables it; a folder that is not enabled is none. The shared unit file goes with its last folder. As
+// Stops and disables it; a folder that is not enabled is no failure. The shared unit file goes with its last folder. As
 // above, but for MountPolicy.
 [[nodiscard]] std::expected<UnitOutcome, VolumeError> disable(const FilePath& folder);
 

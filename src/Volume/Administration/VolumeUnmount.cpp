@@ -4,18 +4,19 @@
 #include <poll.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
-#include <string>
+#include <ranges>
 #include <unordered_set>
 #include <utility>
 
 #include "Platform/Linux/DaemonAddress.h"
 #include "Platform/Linux/FileDescriptor.h"
 #include "Platform/Linux/FolderPath.h"
+#include "Platform/Linux/MountTable.h"
 #include "Platform/Linux/ProcessDescriptor.h"
 #include "Platform/Linux/StoredState.h"
-#include "Platform/Linux/SystemCall.h"
 #include "Volume/Administration/FolderUsers.h"
 #include "Volume/Administration/MountDetach.h"
 #include "Volume/Administration/MountedVolumes.h"
@@ -27,10 +28,11 @@ namespace quillbrook {
 namespace {
 
 // A damaged state hides a compressed file as well.
-bool isCompressed(const WalkedFile& file) {
-  const std::string path = SystemCall::pathOf(file.folder) + '/' + file.name;
-  const auto state = StoredState::readAt(path.c_str());
-  if (!state) return state.error() == ErrorNumber::inputOutput;
+Result<bool> isCompressed(const WalkedFile& file) {
+  const auto state = StoredState::readAt(file.folder, file.name);
+  if (!state && state.error() == ErrorNumber::inputOutput) return true;
+  if (!state && state.error() == ErrorNumber::noEntry) return false;  // it is gone by now
+  if (!state) return std::unexpected(state.error());
   return *state && ((*state)->isSealed() || (*state)->redoIdentifier != 0);
 }
 
@@ -42,12 +44,25 @@ void count(UnmountOutcome& outcome, const std::stop_token& stop) {
   std::unordered_set<ino_t> linked;
   const FolderWalk::Visitor visitor{.onFile =
                                         [&](const WalkedFile& file) {
-                                          if (!isCompressed(file)) return;
+                                          const auto compressed = isCompressed(file);
+                                          if (!compressed) ++outcome.unread;
+                                          if (!compressed.value_or(false)) return;
                                           if (file.status.st_nlink == 1 || linked.insert(file.status.st_ino).second)
                                             ++files;
                                         },
-                                    .onUnreadable = [&](const FilePath&, ErrorNumber) { ++outcome.unreadFolders; }};
+                                    .onUnreadable = [&](const FilePath&, ErrorNumber) { ++outcome.unread; }};
   if (FolderWalk::walk(source->descriptor.get(), outcome.folder, visitor, stop)) outcome.compressedFiles = files;
+}
+
+// What is mounted on the topmost volume at `mountPoint`, if anything.
+std::expected<void, VolumeError> checkNothingInside(const FilePath& mountPoint) {
+  const auto table = MountTable::read();
+  if (!table) return MountedVolumes::failure(table.error());
+  const auto volume = std::ranges::find(*table | std::views::reverse, mountPoint.bytes(), &MountEntry::mountPoint);
+  if (volume == std::ranges::rend(*table)) return {};
+  const auto inner = std::ranges::find(*table, volume->identifier, &MountEntry::parentIdentifier);
+  if (inner == table->end()) return {};
+  return std::unexpected(VolumeErrors::MountInside{mountPoint, FilePath(inner->mountPoint)});
 }
 
 // The process that serves the mount; not open if it has ended already, or if the volume does not tell the caller.
@@ -104,6 +119,7 @@ std::expected<UnmountOutcome, VolumeError> VolumeUnmount::unmount(
   auto users = FolderUsers::find(outcome.folder);
   if (!users) return systemFailure("look for users of", outcome.folder, users.error());
   if (!users->empty()) return std::unexpected(VolumeErrors::InUse{outcome.folder, std::move(*users)});
+  if (auto free = checkNothingInside(outcome.folder); !free) return std::unexpected(std::move(free.error()));
   count(outcome, stop);
   if (stop.stop_requested()) return std::unexpected(VolumeErrors::Stopped{});
   onCounted(outcome);

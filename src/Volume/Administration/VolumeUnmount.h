@@ -15,16 +15,17 @@ namespace quillbrook {
 struct UnmountOutcome {
   FilePath folder;  // resolved
   // Compressed files, which other programs cannot read until the folder is mounted again. Nothing if the volume's
-  // source was not to be had; too small if some folders could not be read.
+  // source was not to be had; too small if some of it could not be read.
   std::optional<std::uint64_t> compressedFiles;
-  std::uint64_t unreadFolders = 0;
+  std::uint64_t unread = 0;  // files and folders
 };
 
 namespace VolumeUnmount {
 
 // Detaches the volume, also one whose daemon has died, and waits until its daemon has ended; a volume that does not
 // answer the caller is not waited for. `onCounted` is called in this thread once the count is known. Refuses with InUse
-// while a process stands in the volume or has files open there; NotMounted, ForeignMount, and what MountDetach fails
+// while a process stands in the volume or has files open there, with MountInside while something is mounted there;
+// NotMounted, ForeignMount, and what MountDetach fails
 // with. Stopped, or SystemFailure for the wait, may also come when the volume is detached already.
 [[nodiscard]] std::expected<UnmountOutcome, VolumeError> unmount(
     const FilePath& folder, const std::stop_token& stop = {},

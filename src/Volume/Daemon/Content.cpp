@@ -1,10 +1,13 @@
 // SPDX-License-Identifier: MIT
+#include "Volume/Daemon/Content.h"
+
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include "Platform/Linux/SystemCall.h"
-#include "Volume/Daemon/Handles.h"
+#include "Volume/Daemon/FileForm.h"
+#include "Volume/Daemon/Inodes.h"
 #include "Volume/Expansion/Expansion.h"
 
 namespace quillbrook::Content {
@@ -52,7 +55,7 @@ Result<void> prepareWriting(Volume& volume, Node& node, OpenFile& open, bool tru
     fresh = std::move(*file);
     // A file with a writing descriptor is ordinary already: nothing but a replacement changes that, and none happens
     // while one is open.
-    if (const FileForm form = Inodes::formOf(fresh.get()); !form.isOrdinary()) {
+    if (const FileForm form = FileForm::of(fresh.get()); !form.isOrdinary()) {
       // Readers' content is another one from here on, whether or not this succeeds.
       open.reading.reset();
       const auto done = makeOrdinary(volume, fresh.get(), form, truncates);
@@ -63,7 +66,7 @@ Result<void> prepareWriting(Volume& volume, Node& node, OpenFile& open, bool tru
   const int file = fresh.isOpen() ? fresh.get() : open.writing.get();
   if (truncates) {
     if (ftruncate(file, 0) != 0) return SystemCall::failure();
-    dropSetIdentifiers(volume, file, caller);
+    if (const auto done = dropSetIdentifiers(volume, file, caller); !done) return done;
   }
   if (fresh.isOpen()) open.writing = std::move(fresh);
   return {};
@@ -91,20 +94,21 @@ Result<void> truncate(Volume& volume, Node& node, off_t byteCount, uid_t caller)
   Result<void> done;
   if (byteCount != 0) {
     done = SystemCall::checked([&] { return ftruncate(open.writing.get(), byteCount); });
-    if (done) dropSetIdentifiers(volume, open.writing.get(), caller);
+    if (done) done = dropSetIdentifiers(volume, open.writing.get(), caller);
   }
   if (!wasWriting) open.writing.reset();
   return done;
 }
 
-void dropSetIdentifiers(const Volume& volume, int file, uid_t caller) {
+Result<void> dropSetIdentifiers(const Volume& volume, int file, uid_t caller) {
   // The host does it by itself for a daemon that may not keep them, and for nobody who may.
-  if (!volume.isPrivileged || caller == 0) return;
+  if (!volume.isPrivileged || caller == 0) return {};
   struct stat status{};
-  if (fstat(file, &status) != 0 || !S_ISREG(status.st_mode)) return;
-  mode_t mode = status.st_mode & 07777U & ~static_cast<mode_t>(S_ISUID);
-  if ((mode & S_IXGRP) != 0) mode &= ~static_cast<mode_t>(S_ISGID);
-  if (mode != (status.st_mode & 07777U)) fchmod(file, mode);
+  if (fstat(file, &status) != 0) return SystemCall::failure();
+  if (!S_ISREG(status.st_mode) || (status.st_mode & (S_ISUID | S_ISGID)) == 0) return {};
+  // A change of owner that changes none: the kernel takes the bits off the mode as it is then, so a chmod by somebody
+  // else meanwhile is not undone.
+  return SystemCall::checked([&] { return fchown(file, static_cast<uid_t>(-1), static_cast<gid_t>(-1)); });
 }
 
 }  // namespace quillbrook::Content

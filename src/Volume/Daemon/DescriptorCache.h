@@ -6,6 +6,7 @@
 #include <unordered_map>
 #include <utility>
 
+#include "Platform/Mutex.h"
 #include "Volume/Daemon/Node.h"
 
 namespace quillbrook {
@@ -26,8 +27,8 @@ class DescriptorCache {
 
   const std::size_t capacity_;
   Mutex mutex_;
-  std::list<Entry> entries_ GUARDED_BY(mutex_);  // used last first
-  std::unordered_map<const Node*, std::list<Entry>::iterator> positions_ GUARDED_BY(mutex_);
+  std::list<Entry> entries_ QB_GUARDED_BY(mutex_);  // used last first
+  std::unordered_map<const Node*, std::list<Entry>::iterator> positions_ QB_GUARDED_BY(mutex_);
 };
 
 }  // namespace quillbrook

@@ -10,14 +10,16 @@
 
 #include "Platform/Linux/SystemCall.h"
 #include "Platform/Linux/VolumeProtocol.h"
+#include "Volume/Daemon/Content.h"
+#include "Volume/Daemon/FileForm.h"
+#include "Volume/Daemon/Inodes.h"
 
 namespace quillbrook::Handles {
 
 namespace {
 
 constexpr std::uint64_t writerBit = 1;
-constexpr std::uint64_t appendingBit = 2;
-constexpr unsigned modeShift = 2;
+constexpr unsigned modeShift = 1;
 
 bool wantsReading(int flags) {
   return (flags & O_ACCMODE) != O_WRONLY;
@@ -65,13 +67,14 @@ bool hasSetIdentifiers(int file) {
 }
 
 // Makes the inode known to the kernel, so that it serves the file by itself; whether it may and can.
-bool setBacking(Volume& volume, Node& node, OpenFile& open, int flags) REQUIRES(node.lock) {
-  // Past the daemon nobody would take set-id bits away.
-  if (wantsWriting(flags) && hasSetIdentifiers(open.writing.get())) return false;
+bool setBacking(Volume& volume, Node& node, OpenFile& open, int flags) QB_REQUIRES(node.lock) {
+  // Past the daemon nobody would take set-id bits away, and a handle would go on appending after its program has
+  // switched that off.
+  if (wantsWriting(flags) && ((flags & O_APPEND) != 0 || hasSetIdentifiers(open.writing.get()))) return false;
   const auto inode = Inodes::descriptor(volume, node);
   if (!inode) return false;
   const bool isKnown = open.writing.isOpen() || open.reading;
-  if (!(isKnown ? isOrdinary(open) : Inodes::formOf((*inode)->get()).isOrdinary())) return false;
+  if (!(isKnown ? isOrdinary(open) : FileForm::of((*inode)->get()).isOrdinary())) return false;
   const auto identifier = (*inode)->backingIdentifier(volume.kernel);
   if (!identifier) return false;
   open.backing = *inode;
@@ -80,7 +83,7 @@ bool setBacking(Volume& volume, Node& node, OpenFile& open, int flags) REQUIRES(
 }
 
 // How the kernel shall serve another handle. A reader's content need not stand ready for that, a writer's must.
-Result<HandleMode> chooseMode(Volume& volume, Node& node, OpenFile& open, int flags) REQUIRES(node.lock) {
+Result<HandleMode> chooseMode(Volume& volume, Node& node, OpenFile& open, int flags) QB_REQUIRES(node.lock) {
   const bool isLock = (flags & VolumeProtocol::lockOpenFlags) == VolumeProtocol::lockOpenFlags && !wantsWriting(flags);
   if (open.passthroughCount != 0) {
     // The kernel takes no other mode then, and such a file cannot be replaced: those handles would stay with the old
@@ -95,8 +98,8 @@ Result<HandleMode> chooseMode(Volume& volume, Node& node, OpenFile& open, int fl
 }
 
 // Counts the handle in and tells the kernel how to serve it.
-Reply::Opened finishOpen(Node& node, OpenFile& open, int flags, HandleMode mode) REQUIRES(node.lock) {
-  const Handle handle{.isWriter = wantsWriting(flags), .isAppending = (flags & O_APPEND) != 0, .mode = mode};
+Reply::Opened finishOpen(Node& node, OpenFile& open, int flags, HandleMode mode) QB_REQUIRES(node.lock) {
+  const Handle handle{.isWriter = wantsWriting(flags), .mode = mode};
   KernelProtocol::OpenReply reply{.handle = number(handle), .openFlags = 0, .backingIdentifier = 0};
   if (!handle.isWriter) reply.openFlags |= FOPEN_NOFLUSH;
   switch (handle.mode) {
@@ -116,20 +119,27 @@ Reply::Opened finishOpen(Node& node, OpenFile& open, int flags, HandleMode mode)
   }
   ++countOf(open, handle.mode);
   if (handle.isWriter) ++open.writerCount;
+  if (handle.isWriter && handle.mode == HandleMode::passthrough) node.isWrittenPastDaemon = true;
   return Reply::Opened{.node = node, .handle = handle, .reply = reply};
+}
+
+// What the daemon cannot do once the kernel lets the caller write by itself.
+Result<void> letWritePast(Volume& volume, OpenFile& open, uid_t caller) {
+  struct stat status{};
+  if (fstat(open.writing.get(), &status) != 0) return SystemCall::failure();
+  if (caller != 0 && caller != status.st_uid) open.hasForeignWriter = true;
+  if ((status.st_mode & (S_ISUID | S_ISGID)) == 0) return {};
+  return Content::dropSetIdentifiers(volume, open.writing.get(), caller);
 }
 
 }  // namespace
 
 std::uint64_t number(Handle handle) {
-  return (handle.isWriter ? writerBit : 0) | (handle.isAppending ? appendingBit : 0) |
-         (std::uint64_t{std::to_underlying(handle.mode)} << modeShift);
+  return (handle.isWriter ? writerBit : 0) | (std::uint64_t{std::to_underlying(handle.mode)} << modeShift);
 }
 
 Handle handle(std::uint64_t number) {
-  return {.isWriter = (number & writerBit) != 0,
-          .isAppending = (number & appendingBit) != 0,
-          .mode = static_cast<HandleMode>(number >> modeShift)};
+  return {.isWriter = (number & writerBit) != 0, .mode = static_cast<HandleMode>(number >> modeShift)};
 }
 
 Result<Reply::Opened> open(Volume& volume, Node& node, int flags, uid_t caller) {
@@ -149,11 +159,17 @@ Result<Reply::Opened> open(Volume& volume, Node& node, int flags, uid_t caller) 
     ready = std::unexpected(mode.error());
   } else if (wantsReading(flags) && *mode != HandleMode::passthrough) {
     ready = Content::prepareReading(volume, node, open);
+  } else if (wantsWriting(flags) && *mode == HandleMode::passthrough) {
+    ready = letWritePast(volume, open, caller);
   }
   if (open.writerCount == 0 && (!ready || !wantsWriting(flags))) open.writing.reset();
   if (!ready) return std::unexpected(ready.error());
   if (fresh) node.open = std::move(fresh);
-  return finishOpen(node, *node.open, flags, *mode);
+  // What the kernel keeps already would stay for long.
+  const bool mayKeepAttributes = !node.isWrittenPastDaemon;
+  const Reply::Opened opened = finishOpen(node, *node.open, flags, *mode);
+  if (mayKeepAttributes && node.isWrittenPastDaemon) volume.notifier.attributesChanged(volume.number(node));
+  return opened;
 }
 
 Result<Reply::Opened> adopt(Volume& volume, Node& node, FileDescriptor file, int flags) {
@@ -184,7 +200,8 @@ Result<Reply::Opened> adopt(Volume& volume, Node& node, FileDescriptor file, int
 }
 
 void release(Node& node, Handle handle) {
-  // Both end behind the lock: closing can take the host long.
+  // These end behind the lock, since the host may take long over them. The writing descriptor does not: whoever has the
+  // lock next finds nobody writing.
   std::unique_ptr<OpenFile> ended;
   SharedDescriptor backing;
   const ExclusiveLock lock(node.lock);
@@ -195,6 +212,7 @@ void release(Node& node, Handle handle) {
   if (handle.isWriter && --open.writerCount == 0) {
     if (handle.mode == HandleMode::cached) node.cachedVersion = versionOf(open);
     open.writing.reset();
+    open.hasForeignWriter = false;
   }
   if (open.handleCount() == 0) ended = std::move(node.open);
 }

@@ -17,6 +17,7 @@
 #include <optional>
 #include <string_view>
 #include <thread>
+#include <utility>
 
 #include "Platform/Linux/FuseUnmount.h"
 #include "Platform/Linux/MountTable.h"
@@ -69,28 +70,32 @@ KernelSession::~KernelSession() {
   if (isMounted_) fuse_session_unmount(session_.get());
 }
 
-Result<void> KernelSession::mount(const Options& options, const std::string& sourceName,
-                                  const fuse_lowlevel_ops& operations, void* userData) {
-  std::string list = "default_permissions,subtype=quillbrook,max_read=1048576,fsname=" + escaped(sourceName);
+Result<void> KernelSession::mount(Volume& volume, const fuse_lowlevel_ops& operations,
+                                  std::function<void()> whenReady) {
+  const Options& options = volume.options;
+  std::string list = "default_permissions,subtype=quillbrook,max_read=1048576,fsname=" + escaped(volume.source.path);
   // libfuse leaves set-id bits and devices out of every mount; in one made by root they stay as they were.
   if (geteuid() == 0) list += ",suid,dev";
   for (const std::string& option : options.mountOptions) list += "," + option;
-  const std::array<const char*, 3> texts{"quillbrook-volume", "-o", list.c_str()};
-  fuse_args arguments = FUSE_ARGS_INIT(0, nullptr);
-  for (const char* text : texts) {
-    if (fuse_opt_add_arg(&arguments, text) != 0) return std::unexpected(ErrorNumber{ENOMEM});
-  }
-  session_.reset(fuse_session_new(&arguments, &operations, sizeof operations, userData));
+  std::array<std::string, 3> texts{"quillbrook-volume", "-o", list};
+  std::array<char*, 4> words{texts[0].data(), texts[1].data(), texts[2].data(), nullptr};
+  fuse_args arguments = FUSE_ARGS_INIT(texts.size(), words.data());
+  session_.reset(fuse_session_new(&arguments, &operations, sizeof operations, &volume));
   fuse_opt_free_args(&arguments);
   if (!session_) return std::unexpected(ErrorNumber::invalid);
 
-  isPrivileged_ = mayRegisterBacking();
+  mayRegisterBacking_ = mayRegisterBacking();
+  whenReady_ = std::move(whenReady);
   const std::string place =
       options.deviceDescriptor ? "/dev/fd/" + std::to_string(*options.deviceDescriptor) : options.mountPoint.bytes();
   if (fuse_session_mount(session_.get(), place.c_str()) != 0) {
     return std::unexpected(ErrorNumber{errno == 0 ? EIO : errno});
   }
   isMounted_ = true;
+  loopThread_ = pthread_self();
+  struct sigaction wakeUp{};
+  wakeUp.sa_handler = [](int) {};
+  if (sigaction(wakeUpSignal, &wakeUp, nullptr) != 0) return SystemCall::failure();
   ownMount_ = OwnMount::at(options.mountPoint);
   const fuse_custom_io io{.writev = send, .read = receive, .splice_receive = nullptr, .splice_send = nullptr};
   if (fuse_session_custom_io(session_.get(), &io, fuse_session_fd(session_.get())) != 0) {
@@ -105,10 +110,6 @@ Result<void> KernelSession::serve() {
   // A descriptor for each thread, if the device can be opened again: it may have been handed over.
   fuse_loop_cfg_set_clone_fd(config, access("/dev/fuse", R_OK | W_OK) == 0 ? 1 : 0);
   fuse_loop_cfg_set_max_threads(config, 16);
-  loopThread_ = pthread_self();
-  struct sigaction wakeUp{};
-  wakeUp.sa_handler = [](int) {};
-  sigaction(wakeUpSignal, &wakeUp, nullptr);
   const int result = fuse_session_loop_mt(session_.get(), config);
   hasEnded_ = true;
   fuse_loop_cfg_destroy(config);
@@ -163,7 +164,8 @@ void KernelSession::raiseReadAhead() const {
       ::open(("/sys/class/bdi/" + ownMount_->device + "/read_ahead_kb").c_str(), O_WRONLY | O_CLOEXEC));
   // Who may not do this reads as before, only slower.
   constexpr std::string_view kibibytes = "1024";
-  if (file.isOpen()) static_cast<void>(!::write(file.get(), kibibytes.data(), kibibytes.size()));
+  if (!file.isOpen()) return;
+  [[maybe_unused]] const ssize_t written = ::write(file.get(), kibibytes.data(), kibibytes.size());
 }
 
 ssize_t KernelSession::receive(int device, void* buffer, std::size_t byteCount, void* userData) {
@@ -196,7 +198,7 @@ ssize_t KernelSession::send(int device, iovec* parts, int count, void* userData)
   if (header.unique != self.initRequest_ || header.error != 0) return ::writev(device, parts, count);
   std::memcpy(&reply, parts[1].iov_base, sizeof reply);
   reply.flags |= self.offeredFlags_ & KernelProtocol::handleKillprivV2;
-  if (self.isPrivileged_ && (self.offeredFlags2_ & KernelProtocol::passthroughSecondWord) != 0) {
+  if (self.mayRegisterBacking_ && (self.offeredFlags2_ & KernelProtocol::passthroughSecondWord) != 0) {
     reply.flags |= KernelProtocol::initExtended;
     reply.flags2 |= KernelProtocol::passthroughSecondWord;
     reply.maxStackDepth = 1;
@@ -208,7 +210,7 @@ ssize_t KernelSession::send(int device, iovec* parts, int count, void* userData)
   const ssize_t sent = ::writev(device, completed.data(), static_cast<int>(completed.size()));
   if (sent > 0) {
     self.raiseReadAhead();
-    self.whenReady();
+    self.whenReady_();
   }
   return sent;
 }

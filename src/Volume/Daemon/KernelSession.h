@@ -9,42 +9,43 @@
 #include <functional>
 #include <memory>
 #include <optional>
-#include <span>
 #include <string>
 
 #include "Platform/ErrorNumber.h"
-#include "Volume/Daemon/Options.h"
+#include "Platform/FilePath.h"
 
 namespace quillbrook {
+
+struct Volume;
 
 // The connection to the kernel: libfuse's session, completed by what the kernel offers and this libfuse cannot ask for.
 class KernelSession {
  public:
   KernelSession() = default;
-  // Called once, when the kernel has been told what the volume can do: the mount stands.
-  std::function<void()> whenReady = [] {};
-
   ~KernelSession();
   KernelSession(const KernelSession&) = delete;
   KernelSession& operator=(const KernelSession&) = delete;
   KernelSession(KernelSession&&) = delete;
   KernelSession& operator=(KernelSession&&) = delete;
 
-  // Makes the session and mounts it. `userData` goes to the operations. The failure has been printed by libfuse.
-  [[nodiscard]] Result<void> mount(const Options& options, const std::string& sourceName,
-                                   const fuse_lowlevel_ops& operations, void* userData);
-  // Answers requests on several threads until the mount is gone or the session is told to end.
+  // Makes the session of `volume`, whose `kernel` this is, and mounts it as its options say; `operations` are called
+  // for it. `whenReady` is called once, when the kernel has been told what the volume can do: the mount stands. The
+  // failure has been printed by libfuse.
+  [[nodiscard]] Result<void> mount(Volume& volume, const fuse_lowlevel_ops& operations,
+                                   std::function<void()> whenReady);
+  // Answers requests on several threads until the mount is gone or the session is told to end. On the thread that
+  // mounted.
   [[nodiscard]] Result<void> serve();
   // Takes the mount out of sight; it ends with its last handle. Where that cannot be done, ends the session. Any thread
-  // but those that serve, once serve() has been called.
+  // but those that serve, once mount() has succeeded; serve() must follow, or have been called.
   void detach();
 
   [[nodiscard]] fuse_session* session() const { return session_.get(); }
 
   // Whether the kernel may be given files of the host to read and write without the daemon. Known once it is mounted.
   [[nodiscard]] bool hasPassthrough() const { return hasPassthrough_; }
-  // The kernel's number for a file of the host, to be given back by unregister. `file` is a descriptor opened with
-  // O_PATH; by which mode the kernel opens it is told by each handle's own flags.
+  // The kernel's number for a file of the host, to be given back by unregisterBacking. `file` is a descriptor opened
+  // with O_PATH; by which mode the kernel opens it is told by each handle's own flags.
   [[nodiscard]] Result<std::int32_t> registerBacking(int file) const;
   void unregisterBacking(std::int32_t identifier) const;
 
@@ -69,7 +70,8 @@ class KernelSession {
   bool isMounted_ = false;
   pthread_t loopThread_{};
   std::atomic<bool> hasEnded_ = false;
-  bool isPrivileged_ = false;
+  bool mayRegisterBacking_ = false;
+  std::function<void()> whenReady_;
   // The exchange of INIT, seen by the session's I/O functions before anything else.
   std::uint64_t initRequest_ = 0;
   std::uint32_t offeredFlags_ = 0;

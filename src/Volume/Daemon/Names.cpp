@@ -2,20 +2,34 @@
 #include "Volume/Daemon/Names.h"
 
 #include <fcntl.h>
-#include <linux/fs.h>
-#include <stdio.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
-#include <functional>
+#include <memory>
+#include <utility>
 
 #include "Platform/Linux/SystemCall.h"
-#include "Volume/Daemon/Operations.h"
-#include "Volume/Daemon/Reply.h"
+#include "Platform/Linux/VolumeProtocol.h"
+#include "Platform/ReservedNames.h"
+#include "Volume/Daemon/FileForm.h"
+#include "Volume/Daemon/Inodes.h"
 
-namespace quillbrook {
+namespace quillbrook::Names {
 
-namespace Names {
+bool isHidden(Volume& volume, const Node& folder, std::string_view name) {
+  return VolumeProtocol::isPrivate(&folder == &volume.nodes.root(), name);
+}
+
+bool isTransient(std::string_view name) {
+  return ReservedNames::isWorkFileName(name);
+}
+
+Result<Reply::Entry> find(Volume& volume, Node& folder, int descriptor, const char* name) {
+  struct stat status{};
+  if (fstatat(descriptor, name, &status, AT_SYMLINK_NOFOLLOW) != 0) return SystemCall::failure();
+  const FileForm form = FileForm::at(descriptor, name, status);
+  Node& node = volume.nodes.acquire(folder, name, status);
+  return Reply::Entry{.node = node, .status = Inodes::shown(node, status, form), .isTransient = isTransient(name)};
+}
 
 Doomed doomed(Volume& volume, int descriptor, const char* name) {
   struct stat status{};
@@ -29,90 +43,4 @@ Doomed doomed(Volume& volume, int descriptor, const char* name) {
   return result;
 }
 
-}  // namespace Names
-
-namespace Operations {
-
-namespace {
-
-// The locks of one or two folders, in their order.
-class FolderLocks {
- public:
-  FolderLocks(Node& one, Node& other) NO_THREAD_SAFETY_ANALYSIS : first_(std::less<>()(&one, &other) ? one : other),
-                                                                  second_(std::less<>()(&one, &other) ? other : one) {
-    first_.lock.lock();
-    if (&first_ != &second_) second_.lock.lock();
-  }
-  ~FolderLocks() NO_THREAD_SAFETY_ANALYSIS {
-    if (&first_ != &second_) second_.lock.unlock();
-    first_.lock.unlock();
-  }
-  FolderLocks(const FolderLocks&) = delete;
-  FolderLocks& operator=(const FolderLocks&) = delete;
-
- private:
-  Node& first_;
-  Node& second_;
-};
-
-Result<void> removeName(Volume& volume, fuse_ino_t parent, const char* name, int flags) {
-  Node& folder = volume.node(parent);
-  if (Names::isHidden(volume, folder, name)) return std::unexpected(ErrorNumber::noEntry);
-  const auto descriptor = Inodes::descriptor(volume, folder);
-  if (!descriptor) return std::unexpected(descriptor.error());
-  const ExclusiveLock lock(folder.lock);
-  auto doomed = Names::doomed(volume, (*descriptor)->get(), name);
-  if (unlinkat((*descriptor)->get(), name, flags) != 0) return SystemCall::failure();
-  if (doomed.node) volume.nodes.unlinked(*doomed.node, folder, name, std::move(doomed.pin));
-  return {};
-}
-
-std::shared_ptr<Node> nodeAt(Volume& volume, int descriptor, const char* name) {
-  struct stat status{};
-  if (fstatat(descriptor, name, &status, AT_SYMLINK_NOFOLLOW) != 0) return nullptr;
-  return volume.nodes.find({.device = status.st_dev, .inode = status.st_ino});
-}
-
-}  // namespace
-
-void unlink(fuse_req_t request, fuse_ino_t parent, const char* name) {
-  Reply::answer(request, [&](Volume& volume) { return removeName(volume, parent, name, 0); });
-}
-
-void rmdir(fuse_req_t request, fuse_ino_t parent, const char* name) {
-  Reply::answer(request, [&](Volume& volume) { return removeName(volume, parent, name, AT_REMOVEDIR); });
-}
-
-void rename(fuse_req_t request, fuse_ino_t parent, const char* name, fuse_ino_t newParent, const char* newName,
-            unsigned flags) {
-  Reply::answer(request, [&](Volume& volume) -> Result<void> {
-    Node& from = volume.node(parent);
-    Node& to = volume.node(newParent);
-    if (Names::isHidden(volume, from, name)) return std::unexpected(ErrorNumber::noEntry);
-    if (Names::isHidden(volume, to, newName)) return std::unexpected(ErrorNumber::notPermitted);
-    const auto fromFolder = Inodes::descriptor(volume, from);
-    if (!fromFolder) return std::unexpected(fromFolder.error());
-    const auto toFolder = Inodes::descriptor(volume, to);
-    if (!toFolder) return std::unexpected(toFolder.error());
-    const int fromDescriptor = (*fromFolder)->get();
-    const int toDescriptor = (*toFolder)->get();
-
-    const FolderLocks locks(from, to);
-    const auto moved = nodeAt(volume, fromDescriptor, name);
-    auto replaced = Names::doomed(volume, toDescriptor, newName);
-    if (renameat2(fromDescriptor, name, toDescriptor, newName, flags) != 0) return SystemCall::failure();
-    if (moved == replaced.node && moved) return {};  // two names of one file: both stay
-    if (replaced.node) {
-      if ((flags & RENAME_EXCHANGE) != 0) {
-        volume.nodes.renamed(*replaced.node, to, newName, from, name);
-      } else {
-        volume.nodes.unlinked(*replaced.node, to, newName, std::move(replaced.pin));
-      }
-    }
-    if (moved) volume.nodes.renamed(*moved, from, name, to, newName);
-    return {};
-  });
-}
-
-}  // namespace Operations
-}  // namespace quillbrook
+}  // namespace quillbrook::Names

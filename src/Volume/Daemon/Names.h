@@ -17,7 +17,7 @@ namespace quillbrook::Names {
 
 // Finds or makes the node of `name`, counting one lookup. `descriptor` is the folder's; the caller holds its lock.
 [[nodiscard]] Result<Reply::Entry> find(Volume& volume, Node& folder, int descriptor, const char* name)
-    REQUIRES_SHARED(folder.lock);
+    QB_REQUIRES_SHARED(folder.lock);
 
 // What removing or replacing `name` does to the nodes: the one that it stands for, with a descriptor of its inode in
 // case that this is its last name.

@@ -4,31 +4,20 @@
 #include <sys/stat.h>
 #include <sys/types.h>
 
+#include <atomic>
 #include <cstdint>
-#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "Volume/Daemon/ContentVersion.h"
 #include "Volume/Daemon/InodeDescriptor.h"
+#include "Volume/Daemon/InodeKey.h"
 #include "Volume/Daemon/OpenFile.h"
-#include "Volume/Daemon/ThreadSafety.h"
+#include "Volume/Daemon/SharedMutex.h"
 
 namespace quillbrook {
-
-// Which inode of the backing file systems.
-struct InodeKey {
-  dev_t device = 0;
-  ino_t inode = 0;
-  friend bool operator==(const InodeKey&, const InodeKey&) = default;
-};
-
-struct InodeKeyHash {
-  std::size_t operator()(const InodeKey& key) const noexcept {
-    return std::hash<std::uint64_t>{}(key.inode ^ (key.device << 48U));
-  }
-};
 
 // One file or folder that the kernel knows. The kernel's number for it is its address.
 //
@@ -52,6 +41,7 @@ struct Node : std::enable_shared_from_this<Node> {
   struct Link {
     std::shared_ptr<Node> parent;
     std::string name;
+    friend bool operator==(const Link&, const Link&) = default;
   };
 
   Node(mode_t kindBits, ino_t number, std::uint64_t uniqueGeneration)
@@ -63,9 +53,13 @@ struct Node : std::enable_shared_from_this<Node> {
   const std::uint64_t generation;
 
   SharedMutex lock;
-  std::unique_ptr<OpenFile> open GUARDED_BY(lock);  // none while no handle is open
+  std::unique_ptr<OpenFile> open QB_GUARDED_BY(lock);  // none while no handle is open
   // What stood behind the pages that the kernel may still have, if they can be kept at the next open.
-  std::optional<ContentVersion> cachedVersion GUARDED_BY(lock);
+  std::optional<ContentVersion> cachedVersion QB_GUARDED_BY(lock);
+
+  // The kernel lets programs write, perhaps by a map that outlives its handle, without telling anybody of the times
+  // that this changes: it must not keep attributes.
+  std::atomic<bool> isWrittenPastDaemon = false;
 
   // Guarded by the node table's mutex.
   InodeKey key;
@@ -74,23 +68,6 @@ struct Node : std::enable_shared_from_this<Node> {
   std::uint64_t childCount = 0;  // links of other nodes whose parent this is
   std::vector<Link> links;
   SharedDescriptor pinned;  // what has lost its last known name
-};
-
-// Shares the lock of what has content: a regular file. The inode of anything else is the same as long as the node
-// lives, and a folder's lock must not be held while its path is resolved.
-class InodeLock {
- public:
-  explicit InodeLock(Node& node) NO_THREAD_SAFETY_ANALYSIS : node_(node) {
-    if (S_ISREG(node_.kind)) node_.lock.lockShared();
-  }
-  ~InodeLock() NO_THREAD_SAFETY_ANALYSIS {
-    if (S_ISREG(node_.kind)) node_.lock.unlockShared();
-  }
-  InodeLock(const InodeLock&) = delete;
-  InodeLock& operator=(const InodeLock&) = delete;
-
- private:
-  Node& node_;
 };
 
 }  // namespace quillbrook

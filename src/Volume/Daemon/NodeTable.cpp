@@ -38,7 +38,9 @@ Node& NodeTable::acquire(Node& parent, std::string_view name, const struct stat&
     found = nodes_.end();
   }
   if (found == nodes_.end()) {
-    const ino_t shown = borrowedNumbers_.contains(key) ? inventedNumber_++ : key.inode;
+    // A folder keeps its own, by which the file layer knows it beneath the mount; nobody takes it for a link of a file.
+    const bool isTaken = kind != S_IFDIR && borrowedNumbers_.contains(key);
+    const ino_t shown = isTaken ? inventedNumber_++ : key.inode;
     found = nodes_.insert_or_assign(key, std::make_shared<Node>(kind, shown, ++generation_)).first;
     found->second->key = key;
   }
@@ -111,12 +113,14 @@ void NodeTable::replaced(Node& target, const InodeKey& key, SharedDescriptor pin
   ended.descriptors.push_back(descriptors_.take(target));
 }
 
+// NOLINTNEXTLINE(readability-convert-member-functions-to-static): the lock that it requires is the table's
 void NodeTable::addLink(Node& node, Node& parent, std::string_view name) {
   ++parent.childCount;
   node.links.push_back({.parent = parent.shared_from_this(), .name = std::string(name)});
   node.pinned.reset();
 }
 
+// NOLINTNEXTLINE(readability-convert-member-functions-to-static): the lock that it requires is the table's
 std::shared_ptr<Node> NodeTable::removeLink(Node& node, const Node& parent, std::string_view name) {
   const auto found = std::ranges::find_if(node.links, linkTo(parent, name));
   if (found == node.links.end()) return nullptr;

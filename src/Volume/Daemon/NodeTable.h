@@ -11,6 +11,7 @@
 #include <unordered_set>
 #include <vector>
 
+#include "Platform/Mutex.h"
 #include "Volume/Daemon/DescriptorCache.h"
 #include "Volume/Daemon/Node.h"
 
@@ -39,6 +40,7 @@ class NodeTable {
     SharedDescriptor pinned;
     std::vector<Node::Link> links;
     bool isCurrent = true;
+    friend bool operator==(const Whereabouts&, const Whereabouts&) = default;
   };
   [[nodiscard]] Whereabouts whereabouts(const Node& node);
 
@@ -58,21 +60,21 @@ class NodeTable {
     std::vector<SharedDescriptor> descriptors;
   };
 
-  void addLink(Node& node, Node& parent, std::string_view name) REQUIRES(mutex_);
+  void addLink(Node& node, Node& parent, std::string_view name) QB_REQUIRES(mutex_);
   // The removed link's parent, which the caller gives to `retire` once it has no use for the node any more.
-  std::shared_ptr<Node> removeLink(Node& node, const Node& parent, std::string_view name) REQUIRES(mutex_);
-  void retire(std::shared_ptr<Node> node, Ended& ended) REQUIRES(mutex_);
-  void setAside(Node& node, Ended& ended) REQUIRES(mutex_);
+  std::shared_ptr<Node> removeLink(Node& node, const Node& parent, std::string_view name) QB_REQUIRES(mutex_);
+  void retire(std::shared_ptr<Node> node, Ended& ended) QB_REQUIRES(mutex_);
+  void setAside(Node& node, Ended& ended) QB_REQUIRES(mutex_);
 
   DescriptorCache& descriptors_;
   Mutex mutex_;
-  std::unordered_map<InodeKey, std::shared_ptr<Node>, InodeKeyHash> nodes_ GUARDED_BY(mutex_);
+  std::unordered_map<InodeKey, std::shared_ptr<Node>, InodeKeyHash> nodes_ QB_GUARDED_BY(mutex_);
   // Nodes whose inode the table knows by another node: they live until the kernel forgets them.
-  std::unordered_map<const Node*, std::shared_ptr<Node>> aside_ GUARDED_BY(mutex_);
+  std::unordered_map<const Node*, std::shared_ptr<Node>> aside_ QB_GUARDED_BY(mutex_);
   // Numbers shown by nodes that are another inode by now: the host may give them to new files.
-  std::unordered_set<InodeKey, InodeKeyHash> borrowedNumbers_ GUARDED_BY(mutex_);
-  std::uint64_t generation_ GUARDED_BY(mutex_) = 0;
-  ino_t inventedNumber_ GUARDED_BY(mutex_) = ino_t{1} << 62U;
+  std::unordered_set<InodeKey, InodeKeyHash> borrowedNumbers_ QB_GUARDED_BY(mutex_);
+  std::uint64_t generation_ QB_GUARDED_BY(mutex_) = 0;
+  ino_t inventedNumber_ QB_GUARDED_BY(mutex_) = ino_t{1} << 62U;
   std::shared_ptr<Node> root_;
 };
 

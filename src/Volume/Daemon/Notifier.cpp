@@ -6,7 +6,7 @@
 namespace quillbrook {
 
 Notifier::Notifier(KernelSession& kernel)
-    : kernel_(kernel), thread_([this](std::stop_token stop) { run(std::move(stop)); }) {}
+    : kernel_(kernel), thread_([this](const std::stop_token& stop) { run(stop); }) {}
 
 Notifier::~Notifier() = default;
 
@@ -31,7 +31,7 @@ void Notifier::post(Message message) {
   filled_.notify_one();
 }
 
-void Notifier::run(std::stop_token stop) {
+void Notifier::run(const std::stop_token& stop) {
   std::unique_lock lock(mutex_);
   while (filled_.wait(lock, stop, [this] { return !messages_.empty(); })) {
     const Message message = std::move(messages_.front());

@@ -42,7 +42,7 @@ class Notifier {
   using Message = std::variant<Attributes, Name>;
 
   void post(Message message);
-  void run(std::stop_token stop);
+  void run(const std::stop_token& stop);
 
   KernelSession& kernel_;
   std::mutex mutex_;

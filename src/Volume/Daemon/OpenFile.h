@@ -1,52 +1,14 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <sys/stat.h>
-
 #include <cstdint>
 #include <memory>
-#include <vector>
 
-#include "Platform/Linux/BackingFile.h"
 #include "Platform/Linux/FileDescriptor.h"
 #include "Volume/Daemon/InodeDescriptor.h"
-#include "Volume/Daemon/ThreadSafety.h"
+#include "Volume/Daemon/Reading.h"
 
 namespace quillbrook {
-
-// Enough to tell whether pages that the kernel cached earlier still show the content.
-struct ContentVersion {
-  ino_t inode = 0;
-  std::int64_t seconds = 0;
-  std::int64_t nanoseconds = 0;
-  std::uint64_t byteCount = 0;  // logical
-  friend bool operator==(const ContentVersion&, const ContentVersion&) = default;
-};
-
-// How the kernel serves a handle. While a file has `passthrough` handles the kernel refuses every other mode; `direct`
-// ones, for those who only lock the file, go with `cached` ones.
-enum class HandleMode : std::uint8_t { cached, passthrough, direct };
-
-// One open handle, as the kernel holds it.
-struct Handle {
-  bool isWriter = false;
-  bool isAppending = false;
-  HandleMode mode = HandleMode::cached;
-};
-
-// What readers of one file share: its content, and scratch space for decoding.
-class Reading {
- public:
-  explicit Reading(std::unique_ptr<const BackingFile> file) : file_(std::move(file)) {}
-
-  [[nodiscard]] const BackingFile& file() const { return *file_; }
-  [[nodiscard]] Result<std::size_t> read(std::uint64_t offset, std::span<std::uint8_t> destination);
-
- private:
-  std::unique_ptr<const BackingFile> file_;
-  Mutex mutex_;
-  std::vector<ContainerReader::Scratch> idle_ GUARDED_BY(mutex_);
-};
 
 // One file while handles are open on it.
 struct OpenFile {
@@ -58,6 +20,8 @@ struct OpenFile {
   std::uint64_t cachedCount = 0;
   std::uint64_t passthroughCount = 0;
   std::uint64_t directCount = 0;
+  // Somebody who is neither root nor the owner writes past the daemon: set-id bits may not come back meanwhile.
+  bool hasForeignWriter = false;
   // While passthroughCount is not 0: what the kernel serves the file from, and its number for it.
   SharedDescriptor backing;
   std::int32_t backingIdentifier = 0;

@@ -5,6 +5,7 @@
 #include <array>
 #include <charconv>
 #include <string_view>
+#include <utility>
 
 namespace quillbrook {
 
@@ -36,9 +37,15 @@ void addMountOptions(Options& options, std::string_view list) {
   }
 }
 
+using Reason = OptionsError::Reason;
+
+std::unexpected<OptionsError> failure(Reason reason, std::string argument = {}) {
+  return std::unexpected(OptionsError{.reason = reason, .argument = std::move(argument)});
+}
+
 }  // namespace
 
-std::expected<Options, std::string> Options::parse(std::span<const std::string> arguments) {
+std::expected<Options, OptionsError> Options::parse(std::span<const std::string> arguments) {
   Options options;
   std::vector<std::string> paths;
   bool onlyPaths = false;
@@ -54,32 +61,34 @@ std::expected<Options, std::string> Options::parse(std::span<const std::string> 
     } else if (argument == "--") {
       onlyPaths = true;
     } else if (argument == "-h" || argument == "--help") {
-      return std::unexpected(std::string());
+      return failure(Reason::helpWanted);
     } else if (argument == "-f") {
       options.foreground = true;
     } else if (argument.starts_with("--fd")) {
       const auto text = value("--fd");
       options.deviceDescriptor = text ? number(*text) : std::nullopt;
-      if (!options.deviceDescriptor) return std::unexpected("--fd needs the number of a descriptor");
+      if (!options.deviceDescriptor) return failure(Reason::descriptorMissing);
     } else if (argument == "-o") {
       const auto list = value("-o");
-      if (!list) return std::unexpected("-o needs a list of options");
+      if (!list) return failure(Reason::listMissing);
       addMountOptions(options, *list);
     } else if (argument.starts_with("-o")) {
       addMountOptions(options, std::string_view(argument).substr(2));
     } else if (argument == "-t") {
-      if (!value("-t")) return std::unexpected("-t needs a type");
+      if (!value("-t")) return failure(Reason::typeMissing);
     } else if (argument != "-n" && argument != "-s" && argument != "-v") {  // mount(8) hands these to its helpers
-      return std::unexpected("unknown option " + argument);
+      return failure(Reason::unknownOption, argument);
     }
   }
-  if (paths.empty() || paths.size() > 2) return std::unexpected("one folder is needed, or a folder and a mount point");
+  // An empty name would mean the current folder.
+  if (paths.empty() || paths.size() > 2 || paths.front().empty() || paths.back().empty())
+    return failure(Reason::wrongPathCount);
   options.source = FilePath(paths.front());
   options.mountPoint = FilePath(paths.back());
   constexpr std::string_view descriptorPath = "/dev/fd/";
   if (paths.size() == 2 && paths.back().starts_with(descriptorPath)) {
     options.deviceDescriptor = number(std::string_view(paths.back()).substr(descriptorPath.size()));
-    if (!options.deviceDescriptor) return std::unexpected("no descriptor: " + paths.back());
+    if (!options.deviceDescriptor) return failure(Reason::notADescriptor, paths.back());
   }
   return options;
 }

@@ -5,10 +5,10 @@
 #include <optional>
 #include <span>
 #include <string>
-#include <variant>
 #include <vector>
 
 #include "Platform/FilePath.h"
+#include "Volume/Daemon/OptionsError.h"
 
 namespace quillbrook {
 
@@ -30,9 +30,8 @@ struct Options {
       "  --fd N     serve the mount whose /dev/fuse is open as descriptor N; so does the mount point /dev/fd/N\n"
       "  -o ...     options of the mount: ro, allow_other, noatime, ...\n";
 
-  // From the arguments after the program's name. The failure says what is wrong with them, in words; it is empty when
-  // help was asked for.
-  [[nodiscard]] static std::expected<Options, std::string> parse(std::span<const std::string> arguments);
+  // From the arguments after the program's name.
+  [[nodiscard]] static std::expected<Options, OptionsError> parse(std::span<const std::string> arguments);
 };
 
 }  // namespace quillbrook

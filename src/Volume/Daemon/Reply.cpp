@@ -53,12 +53,12 @@ fuse_entry_param parameters(Volume& volume, const Entry& entry) {
   return {.ino = volume.number(entry.node),
           .generation = entry.node.generation,
           .attr = entry.status,
-          .attr_timeout = timeout,
+          .attr_timeout = entry.node.isWrittenPastDaemon ? 0.0 : timeout,
           .entry_timeout = timeout};
 }
 
 void send(fuse_req_t request, Volume& volume, const Attributes& reply) {
-  fuse_reply_attr(request, &reply.status, volume.timeout());
+  fuse_reply_attr(request, &reply.status, reply.isTransient ? 0.0 : volume.timeout());
 }
 
 void send(fuse_req_t request, Volume& volume, const Entry& reply) {

@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "Platform/ErrorNumber.h"
+#include "Volume/Daemon/Handle.h"
 #include "Volume/Daemon/KernelProtocol.h"
 #include "Volume/Daemon/Volume.h"
 
@@ -18,6 +19,7 @@ namespace quillbrook::Reply {
 
 struct Attributes {
   struct stat status;
+  bool isTransient = false;  // may change without the kernel being told: not to be kept
 };
 // Counts one lookup of `node`.
 struct Entry {
@@ -74,7 +76,7 @@ void send(fuse_req_t request, Volume& volume, const FileSystemStatus& reply);
 // above.
 template <typename Operation>
 void answer(fuse_req_t request, Operation&& operation) {
-  Volume& volume = *static_cast<Volume*>(fuse_req_userdata(request));
+  Volume& volume = Volume::of(request);
   auto result = std::forward<Operation>(operation)(volume);
   if (!result) {
     fuse_reply_err(request, result.error().value);

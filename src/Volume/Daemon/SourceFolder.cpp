@@ -3,52 +3,56 @@
 
 #include <fcntl.h>
 
-#include <cerrno>
+#include <utility>
 
 #include "Platform/Linux/FolderPath.h"
 #include "Platform/Linux/MountTable.h"
+#include "Platform/Linux/PrivateFolder.h"
+#include "Platform/Linux/SystemCall.h"
 #include "Platform/Linux/VolumeNesting.h"
 #include "Platform/Linux/VolumeProtocol.h"
-#include "Volume/Expansion/PrivateFolder.h"
 
 namespace quillbrook {
 
 namespace {
 
-std::string words(const std::string& what) {
-  return what + ": " + ErrorNumber{errno}.text();
+std::unexpected<SourceError> systemFailure(std::string action, const FilePath& folder, ErrorNumber reason) {
+  return std::unexpected<SourceError>(
+      SourceErrors::SystemFailure{.action = std::move(action), .folder = folder, .reason = reason});
 }
 
-// What of the volumes in the mount table speaks against `source`.
-std::optional<std::string> conflict(const FilePath& source) {
+// Refuses if a volume in the mount table lies in `source`, or `source` in it.
+std::expected<void, SourceError> checkNesting(const FilePath& source) {
   const auto table = MountTable::read();
-  if (!table) return "cannot read the mount table: " + table.error().text();
+  if (!table) return systemFailure("look for volumes around", source, table.error());
   for (const MountEntry& entry : *table) {
     if (entry.type != VolumeProtocol::mountType) continue;
-    const auto nesting = VolumeNesting::find(source, FilePath(entry.mountPoint), FilePath(entry.source));
+    const FilePath volume(entry.mountPoint);
+    const auto nesting = VolumeNesting::find(source, volume, FilePath(entry.source));
     if (!nesting) continue;
-    return source.displayText() + (nesting->isInside ? " lies inside" : " holds") + " the volume at " +
-           FilePath(entry.mountPoint).displayText() + ": unmount that one first";
+    return std::unexpected(SourceErrors::Nested{.folder = source, .volume = volume, .isInside = nesting->isInside});
   }
-  return std::nullopt;
+  return {};
 }
 
-std::expected<std::optional<SourceLock>, std::string> lockSource(int source, bool isReadOnly) {
-  const auto failed = [](ErrorNumber reason) {
-    return std::unexpected("cannot make the volume's own folder: " + reason.text());
-  };
+// Nothing for what cannot be locked and need not be: a folder that nobody can change.
+std::expected<std::optional<SourceLock>, SourceError> lockSource(const FilePath& path, int source, bool isReadOnly) {
+  constexpr const char* making = "make the volume's own folder in";
   if (isReadOnly) {
     const auto folder = PrivateFolder::open(source);
-    if (!folder && (folder.error() == ErrorNumber{EROFS} || folder.error() == ErrorNumber{EACCES})) return std::nullopt;
-    if (!folder) return failed(folder.error());
+    if (!folder && (folder.error() == ErrorNumber::readOnly || folder.error() == ErrorNumber::accessDenied)) {
+      return std::nullopt;
+    }
+    if (!folder && folder.error() != ErrorNumber::notPermitted) return systemFailure(making, path, folder.error());
   }
   auto lock = SourceLock::acquire(source);
-  if (!lock && lock.error() == ErrorNumber::wouldBlock) {
-    return std::unexpected("another daemon serves this folder, or `quillbrookctl volume restore` is at work in it");
+  if (!lock && lock.error() == ErrorNumber::wouldBlock) return std::unexpected(SourceErrors::Served{.folder = path});
+  if (!lock && (lock.error() == ErrorNumber::notPermitted || lock.error() == ErrorNumber::accessDenied)) {
+    return std::unexpected(SourceErrors::ForeignPrivateFolder{.folder = path});
   }
-  if (!lock) return std::unexpected("cannot lock the folder: " + lock.error().text());
+  if (!lock) return systemFailure("lock", path, lock.error());
   // Without a place for redo copies no compressed file could ever be written to.
-  if (const auto redo = PrivateFolder::openRedo(source); !redo) return failed(redo.error());
+  if (const auto redo = PrivateFolder::openRedo(source); !redo) return systemFailure(making, path, redo.error());
   return std::move(*lock);
 }
 
@@ -59,27 +63,31 @@ bool isSameFolder(const FilePath& path, const struct stat& status) {
 
 }  // namespace
 
-std::expected<SourceFolder, std::string> SourceFolder::open(const Options& options) {
+std::expected<SourceFolder, SourceError> SourceFolder::open(const Options& options) {
   SourceFolder folder;
-  FileDescriptor descriptor(::open(options.source.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (!descriptor.isOpen()) return std::unexpected(words(options.source.displayText()));
-  if (fstat(descriptor.get(), &folder.status) != 0) return std::unexpected(words(options.source.displayText()));
+  auto descriptor = SystemCall::openAt(AT_FDCWD, options.source.c_str(), O_RDONLY | O_DIRECTORY);
+  if (!descriptor) {
+    return std::unexpected(SourceErrors::NotAFolder{.path = options.source, .reason = descriptor.error()});
+  }
+  const auto status = SystemCall::status(descriptor->get());
+  if (!status) return std::unexpected(SourceErrors::NotAFolder{.path = options.source, .reason = status.error()});
+  folder.status = *status;
 
-  const auto path = FolderPath::of(descriptor.get());
-  if (!path) return std::unexpected("cannot tell where the folder lies: " + path.error().text());
+  const auto path = FolderPath::of(descriptor->get());
+  if (!path) return systemFailure("tell the whole path of", options.source, path.error());
   folder.path = path->bytes();
 
   if (options.deviceDescriptor) {
     // Mounted already, and nobody answers there before this daemon does: the mount point must not be touched.
     folder.isInPlace = options.mountPoint == options.source || options.mountPoint.bytes() == folder.path;
   } else {
-    if (auto reason = conflict(*path)) return std::unexpected(std::move(*reason));
+    if (auto done = checkNesting(*path); !done) return std::unexpected(std::move(done.error()));
     folder.isInPlace = isSameFolder(options.mountPoint, folder.status);
   }
-  auto lock = lockSource(descriptor.get(), options.readOnly);
+  auto lock = lockSource(*path, descriptor->get(), options.readOnly);
   if (!lock) return std::unexpected(std::move(lock.error()));
   folder.lock = std::move(*lock);
-  folder.descriptor = std::make_shared<InodeDescriptor>(std::move(descriptor));
+  folder.descriptor = std::make_shared<InodeDescriptor>(std::move(*descriptor));
   return folder;
 }
 

@@ -10,6 +10,7 @@
 #include "Platform/Linux/FileDescriptor.h"
 #include "Volume/Daemon/InodeDescriptor.h"
 #include "Volume/Daemon/Options.h"
+#include "Volume/Daemon/SourceError.h"
 #include "Volume/Expansion/SourceLock.h"
 
 namespace quillbrook {
@@ -23,8 +24,7 @@ struct SourceFolder {
   bool isInPlace = false;
 
   // Opens and locks it. Refuses a folder inside a volume, one that holds a volume, and one that another daemon serves.
-  // The failure is in words.
-  [[nodiscard]] static std::expected<SourceFolder, std::string> open(const Options& options);
+  [[nodiscard]] static std::expected<SourceFolder, SourceError> open(const Options& options);
 };
 
 }  // namespace quillbrook

@@ -15,10 +15,4 @@ Volume::Volume(Options chosen, SourceFolder folder, std::size_t descriptorCapaci
       nodes(source.status, source.descriptor, descriptors),
       notifier(kernel) {}
 
-off_t FileForm::byteCount(off_t raw) const {
-  if (!state || isDamaged) return raw;
-  if (state->isUnderConstruction()) return 0;
-  return state->isSealed() ? static_cast<off_t>(state->logicalByteCount) : raw;
-}
-
 }  // namespace quillbrook

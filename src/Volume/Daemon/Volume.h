@@ -2,12 +2,9 @@
 #pragma once
 
 #include <fuse_lowlevel.h>
-#include <sys/stat.h>
 
-#include <cstdint>
-#include <optional>
+#include <cstddef>
 
-#include "Container/ContainerState.h"
 #include "Volume/Daemon/DescriptorCache.h"
 #include "Volume/Daemon/KernelSession.h"
 #include "Volume/Daemon/Node.h"
@@ -21,6 +18,9 @@ namespace quillbrook {
 // Everything that one mounted volume consists of. The operations work on it, any number at once.
 struct Volume {
   Volume(Options chosen, SourceFolder folder, std::size_t descriptorCapacity);
+
+  // Whom a request is for.
+  [[nodiscard]] static Volume& of(fuse_req_t request) { return *static_cast<Volume*>(fuse_req_userdata(request)); }
 
   const Options options;
   const SourceFolder source;
@@ -44,35 +44,4 @@ struct Volume {
   }
 };
 
-// In which form a file's content stands.
-struct FileForm {
-  std::optional<ContainerState> state;
-  bool isDamaged = false;  // a state is there, but cannot be read
-
-  // Whether the inode's own bytes are not its content.
-  [[nodiscard]] bool isOrdinary() const {
-    return !isDamaged && (!state || (!state->isSealed() && !state->isUnderConstruction()));
-  }
-  // The size that programs see.
-  [[nodiscard]] off_t byteCount(off_t raw) const;
-};
-
-// From nodes to inodes.
-namespace Inodes {
-
-// The node's inode, reached through the descriptors of the folders above it and verified to be this very inode; no link
-// is followed on the way. O_PATH, kept for later. Not to be called with a folder's lock held.
-[[nodiscard]] Result<SharedDescriptor> descriptor(Volume& volume, Node& node);
-// The same, opened anew with `flags`. For regular files and folders.
-[[nodiscard]] Result<FileDescriptor> open(Volume& volume, Node& node, int flags);
-
-[[nodiscard]] FileForm formOf(int file);
-// Of what stands at `name` in a folder.
-[[nodiscard]] FileForm formAt(int folder, const char* name, const struct stat& status);
-
-// What programs see of it. `status` is the inode's own.
-[[nodiscard]] struct stat shown(const Node& node, const struct stat& status, const FileForm& form);
-[[nodiscard]] Result<struct stat> attributes(Volume& volume, Node& node);
-
-}  // namespace Inodes
 }  // namespace quillbrook

@@ -54,7 +54,9 @@ int waitUntilReady(pid_t child, const FileDescriptor& ready) {
 void announce(FileDescriptor& ready) {
   if (!ready.isOpen()) return;
   const FileDescriptor nowhere(open("/dev/null", O_RDWR | O_CLOEXEC));
-  for (const int standard : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) dup2(nowhere.get(), standard);
+  for (const int standard : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    if (nowhere.isOpen()) dup2(nowhere.get(), standard);
+  }
   const char byte = 0;
   const bool isHeard = SystemCall::retrying([&] { return write(ready.get(), &byte, 1); }) == 1;
   ready.reset();
@@ -99,7 +101,7 @@ class SignalThread {
 int serve(const Options& options, FileDescriptor ready) {
   auto source = SourceFolder::open(options);
   if (!source) {
-    complain(source.error());
+    complain(sentence(source.error()));
     return 1;
   }
   if (!options.readOnly) {
@@ -111,26 +113,33 @@ int serve(const Options& options, FileDescriptor ready) {
           {static_cast<std::int64_t>(recovery.found - recovery.settled), static_cast<std::int64_t>(recovery.found)});
     }
   }
-  const std::string name = source->path;
   const sigset_t signals = endingSignals();
   pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-  signal(SIGIO, SIG_IGN);  // what the end of a lease sends
-  signal(SIGPIPE, SIG_IGN);
+  // SIGIO is what the end of a lease sends, SIGXFSZ a limit of the daemon's own: whoever asked for more is told that it
+  // is too much. Of these signals it cannot fail.
+  for (const int ignored : {SIGIO, SIGPIPE, SIGXFSZ}) {
+    [[maybe_unused]] const auto former = signal(ignored, SIG_IGN);
+  }
   umask(0);
   if (chdir("/") != 0) {
-    complain("cannot go to the root folder: " + ErrorNumber{errno}.text());
+    const ErrorNumber reason{errno};
+    complain("cannot go to the root folder: " + reason.text());
     return 1;
   }
 
   Volume volume(options, std::move(*source), descriptorCapacity());
-  volume.kernel.whenReady = [&ready] { announce(ready); };
-  if (const auto mounted = volume.kernel.mount(options, name, Operations::table(), &volume); !mounted) {
+  const auto mounted = volume.kernel.mount(volume, Operations::table(), [&ready] { announce(ready); });
+  if (!mounted) {
     complain("cannot mount " + options.mountPoint.displayText() + ": " + mounted.error().text());
     return 1;
   }
   const SignalThread thread(volume.kernel);
   const auto served = volume.kernel.serve();
-  if (served) return 0;
+  if (served) {
+    // Another user may be the next to mount it.
+    if (volume.source.lock) volume.source.lock->removePrivateFolder();
+    return 0;
+  }
   complain("serving " + options.mountPoint.displayText() + " has ended: " + served.error().text());
   volumeLog.write(LogLevel::error, "serving has ended: %{public}s", {served.error().text()});
   return 1;
@@ -141,8 +150,8 @@ int serve(const Options& options, FileDescriptor ready) {
 int run(std::span<const std::string> arguments) {
   auto options = Options::parse(arguments);
   if (!options) {
-    const bool isHelp = options.error().empty();
-    if (!isHelp) complain(options.error());
+    const bool isHelp = options.error().reason == OptionsError::Reason::helpWanted;
+    if (!isHelp) complain(sentence(options.error()));
     (isHelp ? std::cout : std::cerr) << Options::usage;
     return isHelp ? 0 : 2;
   }
@@ -151,7 +160,8 @@ int run(std::span<const std::string> arguments) {
     if (!path->bytes().starts_with('/')) {
       std::array<char, PATH_MAX> folder{};
       if (getcwd(folder.data(), folder.size()) == nullptr) {
-        complain("cannot tell what folder " + path->displayText() + " is in: " + ErrorNumber{errno}.text());
+        const ErrorNumber reason{errno};
+        complain("cannot tell what folder " + path->displayText() + " is in: " + reason.text());
         return 1;
       }
       *path = FilePath(folder.data()).appending(path->bytes());
@@ -161,14 +171,16 @@ int run(std::span<const std::string> arguments) {
 
   std::array<int, 2> ends{};
   if (pipe2(ends.data(), O_CLOEXEC) != 0) {
-    complain("cannot go to the background: " + ErrorNumber{errno}.text());
+    const ErrorNumber reason{errno};
+    complain("cannot go to the background: " + reason.text());
     return 1;
   }
   FileDescriptor readEnd(ends[0]);
   FileDescriptor writeEnd(ends[1]);
   const pid_t child = fork();
   if (child < 0) {
-    complain("cannot go to the background: " + ErrorNumber{errno}.text());
+    const ErrorNumber reason{errno};
+    complain("cannot go to the background: " + reason.text());
     return 1;
   }
   if (child > 0) {

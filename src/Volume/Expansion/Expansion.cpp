@@ -14,10 +14,10 @@
 #include "Container/ContainerReader.h"
 #include "Platform/Linux/DescriptorSource.h"
 #include "Platform/Linux/FileDescriptor.h"
+#include "Platform/Linux/PrivateFolder.h"
+#include "Platform/Linux/RedoRecord.h"
 #include "Platform/Linux/StoredState.h"
 #include "Platform/Linux/SystemCall.h"
-#include "Volume/Expansion/PrivateFolder.h"
-#include "Volume/Expansion/RedoRecord.h"
 #include "Volume/Expansion/SparseCopy.h"
 
 namespace quillbrook::Expansion {
@@ -97,7 +97,7 @@ Result<void> nameCopy(int file, const ContainerState& before, const ContainerSta
 
 }  // namespace
 
-Result<void> expand(int source, int file, const ContainerState& state) {
+Result<void> expand(int source, int file, const ContainerState& state, const std::stop_token& stop) {
   const auto status = SystemCall::status(file);
   if (!status) return std::unexpected(status.error());
   if (static_cast<std::uint64_t>(status->st_size) != state.rawByteCount()) {
@@ -113,10 +113,12 @@ Result<void> expand(int source, int file, const ContainerState& state) {
   if (!folder) return std::unexpected(folder.error());
   auto copy = createCopy(folder->get());
   if (!copy) return std::unexpected(copy.error());
+  if (const auto done = SparseCopy::decode(**reader, copy->get(), stop); !done) return done;
+  // Last, so that a copy which was never complete is known by having none.
   if (const auto done = record->write(copy->get()); !done) return done;
-  if (const auto done = SparseCopy::decode(**reader, copy->get()); !done) return done;
   if (const auto done = sync(copy->get()); !done) return done;
   if (const auto done = sync(folder->get()); !done) return done;
+  if (stop.stop_requested()) return std::unexpected(ErrorNumber::cancelled);
   if (const auto done = SparseCopy::reserve(file, copy->get(), state.logicalByteCount); !done) {
     abandon(file, state, *record);
     return done;
@@ -165,6 +167,10 @@ Result<void> finish(int source, int file, const ContainerState& state) {
   }
   const auto record = RedoRecord::read(copy->get());
   if (!record) return std::unexpected(record.error());
+  // A state that somebody made up must not bring another file's content here.
+  const auto target = SystemCall::status(file);
+  if (!target) return std::unexpected(target.error());
+  if (record->inode != target->st_ino) return std::unexpected(ErrorNumber::inputOutput);
   return complete(folder->get(), file, copy->get(), *record, state);
 }
 

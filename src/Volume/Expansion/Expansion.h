@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <stop_token>
+
 #include "Container/ContainerState.h"
 #include "Platform/ErrorNumber.h"
-#include "Volume/Expansion/RedoRecord.h"
+#include "Platform/Linux/RedoRecord.h"
 
 // Turns a container back into an ordinary file in place, so that its inode, hard links, open handles, attributes and
 // owner stay. The order makes it safe at every moment: the decoded content is written to a redo copy in the volume's
@@ -14,8 +16,9 @@ namespace quillbrook::Expansion {
 
 // `source` is a descriptor of the volume's source folder, `file` one of the container, open for reading and writing.
 // Access and modification times stay. Runs of zeros come back as holes. `noSpace` and every other failure before the
-// copy is named leave the container as it was. `inputOutput` if the container is damaged or has surplus bytes.
-[[nodiscard]] Result<void> expand(int source, int file, const ContainerState& state);
+// copy is named leave the container as it was. `inputOutput` if the container is damaged or has surplus bytes;
+// `cancelled` after a stop, which counts until the copy is named.
+[[nodiscard]] Result<void> expand(int source, int file, const ContainerState& state, const std::stop_token& stop = {});
 
 // The same for a file that becomes empty: nothing is decoded, no copy is needed.
 [[nodiscard]] Result<void> expandToNothing(int file, const ContainerState& state);

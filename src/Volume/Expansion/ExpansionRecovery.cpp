@@ -15,13 +15,14 @@
 #include "Platform/Linux/FolderListing.h"
 #include "Platform/Linux/FolderPath.h"
 #include "Platform/Linux/ParsedNumber.h"
+#include "Platform/Linux/PrivateFolder.h"
+#include "Platform/Linux/RedoRecord.h"
 #include "Platform/Linux/StoredState.h"
 #include "Platform/Linux/SystemCall.h"
 #include "Platform/Linux/VolumeProtocol.h"
 #include "Volume/Expansion/Expansion.h"
 #include "Volume/Expansion/FolderWalk.h"
-#include "Volume/Expansion/PrivateFolder.h"
-#include "Volume/Expansion/RedoRecord.h"
+#include "Volume/Expansion/SameContent.h"
 
 namespace quillbrook {
 namespace {
@@ -31,17 +32,20 @@ struct Copy {
   RedoRecord record;
   bool isSettled = false;
   ErrorNumber reason = ErrorNumber::noEntry;  // why not
+  std::optional<FilePath> differing;          // its file, if that holds something else
 };
-
-bool isTarget(const Copy& copy, const struct stat& status) {
-  return S_ISREG(status.st_mode) && status.st_dev == copy.record.device && status.st_ino == copy.record.inode;
-}
 
 class Recovery {
  public:
   explicit Recovery(int source) : source_(source), path_(FolderPath::of(source).value_or(FilePath("."))) {}
 
   RecoveryOutcome run() {
+    const auto source = SystemCall::status(source_);
+    if (!source) {
+      fail(path_, source.error());
+      return outcome_;
+    }
+    device_ = source->st_dev;
     auto redo = PrivateFolder::openRedo(source_);
     if (!redo) {
       fail(redoPath(), redo.error());
@@ -50,25 +54,29 @@ class Recovery {
     redo_ = std::move(*redo);
     if (const auto listed = readCopies(); !listed) fail(redoPath(), listed.error());
     for (Copy& copy : copies_) {
-      if (!copy.record.path.empty()) settle(source_, copy.record.path.c_str(), copy);
+      const std::string& path = copy.record.path;
+      if (!path.empty()) settle(source_, path.c_str(), path_.appending(path), copy);
     }
-    if (hasUnsettled()) search();
+    if (hasSought()) search();
     for (const Copy& copy : copies_) {
-      if (!copy.isSettled) fail(pathOf(copy), copy.reason);
+      if (!copy.isSettled) fail(pathOf(copy), copy.reason, copy.differing);
     }
     return outcome_;
   }
 
  private:
-  [[nodiscard]] FilePath redoPath() const {
-    return path_.appending(VolumeProtocol::privateFolder).appending(VolumeProtocol::redoFolder);
-  }
+  [[nodiscard]] FilePath redoPath() const { return PrivateFolder::redoPath(path_); }
   [[nodiscard]] FilePath pathOf(const Copy& copy) const {
     return redoPath().appending(std::to_string(copy.identifier));
   }
-  [[nodiscard]] bool hasUnsettled() const { return !std::ranges::all_of(copies_, &Copy::isSettled); }
-  void fail(FilePath place, ErrorNumber reason) {
-    outcome_.failures.push_back({.place = std::move(place), .reason = reason});
+  // By its number on the source's file system; devices are numbered anew with each mount.
+  [[nodiscard]] bool isTarget(const Copy& copy, const struct stat& status) const {
+    return S_ISREG(status.st_mode) && status.st_dev == device_ && status.st_ino == copy.record.inode;
+  }
+  static bool isSought(const Copy& copy) { return !copy.isSettled && !copy.differing; }
+  [[nodiscard]] bool hasSought() const { return std::ranges::any_of(copies_, isSought); }
+  void fail(FilePath place, ErrorNumber reason, std::optional<FilePath> file = {}) {
+    outcome_.failures.push_back({.place = std::move(place), .reason = reason, .file = std::move(file)});
   }
 
   Result<void> readCopies() {
@@ -81,7 +89,7 @@ class Recovery {
       const auto identifier = parsedNumber<std::uint32_t>((*entry)->name);
       if (!identifier || *identifier == 0) continue;
       ++outcome_.found;
-      if (const auto read = readCopy({.identifier = *identifier, .record = {}}); !read) {
+      if (const auto read = readCopy({.identifier = *identifier, .record = {}, .differing = {}}); !read) {
         fail(redoPath().appending((*entry)->name), read.error());
       }
     }
@@ -92,7 +100,7 @@ class Recovery {
         SystemCall::openAt(redo_.get(), std::to_string(copy.identifier).c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK);
     if (!file) return std::unexpected(file.error());
     auto record = RedoRecord::read(file->get());
-    // The record is the first thing that a copy gets: without one it was never named.
+    // The record is the last thing that a copy gets: without one it was never named.
     if (!record && record.error() == ErrorNumber::attributeMissing) return remove(copy);
     if (!record) return std::unexpected(record.error());
     copy.record = std::move(*record);
@@ -112,43 +120,59 @@ class Recovery {
     ++outcome_.settled;
   }
 
-  // If `folder`/`name` is the copy's target: completes its expansion, or removes a copy that its state does not name.
-  void settle(int folder, const char* name, Copy& copy) {
+  // If `folder`/`name` is the copy's target: completes its expansion, or removes a copy that it does not need.
+  void settle(int folder, const char* name, const FilePath& path, Copy& copy) {
     const auto done = [&]() -> Result<void> {
-      const auto file = SystemCall::openAt(folder, name, O_RDWR | O_NOFOLLOW | O_NONBLOCK);
+      const auto file = SystemCall::openBeneath(folder, name, O_RDWR | O_NONBLOCK);
       if (!file) return std::unexpected(file.error());
       const auto status = SystemCall::status(file->get());
       if (!status) return std::unexpected(status.error());
       if (!isTarget(copy, *status)) return std::unexpected(ErrorNumber::noEntry);
       const auto state = StoredState::read(file->get());
       if (!state) return std::unexpected(state.error());
-      if (*state && (*state)->redoIdentifier == copy.identifier) {
-        const auto finished = Expansion::finish(source_, file->get(), **state);
-        if (finished) markSettled(copy);
-        return finished;
+      if (*state && (*state)->redoIdentifier != 0) {
+        if (const auto finished = Expansion::finish(source_, file->get(), **state); !finished) return finished;
+        if ((*state)->redoIdentifier == copy.identifier) {
+          markSettled(copy);
+          return {};
+        }
+      } else if (*state && (*state)->isSealed() &&
+                 static_cast<std::uint64_t>(status->st_size) >= (*state)->rawByteCount()) {
+        // The container is all there; had rewriting it begun, its state would name the copy.
+        if (static_cast<std::uint64_t>(status->st_size) == (*state)->rawByteCount()) {
+          Expansion::abandon(file->get(), **state, copy.record);
+        }
+        return remove(copy);
       }
-      if (*state && (*state)->isSealed() && (*state)->redoIdentifier == 0 &&
-          static_cast<std::uint64_t>(status->st_size) == (*state)->rawByteCount()) {
-        Expansion::abandon(file->get(), **state, copy.record);
-      }
-      return remove(copy);
+      return removeIfHeld(copy, file->get(), path);
     }();
     if (!done) copy.reason = done.error();
+  }
+
+  Result<void> removeIfHeld(Copy& copy, int file, const FilePath& path) {
+    const auto held =
+        SystemCall::openAt(redo_.get(), std::to_string(copy.identifier).c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK);
+    if (!held) return std::unexpected(held.error());
+    const auto isSame = haveSameContent(file, held->get());
+    if (!isSame) return std::unexpected(isSame.error());
+    if (*isSame) return remove(copy);
+    copy.differing = path;
+    return {};
   }
 
   void search() {
     std::stop_source allSettled;
     std::vector<RecoveryOutcome::Failure> unreadable;
-    const FolderWalk::Visitor visitor{
-        .onFile =
-            [&](const WalkedFile& file) {
-              for (Copy& copy : copies_) {
-                if (!copy.isSettled && isTarget(copy, file.status)) settle(file.folder, file.name, copy);
-              }
-              if (!hasUnsettled()) allSettled.request_stop();
-            },
-        .onUnreadable = [&](const FilePath& path,
-                            ErrorNumber reason) { unreadable.push_back({.place = path, .reason = reason}); }};
+    const auto onFile = [&](const WalkedFile& file) {
+      for (Copy& copy : copies_) {
+        if (isSought(copy) && isTarget(copy, file.status)) settle(file.folder, file.name, file.path, copy);
+      }
+      if (!hasSought()) allSettled.request_stop();
+    };
+    const auto onUnreadable = [&](const FilePath& path, ErrorNumber reason) {
+      unreadable.push_back({.place = path, .reason = reason, .file = {}});
+    };
+    const FolderWalk::Visitor visitor{.onFile = onFile, .onUnreadable = onUnreadable};
     if (FolderWalk::walk(source_, path_, visitor, allSettled.get_token())) {
       std::ranges::move(unreadable, std::back_inserter(outcome_.failures));
     }
@@ -156,10 +180,19 @@ class Recovery {
 
   int source_;
   FilePath path_;
+  std::uint64_t device_ = 0;
   FileDescriptor redo_;
   std::vector<Copy> copies_;
   RecoveryOutcome outcome_;
 };
+
+std::string reason(const RecoveryOutcome::Failure& failure) {
+  if (failure.file) {
+    return "its file holds something else: " + failure.file->displayText() +
+           ". Compare the two, put the right content there, and remove the copy";
+  }
+  return failure.reason == ErrorNumber::noEntry ? "its file was not found" : failure.reason.text();
+}
 
 }  // namespace
 
@@ -170,8 +203,7 @@ std::string sentence(const RecoveryOutcome& outcome) {
                      "them is lost as long as the redo copies stay; put right what is told here and mount again, or "
                      "run `quillbrookctl volume restore`:";
   for (const RecoveryOutcome::Failure& failure : outcome.failures) {
-    text += "\n  " + failure.place.displayText() + ": " +
-            (failure.reason == ErrorNumber::noEntry ? "its file was not found" : failure.reason.text());
+    text += "\n  " + failure.place.displayText() + ": " + reason(failure);
   }
   return text;
 }

@@ -84,7 +84,7 @@ class Walk {
     }
     // Somebody moved the folder below away, or it cannot be left: what is left further up cannot be reached from here.
     for (; !levels_.empty(); levels_.pop_back()) {
-      if (!levels_.back().folders.empty()) visitor_.onUnreadable(levels_.back().path, ErrorNumber{ESTALE});
+      if (!levels_.back().folders.empty()) visitor_.onUnreadable(levels_.back().path, ErrorNumber::stale);
     }
   }
 

@@ -10,9 +10,9 @@
 #include <string>
 #include <utility>
 
+#include "Platform/Linux/PrivateFolder.h"
 #include "Platform/Linux/SystemCall.h"
 #include "Platform/Linux/VolumeProtocol.h"
-#include "Volume/Expansion/PrivateFolder.h"
 
 namespace quillbrook {
 namespace {
@@ -54,7 +54,7 @@ Result<SourceLock> SourceLock::acquire(int source) {
   }
 }
 
-void SourceLock::removePrivateFolder() {
+void SourceLock::removePrivateFolder() const {
   const std::string redo(VolumeProtocol::redoFolder);
   if (::unlinkat(privateFolder_.get(), redo.c_str(), AT_REMOVEDIR) != 0 && errno != ENOENT) return;
   ::unlinkat(privateFolder_.get(), lockName().c_str(), 0);

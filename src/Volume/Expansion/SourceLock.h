@@ -16,7 +16,7 @@ class SourceLock {
 
   // Takes away what the lock stands in, as far as it is empty. Nobody can slip in: whoever waits for the lock finds
   // that it has been taken away.
-  void removePrivateFolder();
+  void removePrivateFolder() const;
 
   // The private folder.
   [[nodiscard]] int privateFolder() const { return privateFolder_.get(); }

@@ -96,11 +96,16 @@ Result<void> clear(int file, std::uint64_t offset, std::uint64_t count) {
 
 }  // namespace
 
-Result<void> decode(const ContainerReader& reader, int destination) {
+Result<void> decode(const ContainerReader& reader, int destination, const std::stop_token& stop) {
   std::vector<std::uint8_t> buffer(chunkByteCount);
   ContainerReader::Scratch scratch;
   const std::uint64_t byteCount = reader.logicalByteCount();
+  const auto setSize = [&] {
+    return SystemCall::checked([&] { return ftruncate(destination, static_cast<off_t>(byteCount)); });
+  };
+  if (reader.isAllZeros()) return setSize();
   for (std::uint64_t offset = 0; offset < byteCount;) {
+    if (stop.stop_requested()) return std::unexpected(ErrorNumber::cancelled);
     const auto count = reader.read(offset, buffer, scratch);
     if (!count) return std::unexpected(count.error());
     if (*count == 0) return std::unexpected(ErrorNumber::inputOutput);
@@ -108,7 +113,7 @@ Result<void> decode(const ContainerReader& reader, int destination) {
       return written;
     offset += *count;
   }
-  return SystemCall::checked([&] { return ftruncate(destination, static_cast<off_t>(byteCount)); });
+  return setSize();
 }
 
 Result<void> reserve(int file, int copy, std::uint64_t byteCount) {

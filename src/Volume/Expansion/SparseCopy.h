@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <stop_token>
 
 #include "Container/ContainerReader.h"
 #include "Platform/ErrorNumber.h"
@@ -13,8 +14,8 @@ namespace quillbrook::SparseCopy {
 // Zeros are left out in pieces of this size, aligned.
 inline constexpr std::uint64_t pageByteCount = 4096;
 
-// Writes everything that `reader` has to the empty file `destination`.
-[[nodiscard]] Result<void> decode(const ContainerReader& reader, int destination);
+// Writes everything that `reader` has to the empty file `destination`. A stop answers `cancelled`.
+[[nodiscard]] Result<void> decode(const ContainerReader& reader, int destination, const std::stop_token& stop);
 
 // Sets space aside in `file` for what `copy` holds, without changing content or size, so that rewriting it later cannot
 // run out of it. A host that cannot do that is no failure.
