@@ -62,7 +62,8 @@ std::expected<void, FileCompressionError> inMemoryDecompress(const Subject& subj
   return Replacement::decompressInMemory(subject, *bytes);
 }
 
-// Whether a name has come to lead to another file than the one that was locked or made.
+// Whether a name has come to lead to another file than the one that was locked or made, or the content to stand in
+// another form.
 bool leadsElsewhere(const FileCompressionError& error) {
   const auto* failure = std::get_if<IOError>(&error);
   return failure != nullptr && failure->call && failure->call->error == ErrorNumber::stale;

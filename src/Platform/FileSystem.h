@@ -26,6 +26,7 @@ class FileReader {
  public:
   virtual ~FileReader() = default;
   // Fills a part of `destination` and returns how much; 0 is the end of the file. May return less than was asked for.
+  // `stale` if the file was turned into another form since it was opened.
   [[nodiscard]] virtual Result<std::size_t> read(std::span<std::uint8_t> destination) = 0;
 };
 

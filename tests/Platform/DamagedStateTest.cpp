@@ -94,6 +94,25 @@ TEST_F(DamagedState, ContentIsTheRedoCopyThatTheStateNames) {
   EXPECT_TRUE(std::filesystem::exists(path("elsewhere/17").bytes()));
 }
 
+// Whoever reads beneath a mount meets files that the daemon is turning back: its steps are state, bytes, state.
+TEST_F(DamagedState, BytesOfAFileThatIsBeingTurnedBackAreNoDamage) {
+  const auto file = compressed("f", prose(3'000));
+  const auto reader = files.openForReading(file);
+  ASSERT_TRUE(reader);
+  const FileDescriptor opened(open(file.c_str(), O_RDWR | O_CLOEXEC));
+  const auto sealed = StoredState::read(opened.get()).value().value_or(ContainerState{});
+  auto naming = sealed;
+  naming.redoIdentifier = 17;
+  ASSERT_TRUE(StoredState::write(opened.get(), naming));
+  ASSERT_EQ(pwrite(opened.get(), "plain", 5, 0), 5);
+  Bytes bytes(100);
+  EXPECT_EQ((*reader)->read(bytes).error(), ErrorNumber::stale);
+  ASSERT_TRUE(StoredState::remove(opened.get()));
+  EXPECT_EQ((*reader)->read(bytes).error(), ErrorNumber::stale);
+  ASSERT_TRUE(StoredState::write(opened.get(), sealed));
+  EXPECT_EQ((*reader)->read(bytes).error(), ErrorNumber::inputOutput) << "damage all the same";
+}
+
 // Written by earlier versions, read by later ones.
 TEST_F(DamagedState, TheRecordOfARedoCopyKeepsItsForm) {
   const auto copy = ordinary("copy", "");

@@ -22,11 +22,11 @@ Result<std::unique_ptr<const BackingFile>> BackingFile::open(FileDescriptor file
     const auto status = SystemCall::status(opened->file_.get());
     if (!status) return std::unexpected(status.error());
     auto redo = RedoCopy::open(folder, *opened->state_, {.inode = status->st_ino, .owner = status->st_uid});
-    if (!redo) return std::unexpected(redo.error());
+    if (!redo) return std::unexpected(opened->reason(redo.error()));
     opened->redo_ = std::move(*redo);
   } else if (opened->state_ && opened->state_->isSealed()) {
     auto reader = ContainerReader::open(opened->source_, *opened->state_);
-    if (!reader) return std::unexpected(reader.error());
+    if (!reader) return std::unexpected(opened->reason(reader.error()));
     opened->reader_ = std::move(*reader);
   }
   return opened;
@@ -42,9 +42,20 @@ Result<std::uint64_t> BackingFile::byteCount() const {
 
 Result<std::size_t> BackingFile::read(std::uint64_t offset, std::span<std::uint8_t> destination,
                                       ContainerReader::Scratch& scratch) const {
-  if (reader_) return reader_->read(offset, destination, scratch);
+  if (reader_) {
+    const auto count = reader_->read(offset, destination, scratch);
+    return count ? count : std::unexpected(reason(count.error()));
+  }
   if (!redo_.isOpen() && state_ && state_->isUnderConstruction()) return 0;
   return DescriptorSource(contentDescriptor()).read(offset, destination);
+}
+
+// What looks like damage to whoever reads past the daemon may be the bytes of a file that is being turned back: its state
+// changes before they do.
+ErrorNumber BackingFile::reason(ErrorNumber error) const {
+  if (error != ErrorNumber::inputOutput) return error;
+  const auto state = StoredState::read(file_.get());
+  return state && *state != state_ ? ErrorNumber::stale : error;
 }
 
 }  // namespace quillbrook

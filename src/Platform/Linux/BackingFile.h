@@ -22,7 +22,7 @@ class BackingFile {
   // `file` is a regular file open for reading. A redo copy is looked for in the private folder of `folder` and of each
   // folder above it: give the folder that the file lies in, or the volume's source.
   // `inputOutput` for a damaged state or container and for a missing redo copy, `notSupported` for types that nobody
-  // here can decode.
+  // here can decode, `stale` if a daemon has turned the file back meanwhile.
   [[nodiscard]] static Result<std::unique_ptr<const BackingFile>> open(FileDescriptor file, int folder);
 
   // The inode itself, raw.
@@ -34,12 +34,15 @@ class BackingFile {
 
   // The logical size; an ordinary file's as it is now.
   [[nodiscard]] Result<std::uint64_t> byteCount() const;
-  // Fills as much of `destination` as there is from `offset` on; less than its size only at the end.
+  // Fills as much of `destination` as there is from `offset` on; less than its size only at the end. `stale` if the
+  // content stands in another form by now.
   [[nodiscard]] Result<std::size_t> read(std::uint64_t offset, std::span<std::uint8_t> destination,
                                          ContainerReader::Scratch& scratch) const;
 
  private:
   BackingFile(FileDescriptor file, const std::optional<ContainerState>& state);
+
+  [[nodiscard]] ErrorNumber reason(ErrorNumber error) const;
 
   FileDescriptor file_;
   FileDescriptor redo_;
