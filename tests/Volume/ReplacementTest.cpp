@@ -4,6 +4,7 @@
 #include "MountedFolder.h"
 #include "Platform/Linux/VolumeProtocol.h"
 #include "SmallFileSystem.h"
+#include "support/ChildProcess.h"
 
 namespace quillbrook {
 namespace {
@@ -26,6 +27,8 @@ class ReplacementTest : public VolumeTest {
     result.logicalSize = Content::status(mounted_->at("f")).st_size;
     result.modificationSeconds = backing.st_mtim.tv_sec;
     result.modificationNanoseconds = static_cast<std::uint32_t>(backing.st_mtim.tv_nsec);
+    result.changeSeconds = backing.st_ctim.tv_sec;
+    result.changeNanoseconds = static_cast<std::uint32_t>(backing.st_ctim.tv_nsec);
     put(result.work, "work");
     put(result.target, "f");
     return result;
@@ -48,6 +51,7 @@ TEST_P(ReplacementTest, RefusesWhatIsNotTheExpectedFileOrInUse) {
       {"work inode", EBUSY, [](auto& r) { ++r.workInode; }},
       {"size", EBUSY, [](auto& r) { ++r.logicalSize; }},
       {"time", EBUSY, [](auto& r) { r.modificationNanoseconds ^= 1U; }},
+      {"change time", ESTALE, [](auto& r) { r.changeNanoseconds ^= 1U; }},
       {"itself", EBUSY, [](auto& r) { put(r.work, "f"); }},
       {"no work file", ENOENT, [](auto& r) { put(r.work, "none"); }},
       {"path", EINVAL, [](auto& r) { put(r.work, "./work"); }},
@@ -70,6 +74,81 @@ TEST_P(ReplacementTest, RefusesWhatIsNotTheExpectedFileOrInUse) {
   EXPECT_EQ(send(request()), EBUSY) << "two names";
   EXPECT_EQ(Content::read(path), bytes);
   EXPECT_EQ(access(mounted_->backing("work").c_str(), F_OK), 0);
+}
+
+// What a program changes of a file while its replacement is made is not in what was copied from it.
+TEST_P(ReplacementTest, ModesAndAttributesChangedMeanwhileStay) {
+  const std::string path = mounted_->at("f");
+  const FilePath url(path);
+  Content::write(path, Content::text(50'000));
+  const auto change = [&](mode_t mode) -> FileCompressor::BeforeSwap {
+    return [&path, mode]() -> std::expected<void, FileCompressionError> {
+      EXPECT_EQ(chmod(path.c_str(), mode), 0);
+      EXPECT_EQ(setxattr(path.c_str(), "user.new", "precious", 8, XATTR_CREATE), 0);
+      return {};
+    };
+  };
+  const auto expectKept = [&](mode_t mode) {
+    EXPECT_EQ(Content::status(path).st_mode & 0777U, mode);
+    EXPECT_EQ(removexattr(path.c_str(), "user.new"), 0);
+  };
+  constexpr auto threshold = FileCompressor::defaultStreamingThreshold;
+  const auto compressed = FileCompressor::compress(url, threshold, change(0600));
+  ASSERT_FALSE(compressed);
+  EXPECT_THAT(describe(compressed.error()), testing::StartsWith("fileChangedDuringOperation"));
+  expectKept(0600);
+  Content::compress(path);
+  const auto decompressed = FileCompressor::decompress(url, threshold, change(0640));
+  ASSERT_FALSE(decompressed);
+  EXPECT_TRUE(std::holds_alternative<FileChangedDuringOperation>(decompressed.error()));
+  expectKept(0640);
+}
+
+// Where a file was put underneath since the kernel looked, creating it must not open it unasked.
+TEST(ReplacementAccessTest, NobodyOpensByCreatingWhatHeMayNotOpen) {
+  if (const auto obstacle = MountedFolder::obstacle()) GTEST_SKIP() << *obstacle;
+  if (geteuid() != 0) GTEST_SKIP() << "needs root to become somebody else";
+  const ScratchFolder scratch;
+  ASSERT_EQ(chmod(scratch.folder().c_str(), 01777), 0);
+  const MountedFolder mounted(scratch.folder().bytes(), {"-o", "allow_other"});
+  ASSERT_TRUE(mounted.isMounted());
+  const std::string path = mounted.at("secret");
+  EXPECT_EQ(access(path.c_str(), F_OK), -1);  // the kernel remembers that
+  Content::write(mounted.backing("secret"), "secret");
+  ASSERT_EQ(chmod(mounted.backing("secret").c_str(), 0600), 0);
+  EXPECT_EQ(inOtherProcess([&] {
+              if (setgid(65'534) != 0 || setuid(65'534) != 0) return 9;
+              return open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644) == -1 && errno == EACCES ? 0 : 1;
+            }),
+            0);
+  const FileDescriptor own(open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644));
+  EXPECT_EQ(Content::read(own), "secret");
+}
+
+// Pages that the kernel would keep for another handle would be a second truth beside such a map.
+TEST_P(ReplacementTest, AMapOutlivesItsHandleAndEverybodySeesIt) {
+  const std::string path = mounted_->at("f");
+  Content::write(path, std::string(65'536, 'a'));
+  FileDescriptor file = Content::open(path, O_RDWR);
+  auto* const map = static_cast<char*>(mmap(nullptr, 65'536, PROT_READ | PROT_WRITE, MAP_SHARED, file.get(), 0));
+  ASSERT_NE(map, MAP_FAILED);
+  file.reset();
+  map[0] = '1';
+  const FileDescriptor appender = Content::open(path, O_WRONLY | O_APPEND);
+  EXPECT_FALSE(FileCompressor::compress(FilePath(path))) << "it is in use";
+  const FileDescriptor other = Content::open(path, O_RDWR);
+  char seen = 0;
+  EXPECT_EQ(pread(other.get(), &seen, 1, 0), 1);
+  map[0] = '2';
+  map[100] = 'X';
+  EXPECT_EQ(pread(other.get(), &seen, 1, 0), 1);
+  EXPECT_EQ(seen, '2');
+  EXPECT_EQ(pwrite(other.get(), "Y", 1, 200), 1);
+  EXPECT_EQ(write(appender.get(), "Z", 1), 1);
+  EXPECT_EQ(map[200], 'Y');
+  munmap(map, 65'536);
+  const std::string bytes = Content::read(path);
+  EXPECT_EQ(bytes.substr(0, 1) + bytes.substr(100, 1) + bytes.substr(200, 1) + bytes.substr(65'536), "2XYZ");
 }
 
 TEST_P(ReplacementTest, ReadersGoOnAndTheOldInodeIsFreeAtOnce) {

@@ -50,8 +50,8 @@ Result<std::size_t> BackingFile::read(std::uint64_t offset, std::span<std::uint8
   return DescriptorSource(contentDescriptor()).read(offset, destination);
 }
 
-// What looks like damage to whoever reads past the daemon may be the bytes of a file that is being turned back: its state
-// changes before they do.
+// What looks like damage to whoever reads past the daemon may be the bytes of a file that is being turned back: its
+// state changes before they do.
 ErrorNumber BackingFile::reason(ErrorNumber error) const {
   if (error != ErrorNumber::inputOutput) return error;
   const auto state = StoredState::read(file_.get());

@@ -66,6 +66,9 @@ Result<std::unique_ptr<LockableFile>> NativeLock::open(const VolumePath& place, 
   }
   auto backing = SystemCall::openAt(place.folder(), place.name.c_str(), flags);
   if (!backing) return std::unexpected(backing.error());
+  const auto status = SystemCall::status(backing->get());
+  if (!status) return std::unexpected(status.error());
+  lock->changeTime_ = status->st_ctim;
   lock->backing_ = std::move(*backing);
   return lock;
 }

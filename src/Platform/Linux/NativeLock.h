@@ -32,6 +32,9 @@ class NativeLock : public LockableFile {
   [[nodiscard]] bool isHeld() const override;
   // Whether it is this inode that is locked: held open, its number cannot have gone to another file.
   [[nodiscard]] bool isOn(std::uint64_t device, std::uint64_t inode) const;
+  // When anything of the file was changed last, as it was before the lock was asked for: a mode, an attribute or a link
+  // that comes later is not in what is copied from it.
+  [[nodiscard]] const struct timespec& changeTime() const { return changeTime_; }
 
  private:
   explicit NativeLock(FilePath path) : path_(std::move(path)) {}
@@ -40,6 +43,7 @@ class NativeLock : public LockableFile {
   bool isBound_ = false;
   FileDescriptor throughMount_;
   FileDescriptor backing_;  // not open: a file of the store
+  struct timespec changeTime_{};
   std::optional<struct stat> statusAtLock_;
   std::optional<ReadLease> lease_;  // goes before its descriptor
 };

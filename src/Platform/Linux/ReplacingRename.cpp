@@ -60,7 +60,8 @@ bool areInOneFolder(const VolumePath& a, const VolumePath& b) {
   return first && second && first->st_dev == second->st_dev && first->st_ino == second->st_ino;
 }
 
-Result<void> askDaemon(const VolumePath& work, const VolumePath& target, const FileStatus& expected, InodeNumber made) {
+Result<void> askDaemon(const VolumePath& work, const VolumePath& target, const FileStatus& expected,
+                       const struct timespec& changeTime, InodeNumber made) {
   if (!work.isMapped() || !areInOneFolder(work, target)) return std::unexpected(ErrorNumber::notSupported);
   VolumeProtocol::ReplaceRequest request{};
   if (work.name.size() >= sizeof request.work || target.name.size() >= sizeof request.target) {
@@ -72,6 +73,8 @@ Result<void> askDaemon(const VolumePath& work, const VolumePath& target, const F
   request.logicalSize = expected.st_size;
   request.modificationSeconds = expected.st_mtimespec.seconds;
   request.modificationNanoseconds = expected.st_mtimespec.nanoseconds;
+  request.changeSeconds = changeTime.tv_sec;
+  request.changeNanoseconds = static_cast<std::uint32_t>(changeTime.tv_nsec);
   std::ranges::copy(work.name, request.work.begin());
   std::ranges::copy(target.name, request.target.begin());
   const auto place = target.openMountFolder();
@@ -143,8 +146,14 @@ Result<InodeNumber> replace(const VolumePath& work, const VolumePath& target, co
   if (const auto onDisk = WorkInProgress::waitForData(inode->get()); !onDisk) return std::unexpected(onDisk.error());
 
   const InodeNumber locked{.device = expected.st_dev, .inode = expected.st_ino};
-  const auto replaced =
-      target.isMapped() ? askDaemon(work, target, expected, placed) : exchange(work, target, locked, lock, placed);
+  const auto now = entryStatus(target);
+  if (!now) return std::unexpected(now.error());
+  const struct timespec known = native != nullptr ? native->changeTime() : now->st_ctim;
+  const bool hasChanged = now->st_ctim.tv_sec != known.tv_sec || now->st_ctim.tv_nsec != known.tv_nsec;
+  if (hasChanged && InodeNumber::of(*now) == locked) return std::unexpected(ErrorNumber::stale);
+
+  const auto replaced = target.isMapped() ? askDaemon(work, target, expected, known, placed)
+                                          : exchange(work, target, locked, lock, placed);
   if (!replaced) return std::unexpected(replaced.error());
   WorkInProgress::end(placed);
   // A redo copy that was the content of the file that is gone has nobody left to belong to.

@@ -40,19 +40,21 @@ inline constexpr std::string_view lockFile = "lock";
 inline constexpr int lockOpenFlags = O_NONBLOCK | O_SYNC;
 
 // ioctl on an open folder of the mount: put `work` in the place of `target`, both names in that folder. Answers EBUSY
-// if a handle is open for writing on the target or the target is not the file described here, else as renameat2.
+// if a handle is open for writing on the target or the target is not the file described here, ESTALE if more than its
+// content has changed, else as renameat2.
 struct ReplaceRequest {
   std::uint64_t device;  // of the target's backing inode
   std::uint64_t inode;
   std::uint64_t workInode;  // of what stands at `work`
   std::int64_t logicalSize;
   std::int64_t modificationSeconds;
+  std::int64_t changeSeconds;
   std::uint32_t modificationNanoseconds;
-  std::uint32_t reserved;      // 0
+  std::uint32_t changeNanoseconds;
   std::array<char, 256> work;  // names, zero-terminated
   std::array<char, 256> target;
 };
-static_assert(sizeof(ReplaceRequest) == 560);
+static_assert(sizeof(ReplaceRequest) == 568);
 
 inline constexpr unsigned long replaceCommand = _IOW('Q', 1, ReplaceRequest);
 

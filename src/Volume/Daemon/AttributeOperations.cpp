@@ -9,11 +9,11 @@
 
 #include "Platform/Linux/SystemCall.h"
 #include "Volume/Daemon/Content.h"
+#include "Volume/Daemon/Handles.h"
 #include "Volume/Daemon/InodeLock.h"
 #include "Volume/Daemon/Inodes.h"
 #include "Volume/Daemon/Operations.h"
 #include "Volume/Daemon/Reply.h"
-#include "Volume/Daemon/Writers.h"
 
 namespace quillbrook::Operations {
 
@@ -48,16 +48,6 @@ Result<void> setOthers(int file, const struct stat& wanted, int set) {
   return SystemCall::checked([&] { return utimensat(AT_FDCWD, path.c_str(), isTouch ? nullptr : times.data(), 0); });
 }
 
-// With the file's lock shared. Once nobody can write any more, the kernel may keep attributes again.
-bool isWrittenPast(Volume& volume, Node& node) QB_NO_THREAD_SAFETY_ANALYSIS {
-  if (!node.isWrittenPastDaemon) return false;
-  if (node.open && node.open->passthroughCount != 0 && node.open->writerCount != 0) return true;
-  const auto file = Inodes::open(volume, node, O_RDONLY | O_NONBLOCK);
-  if (!file || !isFreeOfWriters(file->get())) return true;
-  node.isWrittenPastDaemon = false;
-  return false;
-}
-
 // With the file's lock shared.
 bool hasForeignWriter(const Node& node) QB_NO_THREAD_SAFETY_ANALYSIS {
   return node.open && node.open->hasForeignWriter;
@@ -66,12 +56,12 @@ bool hasForeignWriter(const Node& node) QB_NO_THREAD_SAFETY_ANALYSIS {
 }  // namespace
 
 void getattr(fuse_req_t request, fuse_ino_t number, fuse_file_info*) {
-  Reply::answer(request, [&](Volume& volume) -> Result<Reply::Attributes> {
+  Reply::answer(request, [&](Volume& volume) QB_NO_THREAD_SAFETY_ANALYSIS -> Result<Reply::Attributes> {
     Node& node = volume.node(number);
     const InodeLock lock(node);
     const auto status = Inodes::attributes(volume, node);
     if (!status) return std::unexpected(status.error());
-    return Reply::Attributes{.status = *status, .isTransient = isWrittenPast(volume, node)};
+    return Reply::Attributes{.status = *status, .isTransient = Handles::isWrittenPast(volume, node)};
   });
 }
 

@@ -59,7 +59,7 @@ Result<void> prepareWriting(Volume& volume, Node& node, OpenFile& open, bool tru
       // Readers' content is another one from here on, whether or not this succeeds.
       open.reading.reset();
       const auto done = makeOrdinary(volume, fresh.get(), form, truncates);
-      volume.notifier.attributesChanged(volume.number(node));
+      volume.kernel.forgetAttributes(volume.number(node));
       if (!done) return done;
     }
   }

@@ -34,6 +34,12 @@ Result<Reply::Entry> makeEntry(Volume& volume, fuse_req_t request, fuse_ino_t pa
   return Names::find(volume, folder, (*descriptor)->get(), name);
 }
 
+// Whether nobody has put another file under the name underneath since `file` was made there.
+bool isOf(Volume& volume, const Node& node, int file) {
+  const auto status = SystemCall::status(file);
+  return status && volume.nodes.find({.device = status->st_dev, .inode = status->st_ino}).get() == &node;
+}
+
 template <typename Make>
 void answerEntry(fuse_req_t request, fuse_ino_t parent, const char* name, Make make) {
   Reply::answer(request, [&](Volume& volume) { return makeEntry(volume, request, parent, name, make); });
@@ -44,21 +50,19 @@ void answerEntry(fuse_req_t request, fuse_ino_t parent, const char* name, Make m
 void create(fuse_req_t request, fuse_ino_t parent, const char* name, mode_t mode, fuse_file_info* file) {
   Reply::answer(request, [&](Volume& volume) -> Result<Reply::Created> {
     FileDescriptor created;
-    bool isThere = false;
     const auto entry = makeEntry(volume, request, parent, name, [&](int folder, const Caller& caller) {
       const int flags = (file->flags & O_ACCMODE) | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
       created = FileDescriptor(openat(folder, name, flags, caller.mode(mode)));
-      // Made underneath since the kernel looked, or with a name that it must not remember: then it is opened.
-      isThere = !created.isOpen() && errno == EEXIST && (file->flags & O_EXCL) == 0;
-      return created.isOpen() || isThere ? 0 : -1;
+      // Made underneath since the kernel looked: it looks again, and asks whether the caller may open what is there.
+      if (!created.isOpen() && errno == EEXIST && (file->flags & O_EXCL) == 0) errno = ESTALE;
+      return created.isOpen() ? 0 : -1;
     });
     if (!entry) return std::unexpected(entry.error());
-    if (!S_ISREG(entry->node.kind)) {
+    if (!isOf(volume, entry->node, created.get())) {
       volume.nodes.forget(entry->node, 1);
-      return std::unexpected(ErrorNumber{S_ISDIR(entry->node.kind) ? EISDIR : EEXIST});
+      return std::unexpected(ErrorNumber::stale);
     }
-    auto opened = isThere ? Handles::open(volume, entry->node, file->flags, fuse_req_ctx(request)->uid)
-                          : Handles::adopt(volume, entry->node, std::move(created), file->flags);
+    auto opened = Handles::adopt(volume, entry->node, std::move(created), file->flags);
     if (!opened) {
       volume.nodes.forget(entry->node, 1);
       return std::unexpected(opened.error());

@@ -13,6 +13,7 @@
 #include "Volume/Daemon/Content.h"
 #include "Volume/Daemon/FileForm.h"
 #include "Volume/Daemon/Inodes.h"
+#include "Volume/Daemon/Writers.h"
 
 namespace quillbrook::Handles {
 
@@ -66,11 +67,14 @@ bool hasSetIdentifiers(int file) {
   return fstat(file, &status) != 0 || (status.st_mode & (S_ISUID | S_ISGID)) != 0;
 }
 
-// Makes the inode known to the kernel, so that it serves the file by itself; whether it may and can.
-bool setBacking(Volume& volume, Node& node, OpenFile& open, int flags) QB_REQUIRES(node.lock) {
-  // Past the daemon nobody would take set-id bits away, and a handle would go on appending after its program has
-  // switched that off.
-  if (wantsWriting(flags) && ((flags & O_APPEND) != 0 || hasSetIdentifiers(open.writing.get()))) return false;
+// Past the daemon nobody would take set-id bits away, and a handle would go on appending after its program has switched
+// that off.
+bool isBetterServed(const OpenFile& open, int flags) {
+  return wantsWriting(flags) && ((flags & O_APPEND) != 0 || hasSetIdentifiers(open.writing.get()));
+}
+
+// Makes the inode known to the kernel, so that it serves the file by itself; whether it can.
+bool setBacking(Volume& volume, Node& node, OpenFile& open) QB_REQUIRES(node.lock) {
   const auto inode = Inodes::descriptor(volume, node);
   if (!inode) return false;
   const bool isKnown = open.writing.isOpen() || open.reading;
@@ -83,7 +87,9 @@ bool setBacking(Volume& volume, Node& node, OpenFile& open, int flags) QB_REQUIR
 }
 
 // How the kernel shall serve another handle. A reader's content need not stand ready for that, a writer's must.
-Result<HandleMode> chooseMode(Volume& volume, Node& node, OpenFile& open, int flags) QB_REQUIRES(node.lock) {
+// `isMappedPast`: no handle is left, but a map through which a program writes to the inode itself.
+Result<HandleMode> chooseMode(Volume& volume, Node& node, OpenFile& open, int flags, bool isMappedPast)
+    QB_REQUIRES(node.lock) {
   const bool isLock = (flags & VolumeProtocol::lockOpenFlags) == VolumeProtocol::lockOpenFlags && !wantsWriting(flags);
   if (open.passthroughCount != 0) {
     // The kernel takes no other mode then, and such a file cannot be replaced: those handles would stay with the old
@@ -91,10 +97,17 @@ Result<HandleMode> chooseMode(Volume& volume, Node& node, OpenFile& open, int fl
     if (isLock) return std::unexpected(ErrorNumber::wouldBlock);
     return HandleMode::passthrough;
   }
+  if (isMappedPast) {
+    // Pages of a cached handle would show other bytes than the map, and go over them.
+    if (isLock) return std::unexpected(ErrorNumber::wouldBlock);
+    if (!setBacking(volume, node, open)) return std::unexpected(ErrorNumber::busy);
+    return HandleMode::passthrough;
+  }
   // Does not keep the file from being replaced, and the kernel lets it stand beside cached handles.
   if (isLock && volume.kernel.hasPassthrough()) return HandleMode::direct;
   if (!volume.kernel.hasPassthrough() || open.cachedCount != 0 || open.directCount != 0) return HandleMode::cached;
-  return setBacking(volume, node, open, flags) ? HandleMode::passthrough : HandleMode::cached;
+  if (isBetterServed(open, flags)) return HandleMode::cached;
+  return setBacking(volume, node, open) ? HandleMode::passthrough : HandleMode::cached;
 }
 
 // Counts the handle in and tells the kernel how to serve it.
@@ -142,18 +155,29 @@ Handle handle(std::uint64_t number) {
   return {.isWriter = (number & writerBit) != 0, .mode = static_cast<HandleMode>(number >> modeShift)};
 }
 
+bool isWrittenPast(Volume& volume, Node& node) {
+  if (!node.isWrittenPastDaemon) return false;
+  if (node.open && node.open->passthroughCount != 0 && node.open->writerCount != 0) return true;
+  const auto file = Inodes::open(volume, node, O_RDONLY | O_NONBLOCK);
+  if (!file || !isFreeOfWriters(file->get())) return true;
+  node.isWrittenPastDaemon = false;
+  return false;
+}
+
 Result<Reply::Opened> open(Volume& volume, Node& node, int flags, uid_t caller) {
   const bool truncates = (flags & O_TRUNC) != 0;
   const ExclusiveLock lock(node.lock);
   std::unique_ptr<OpenFile> fresh;
   if (!node.open) fresh = std::make_unique<OpenFile>();
   OpenFile& open = fresh ? *fresh : *node.open;
+  // Asked before this opening writes itself.
+  const bool isMappedPast = open.passthroughCount == 0 && open.cachedCount == 0 && isWrittenPast(volume, node);
   if (wantsWriting(flags) || truncates) {
     if (const auto done = Content::prepareWriting(volume, node, open, truncates, caller); !done) {
       return std::unexpected(done.error());
     }
   }
-  const auto mode = chooseMode(volume, node, open, flags);
+  const auto mode = chooseMode(volume, node, open, flags, isMappedPast);
   Result<void> ready;
   if (!mode) {
     ready = std::unexpected(mode.error());
@@ -168,7 +192,7 @@ Result<Reply::Opened> open(Volume& volume, Node& node, int flags, uid_t caller) 
   // What the kernel keeps already would stay for long.
   const bool mayKeepAttributes = !node.isWrittenPastDaemon;
   const Reply::Opened opened = finishOpen(node, *node.open, flags, *mode);
-  if (mayKeepAttributes && node.isWrittenPastDaemon) volume.notifier.attributesChanged(volume.number(node));
+  if (mayKeepAttributes && node.isWrittenPastDaemon) volume.kernel.forgetAttributes(volume.number(node));
   return opened;
 }
 
@@ -179,7 +203,7 @@ Result<Reply::Opened> adopt(Volume& volume, Node& node, FileDescriptor file, int
   OpenFile& open = fresh ? *fresh : *node.open;
   const int made = file.get();
   if (wantsWriting(flags) && !open.writing.isOpen()) open.writing = std::move(file);
-  const auto mode = chooseMode(volume, node, open, flags);
+  const auto mode = chooseMode(volume, node, open, flags, false);
   const auto ready = [&]() -> Result<void> {
     if (!mode) return std::unexpected(mode.error());
     if (!wantsReading(flags) || *mode == HandleMode::passthrough || open.reading) return {};

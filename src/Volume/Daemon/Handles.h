@@ -21,4 +21,8 @@ namespace quillbrook::Handles {
 [[nodiscard]] Result<Reply::Opened> adopt(Volume& volume, Node& node, FileDescriptor file, int flags);
 void release(Node& node, Handle handle);
 
+// Whether a program may be writing to the inode itself, by a handle or by a map that outlives it. Once nobody can any
+// more, the kernel may keep attributes again.
+[[nodiscard]] bool isWrittenPast(Volume& volume, Node& node) QB_REQUIRES_SHARED(node.lock);
+
 }  // namespace quillbrook::Handles

@@ -27,6 +27,12 @@ bool isLeaf(const std::array<char, 256>& name) {
   return !text.empty() && text != "." && text != ".." && text.find('/') == std::string_view::npos;
 }
 
+// Not a mode, attribute or link that somebody has changed since, which the work file does not have.
+bool hasChanged(const VolumeProtocol::ReplaceRequest& request, const struct stat& status) {
+  return status.st_ctim.tv_sec != request.changeSeconds ||
+         status.st_ctim.tv_nsec != static_cast<std::int64_t>(request.changeNanoseconds);
+}
+
 bool isExpected(const VolumeProtocol::ReplaceRequest& request, const struct stat& status, const FileForm& form) {
   return S_ISREG(status.st_mode) && status.st_dev == request.device && status.st_ino == request.inode &&
          form.byteCount(status.st_size) == request.logicalSize &&
@@ -61,7 +67,7 @@ bool isNodeOf(Volume& volume, const Node& node, const struct stat& status) {
 }
 
 // With the locks held.
-Result<void> replace(Volume& volume, Node& folder, int descriptor, Node& target, Node& workNode,
+Result<void> replace(Volume& volume, int descriptor, Node& target, Node& workNode,
                      const VolumeProtocol::ReplaceRequest& request) QB_NO_THREAD_SAFETY_ANALYSIS {
   struct stat status{};
   if (fstatat(descriptor, request.target.data(), &status, AT_SYMLINK_NOFOLLOW) != 0) return SystemCall::failure();
@@ -69,6 +75,7 @@ Result<void> replace(Volume& volume, Node& folder, int descriptor, Node& target,
       !isExpected(request, status, FileForm::at(descriptor, request.target.data(), status))) {
     return std::unexpected(ErrorNumber::busy);
   }
+  if (hasChanged(request, status)) return std::unexpected(ErrorNumber::stale);
   OpenFile* const open = target.open.get();
   if (open != nullptr && (open->writerCount != 0 || open->passthroughCount != 0)) {
     return std::unexpected(ErrorNumber::busy);
@@ -111,7 +118,6 @@ Result<void> replace(Volume& volume, Node& folder, int descriptor, Node& target,
                                           .nanoseconds = workStatus.st_mtim.tv_nsec,
                                           .byteCount = *byteCount};
   }
-  volume.notifier.nameChanged(volume.number(folder), request.work.data());
   return {};
 }
 
@@ -119,8 +125,8 @@ Result<void> replace(Volume& volume, Node& folder, int descriptor, Node& target,
 
 Result<void> perform(Volume& volume, Node& folder, const VolumeProtocol::ReplaceRequest& request, uid_t caller) {
   if (caller != 0 && caller != geteuid()) return std::unexpected(ErrorNumber::notPermitted);
-  if (!isLeaf(request.work) || !isLeaf(request.target) || request.reserved != 0 ||
-      Names::isHidden(volume, folder, request.work.data()) || Names::isHidden(volume, folder, request.target.data())) {
+  if (!isLeaf(request.work) || !isLeaf(request.target) || Names::isHidden(volume, folder, request.work.data()) ||
+      Names::isHidden(volume, folder, request.target.data())) {
     return std::unexpected(ErrorNumber::invalid);
   }
   const auto held = Inodes::descriptor(volume, folder);
@@ -143,10 +149,13 @@ Result<void> perform(Volume& volume, Node& folder, const VolumeProtocol::Replace
   const auto done = [&] {
     const PairLock<ExclusiveLock> fileLocks(target.get(), work.get());
     const ExclusiveLock folderLock(folder.lock);
-    return replace(volume, folder, descriptor, target.get(), work.get(), request);
+    return replace(volume, descriptor, target.get(), work.get(), request);
   }();
   // Before the answer, so that whoever asked for it sees the new block count.
-  if (done) volume.notifier.forgetAttributes(volume.number(target.get()));
+  if (done) {
+    volume.kernel.forgetAttributes(volume.number(target.get()));
+    volume.kernel.forgetListing(volume.number(folder));
+  }
   return done;
 }
 

@@ -109,7 +109,8 @@ Result<void> KernelSession::serve() {
   if (config == nullptr) return std::unexpected(ErrorNumber{ENOMEM});
   // A descriptor for each thread, if the device can be opened again: it may have been handed over.
   fuse_loop_cfg_set_clone_fd(config, access("/dev/fuse", R_OK | W_OK) == 0 ? 1 : 0);
-  fuse_loop_cfg_set_max_threads(config, 16);
+  // Whoever opens a file that is being turned back or replaced waits in one of them; others must not.
+  fuse_loop_cfg_set_max_threads(config, 128);
   const int result = fuse_session_loop_mt(session_.get(), config);
   hasEnded_ = true;
   fuse_loop_cfg_destroy(config);
@@ -136,6 +137,15 @@ void KernelSession::detach() {
     pthread_kill(loopThread_, wakeUpSignal);
     std::this_thread::sleep_for(std::chrono::milliseconds(20));
   }
+}
+
+// What the kernel does not know any more needs no telling, so its answers do not matter.
+void KernelSession::forgetAttributes(fuse_ino_t node) const {
+  fuse_lowlevel_notify_inval_inode(session_.get(), node, -1, 0);
+}
+
+void KernelSession::forgetListing(fuse_ino_t folder) const {
+  fuse_lowlevel_notify_inval_inode(session_.get(), folder, 0, 0);
 }
 
 Result<std::int32_t> KernelSession::registerBacking(int file) const {

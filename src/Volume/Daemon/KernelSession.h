@@ -42,6 +42,12 @@ class KernelSession {
 
   [[nodiscard]] fuse_session* session() const { return session_.get(); }
 
+  // Make the kernel ask again for a node's attributes, and for what is in a folder. Single names are never taken back:
+  // for that the kernel waits for the folder's lock, which a program may hold until a request is answered, and a daemon
+  // that is killed meanwhile would never end, nor its mount.
+  void forgetAttributes(fuse_ino_t node) const;
+  void forgetListing(fuse_ino_t folder) const;
+
   // Whether the kernel may be given files of the host to read and write without the daemon. Known once it is mounted.
   [[nodiscard]] bool hasPassthrough() const { return hasPassthrough_; }
   // The kernel's number for a file of the host, to be given back by unregisterBacking. `file` is a descriptor opened

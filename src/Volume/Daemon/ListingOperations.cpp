@@ -7,7 +7,6 @@
 
 #include <array>
 #include <cstddef>
-#include <string>
 #include <vector>
 
 #include "Platform/Linux/SystemCall.h"
@@ -89,7 +88,6 @@ Listing::Outcome Listing::addWithoutNode(const dirent64& entry) {
 Listing::Outcome Listing::add(int descriptor, const dirent64& entry, bool withAttributes) {
   const std::string_view name = entry.d_name;
   if (Names::isHidden(volume_, folder_, name)) return Outcome::passedOver;
-  if (Names::isTransient(name)) volume_.notifier.nameChanged(volume_.number(folder_), std::string(name));
   if (!withAttributes) return addPlain(entry, {.device = volume_.source.status.st_dev, .inode = entry.d_ino});
   if (name == "." || name == "..") return addWithoutNode(entry);
   // Only the size of the entry counts here: nothing may be looked up that the kernel is not told of.

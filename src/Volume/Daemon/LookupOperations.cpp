@@ -23,6 +23,8 @@ void lookup(fuse_req_t request, fuse_ino_t parent, const char* name) {
     fuse_reply_entry(request, &none);
     return;
   }
+  // Work files go without the kernel being told: a listing that it kept may show one that is gone.
+  if (!found && found.error() == ErrorNumber::noEntry) volume.kernel.forgetListing(parent);
   Reply::answer(request, [&](Volume&) { return found; });
 }
 

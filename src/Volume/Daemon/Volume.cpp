@@ -12,7 +12,6 @@ Volume::Volume(Options chosen, SourceFolder folder, std::size_t descriptorCapaci
       source(std::move(folder)),
       isPrivileged(geteuid() == 0),
       descriptors(descriptorCapacity),
-      nodes(source.status, source.descriptor, descriptors),
-      notifier(kernel) {}
+      nodes(source.status, source.descriptor, descriptors) {}
 
 }  // namespace quillbrook

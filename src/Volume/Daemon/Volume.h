@@ -9,7 +9,6 @@
 #include "Volume/Daemon/KernelSession.h"
 #include "Volume/Daemon/Node.h"
 #include "Volume/Daemon/NodeTable.h"
-#include "Volume/Daemon/Notifier.h"
 #include "Volume/Daemon/Options.h"
 #include "Volume/Daemon/SourceFolder.h"
 
@@ -29,7 +28,6 @@ struct Volume {
   KernelSession kernel;  // before what gives its numbers for backing files back
   DescriptorCache descriptors;
   NodeTable nodes;
-  Notifier notifier;
 
   // Seconds for which the kernel may keep names and attributes. In place nobody else changes what is under the mount.
   [[nodiscard]] double timeout() const { return source.isInPlace ? 86'400.0 : 1.0; }
