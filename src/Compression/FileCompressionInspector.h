@@ -12,8 +12,9 @@
 #include "Platform/FilePath.h"
 #include "Platform/FileSystem.h"
 
-// In what compression state is a path, how long is it logically, how much does it occupy. Never opens the file's data
-// and changes nothing; keeps nothing between calls; any thread.
+// In what compression state is a path, how long is it logically, how much does it occupy. Reads no
+// content: of the data at most the attribute that is kept there. Changes nothing and keeps nothing between calls; any
+// thread.
 namespace quillbrook::FileCompressionInspector {
 
 // Regular files below this are not worth compressing.

@@ -255,6 +255,24 @@ TEST(VolumeRestoreTests, KeepsACopyWhoseFileCannotBeUnderstood) {
   }
 }
 
+TEST(VolumeRestoreTests, EmptiesWhatWasBeingEmptied) {
+  const Tree tree;
+  tree.writeContainer("f", Tree::prose(150'000), {});
+  tree.setState("f", {.valueByteCount = 16, .creationTime = std::nullopt});
+  const auto expectFindings = [&](std::vector<Kind> expected) {
+    std::vector<Kind> findings;
+    const auto note = [&](const CheckFinding& finding) { findings.push_back(finding.kind); };
+    ASSERT_TRUE(VolumeCheck::check(tree.folder(), note));
+    EXPECT_EQ(findings, expected);
+  };
+  expectFindings({Kind::interruptedExpansion});
+  const auto result = VolumeRestore::restore(tree.folder(), [](const RestoreEvent&) {});
+  ASSERT_TRUE(result);
+  EXPECT_EQ(result->restored, 1U);
+  EXPECT_EQ(tree.read("f"), "");
+  expectFindings({});
+}
+
 TEST(VolumeCheckTests, StopsAndRefuses) {
   const SourceTree tree;
   tree.write("file", "content");

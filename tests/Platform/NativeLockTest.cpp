@@ -42,6 +42,20 @@ TEST_F(NativeLock, IsLostToALaterWriterWhoNeedNotWait) {
   }
 }
 
+// Whoever may rename the folder above chooses neither where the work file is made nor what is removed.
+TEST_F(NativeLock, KeepsToTheFolderInWhichItWasTaken) {
+  for (const char* name : {"mine", "others"}) ASSERT_TRUE(std::filesystem::create_directory(path(name).bytes()));
+  const auto file = ordinary("mine/f", "content");
+  const auto lock = locked(file);
+  std::filesystem::rename(path("mine").bytes(), path("moved").bytes());
+  std::filesystem::create_directory_symlink(path("others").bytes(), path("mine").bytes());
+  ASSERT_TRUE(files.createExclusively(path("mine/f.slimtmp"), 0600, file));
+  EXPECT_TRUE(std::filesystem::exists(path("moved/f.slimtmp").bytes()));
+  EXPECT_TRUE(std::filesystem::is_empty(path("others").bytes()));
+  ASSERT_TRUE(files.unlink(path("mine/f.slimtmp")));
+  EXPECT_FALSE(std::filesystem::exists(path("moved/f.slimtmp").bytes()));
+}
+
 TEST_F(NativeLock, ManyAtOnceInManyThreads) {
   const auto useLocks = [&](int thread) {
     const auto file = ordinary("f" + std::to_string(thread), "x");

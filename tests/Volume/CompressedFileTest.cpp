@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 
 #include "MountedFolder.h"
+#include "Platform/Linux/StoredState.h"
 
 namespace quillbrook {
 namespace {
@@ -125,6 +126,18 @@ TEST_P(CompressedFileTest, DamageIsAnErrorAndNeverWrongBytes) {
     EXPECT_EQ(Content::read(other), "again");
     EXPECT_EQ(unlink(other.c_str()), 0);
   }
+}
+
+// A file was opened to be emptied, and a crash came between the first step and the last.
+TEST_P(CompressedFileTest, GoesOnWithEmptying) {
+  const std::string path = make("f", bytes_);
+  mounted_->stop();
+  const FileDescriptor file = Content::open(path, O_RDWR);
+  ASSERT_TRUE(StoredState::write(file.get(), ContainerState{.valueByteCount = 16, .creationTime = {}}));
+  mount();
+  EXPECT_EQ(Content::read(path), "");
+  EXPECT_EQ(write(Content::open(path, O_WRONLY | O_APPEND).get(), "new", 3), 3);
+  EXPECT_EQ(Content::read(path), "new");
 }
 
 INSTANTIATE_TEST_SUITE_P(Owners, CompressedFileTest, testing::ValuesIn(owners), ownerName);

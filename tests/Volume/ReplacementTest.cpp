@@ -125,6 +125,41 @@ TEST(ReplacementAccessTest, NobodyOpensByCreatingWhatHeMayNotOpen) {
   EXPECT_EQ(Content::read(own), "secret");
 }
 
+TEST_P(ReplacementTest, WhoComesPastTheMountIsRefusedAndSeen) {
+  const std::string path = mounted_->at("f");
+  const std::string bytes = Content::text(50'000);
+  Content::write(path, bytes);
+  Content::compress(path);
+  EXPECT_EQ(Content::read(path), bytes);
+  const auto result = FileCompressor::decompress(FilePath(mounted_->backing("f")));
+  ASSERT_FALSE(result);
+  EXPECT_TRUE(std::holds_alternative<FileInUse>(result.error())) << describe(result.error());
+  Content::write(mounted_->backing("new"), "new");
+  ASSERT_EQ(rename(mounted_->backing("new").c_str(), mounted_->backing("f").c_str()), 0);
+  EXPECT_EQ(write(Content::open(path, O_WRONLY | O_APPEND).get(), "er", 2), 2);
+  EXPECT_EQ(Content::read(mounted_->backing("f")), "newer");
+}
+
+TEST_P(ReplacementTest, AccessTimesStay) {
+  const std::string path = mounted_->at("f");
+  Content::write(path, Content::text(500'000));
+  const std::array<timespec, 2> times{timespec{.tv_sec = 1'500'000'000, .tv_nsec = 123'456'789},
+                                      timespec{.tv_sec = 1'600'000'000, .tv_nsec = 987'654'321}};
+  ASSERT_EQ(utimensat(AT_FDCWD, path.c_str(), times.data(), 0), 0);
+  const auto expectTimes = [&] {
+    const struct stat status = Content::status(path);
+    EXPECT_EQ(status.st_atim.tv_sec, times[0].tv_sec);
+    EXPECT_EQ(status.st_atim.tv_nsec, times[0].tv_nsec);
+    EXPECT_EQ(status.st_mtim.tv_nsec, times[1].tv_nsec);
+  };
+  Content::compress(path);
+  expectTimes();
+  FileDescriptor writer = Content::open(path, O_WRONLY);  // turns it back
+  writer.reset();
+  EXPECT_FALSE(Content::isCompressed(path));
+  expectTimes();
+}
+
 // Pages that the kernel would keep for another handle would be a second truth beside such a map.
 TEST_P(ReplacementTest, AMapOutlivesItsHandleAndEverybodySeesIt) {
   const std::string path = mounted_->at("f");

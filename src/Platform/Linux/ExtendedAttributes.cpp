@@ -43,20 +43,9 @@ std::uint32_t readableValueByteCount(const ContainerState& state) {
   return std::min<std::uint32_t>(state.valueByteCount, ContainerState::headByteCount);
 }
 
-// For looking at the payload, which is no reading of the file: its access time stays. Only the file's owner and root
-// may ask for that.
-Result<FileDescriptor> openPayload(int inode) {
-  const auto path = SystemCall::pathOf(inode);
-  return SystemCall::asOwner(inode, [&] {
-    auto file = SystemCall::openAt(AT_FDCWD, path.c_str(), O_RDONLY | O_NOATIME);
-    if (!file && file.error() == ErrorNumber::notPermitted) file = SystemCall::openAt(AT_FDCWD, path.c_str(), O_RDONLY);
-    return file;
-  });
-}
-
 Result<void> readPayload(int inode, const ContainerState& state, std::uint64_t offset, std::span<std::uint8_t> bytes) {
   if (state.redoIdentifier != 0) return std::unexpected(ErrorNumber::inputOutput);
-  const auto file = openPayload(inode);
+  const auto file = SystemCall::openUnnoticed(AT_FDCWD, SystemCall::pathOf(inode).c_str(), O_RDONLY);
   if (!file) return std::unexpected(file.error());
   const DescriptorSource source(file->get());
   if (state.isSealed()) {

@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "Platform/Linux/FolderPath.h"
 
+#include <fcntl.h>
 #include <linux/limits.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <array>
@@ -39,6 +41,17 @@ Result<FilePath> FolderPath::of(int descriptor) {
   if (length < 0) return SystemCall::failure();
   if (length == 0 || path.front() != '/') return std::unexpected(ErrorNumber::noEntry);
   return FilePath(std::string(path.data(), static_cast<std::size_t>(length)));
+}
+
+Result<FileDescriptor> FolderPath::openAbove(int folder) {
+  auto above = SystemCall::openAt(folder, "..", O_PATH | O_DIRECTORY);
+  if (!above) return above;
+  const auto here = SystemCall::status(folder);
+  if (!here) return std::unexpected(here.error());
+  const auto there = SystemCall::status(above->get());
+  if (!there) return std::unexpected(there.error());
+  if (there->st_dev == here->st_dev && there->st_ino == here->st_ino) return std::unexpected(ErrorNumber::noEntry);
+  return above;
 }
 
 std::optional<std::string> FolderPath::beneath(std::string_view folder, std::string_view path) {

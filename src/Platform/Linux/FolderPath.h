@@ -7,6 +7,7 @@
 
 #include "Platform/ErrorNumber.h"
 #include "Platform/FilePath.h"
+#include "Platform/Linux/FileDescriptor.h"
 
 // Places of files and folders, compared as bytes. Any thread.
 namespace quillbrook::FolderPath {
@@ -20,6 +21,9 @@ namespace quillbrook::FolderPath {
 // " (deleted)" stands behind the last place of what has no name any more. `noEntry` for what lies in no folder, as a
 // pipe, or outside this process's root.
 [[nodiscard]] Result<FilePath> of(int descriptor);
+
+// The folder above an open one, with O_PATH; `noEntry` for the root.
+[[nodiscard]] Result<FileDescriptor> openAbove(int folder);
 
 // "b/c" for "/a/b/c" in "/a", "." for the folder itself, nothing for what is not in it. Both as resolve() gives them.
 [[nodiscard]] std::optional<std::string> beneath(std::string_view folder, std::string_view path);

@@ -14,6 +14,7 @@
 
 #include "Platform/Linux/InodeNumber.h"
 #include "Platform/Linux/PathBinding.h"
+#include "Platform/Linux/PrivateFolder.h"
 #include "Platform/Linux/SystemCall.h"
 #include "Platform/Linux/VolumeProtocol.h"
 
@@ -51,7 +52,7 @@ Result<void> lockExclusively(const FileDescriptor& file) {
 }  // namespace
 
 Result<std::unique_ptr<LockableFile>> NativeLock::open(const VolumePath& place, const FilePath& path) {
-  std::unique_ptr<NativeLock> lock(new NativeLock(path));
+  std::unique_ptr<NativeLock> lock(new NativeLock(path, place));
   constexpr int flags = O_RDONLY | O_NOFOLLOW | O_NONBLOCK;
   if (place.isMapped()) {
     const auto folder = place.openMountFolder();
@@ -61,7 +62,7 @@ Result<std::unique_ptr<LockableFile>> NativeLock::open(const VolumePath& place, 
     if (!throughMount && throughMount.error() == ErrorNumber::wouldBlock) return lock;  // flock says so
     if (!throughMount) return std::unexpected(throughMount.error());
     lock->throughMount_ = std::move(*throughMount);
-  } else if (isOfTheStore(place.name, place.folder())) {
+  } else if (isOfTheStore(place.name, place.folder()) || PrivateFolder::isServedAbove(place.folder())) {
     return lock;
   }
   auto backing = SystemCall::openAt(place.folder(), place.name.c_str(), flags);
@@ -85,6 +86,7 @@ Result<void> NativeLock::flock() {
   if (const auto locked = lockExclusively(backing_); !locked) return locked;
   const auto status = SystemCall::status(backing_.get());
   if (!status) return std::unexpected(status.error());
+  folder_.emplace(place_);
   PathBinding::bind(path_, InodeNumber::of(*status));
   isBound_ = true;
   for (const auto end = std::chrono::steady_clock::now() + patience;;) {

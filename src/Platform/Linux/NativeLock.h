@@ -11,6 +11,7 @@
 #include "Platform/FilePath.h"
 #include "Platform/FileSystem.h"
 #include "Platform/Linux/FileDescriptor.h"
+#include "Platform/Linux/FolderBinding.h"
 #include "Platform/Linux/ReadLease.h"
 #include "Platform/Linux/VolumePath.h"
 
@@ -20,14 +21,16 @@ namespace quillbrook {
 // kernel grants one. Without a lease isHeld() compares what the file looks like instead.
 class NativeLock : public LockableFile {
  public:
-  // The errors of open. Our own store's files are not opened at all, since closing them would drop the locks that
+  // The errors of open. What a volume's daemon serves elsewhere may not be changed past it: flock answers `wouldBlock`.
+  // Our own store's files are not opened at all, since closing them would drop the locks that
   // this process holds on them: flock answers `wouldBlock`.
   [[nodiscard]] static Result<std::unique_ptr<LockableFile>> open(const VolumePath& place, const FilePath& path);
   ~NativeLock() override;
   NativeLock(const NativeLock&) = delete;
   NativeLock& operator=(const NativeLock&) = delete;
 
-  // From here on the path means the locked inode to this thread, in which the lock must end as well.
+  // From here on the path means the locked inode to this thread, and its folder the one that was found then; the lock
+  // must end in this thread as well.
   Result<void> flock() override;
   [[nodiscard]] bool isHeld() const override;
   // Whether it is this inode that is locked: held open, its number cannot have gone to another file.
@@ -37,10 +40,12 @@ class NativeLock : public LockableFile {
   [[nodiscard]] const struct timespec& changeTime() const { return changeTime_; }
 
  private:
-  explicit NativeLock(FilePath path) : path_(std::move(path)) {}
+  NativeLock(FilePath path, VolumePath place) : path_(std::move(path)), place_(std::move(place)) {}
 
   const FilePath path_;
+  const VolumePath place_;
   bool isBound_ = false;
+  std::optional<FolderBinding> folder_;
   FileDescriptor throughMount_;
   FileDescriptor backing_;  // not open: a file of the store
   struct timespec changeTime_{};

@@ -2,6 +2,7 @@
 #include "Platform/Linux/PrivateFolder.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -9,6 +10,7 @@
 #include <string>
 #include <string_view>
 
+#include "Platform/Linux/FolderPath.h"
 #include "Platform/Linux/SystemCall.h"
 #include "Platform/Linux/VolumeProtocol.h"
 
@@ -36,7 +38,21 @@ Result<FileDescriptor> openMade(int parent, std::string_view name) {
   return openTrusted(parent, name);
 }
 
+bool isServed(int source) {
+  const auto folder = openFolder(source, VolumeProtocol::privateFolder);
+  if (!folder) return false;
+  const auto lock = SystemCall::openAt(folder->get(), std::string(VolumeProtocol::lockFile).c_str(),
+                                       O_RDONLY | O_NOFOLLOW | O_NONBLOCK);
+  return lock && ::flock(lock->get(), LOCK_SH | LOCK_NB) == -1 && errno == EWOULDBLOCK;
+}
+
 }  // namespace
+
+bool isServedAbove(int folder) {
+  Result<FileDescriptor> above = SystemCall::openAt(folder, ".", O_PATH | O_DIRECTORY);
+  while (above && !isServed(above->get())) above = FolderPath::openAbove(above->get());
+  return above.has_value();
+}
 
 Result<FileDescriptor> open(int source) {
   return openMade(source, VolumeProtocol::privateFolder);

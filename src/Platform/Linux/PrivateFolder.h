@@ -21,6 +21,9 @@ namespace quillbrook::PrivateFolder {
 // The folder of copies in a private folder that is open already.
 [[nodiscard]] Result<FileDescriptor> findRedoIn(int privateFolder);
 
+// Whether a daemon serves this folder or one above it, as far as the caller may see that.
+[[nodiscard]] bool isServedAbove(int folder);
+
 // Where the copies lie, for the person.
 [[nodiscard]] FilePath redoPath(const FilePath& source);
 

@@ -9,6 +9,7 @@
 #include <string>
 #include <utility>
 
+#include "Platform/Linux/FolderPath.h"
 #include "Platform/Linux/PrivateFolder.h"
 #include "Platform/Linux/RedoRecord.h"
 #include "Platform/Linux/SystemCall.h"
@@ -53,12 +54,7 @@ Result<FoundCopy> find(int folder, const ContainerState& state, NamingFile file)
   while (above) {
     auto found = findIn(above->get(), state, file);
     if (found || (found.error().value != ENOENT && found.error().value != ENOTDIR)) return found;
-    const auto here = SystemCall::status(above->get());
-    auto parent = SystemCall::openAt(above->get(), "..", O_PATH | O_DIRECTORY);
-    if (!here || !parent) break;
-    const auto there = SystemCall::status(parent->get());
-    if (!there || (there->st_dev == here->st_dev && there->st_ino == here->st_ino)) break;  // the root
-    above = std::move(parent);
+    above = FolderPath::openAbove(above->get());
   }
   return std::unexpected(ErrorNumber::inputOutput);
 }

@@ -25,6 +25,11 @@ Result<FileDescriptor> openAt(int folder, const char* path, int flags, mode_t mo
   return FileDescriptor(descriptor);
 }
 
+Result<FileDescriptor> openUnnoticed(int folder, const char* path, int flags) {
+  auto file = openAt(folder, path, flags | O_NOATIME);
+  return file || file.error() != ErrorNumber::notPermitted ? std::move(file) : openAt(folder, path, flags);
+}
+
 Result<FileDescriptor> openBeneath(int folder, const char* path, int flags) {
   struct open_how how{};
   how.flags = static_cast<unsigned>(flags) | unsigned{O_CLOEXEC};

@@ -46,7 +46,11 @@ template <typename Call>
 // openat, with O_CLOEXEC.
 [[nodiscard]] Result<FileDescriptor> openAt(int folder, const char* path, int flags, mode_t mode = 0);
 
-// The same for what lies beneath `folder` on its file system, reached through no link: EXDEV or ELOOP otherwise.
+// openAt for looking at what is no reading of the file: its access time stays where the caller, who must be its owner
+// or root, may ask for that.
+[[nodiscard]] Result<FileDescriptor> openUnnoticed(int folder, const char* path, int flags);
+
+// openAt for what lies beneath `folder` on its file system, reached through no link: EXDEV or ELOOP otherwise.
 [[nodiscard]] Result<FileDescriptor> openBeneath(int folder, const char* path, int flags);
 
 // close, of what was written to: whatever could not be kept may show here. Not made again when interrupted, since the

@@ -10,6 +10,7 @@
 #include <optional>
 #include <utility>
 
+#include "Platform/Linux/FolderBinding.h"
 #include "Platform/Linux/FolderPath.h"
 #include "Platform/Linux/SystemCall.h"
 #include "Platform/Linux/VolumeRegistry.h"
@@ -69,6 +70,7 @@ Result<VolumePath> VolumePath::locate(const FilePath& path) {
                      .placeOnMount = {},
                      .name = namesFolder ? "." : std::string(path.name())};
   const bool mayBeMapped = located.name != "." && located.name != "..";
+  if (auto bound = FolderBinding::find(located.parent, located.name); mayBeMapped && bound) return std::move(*bound);
   if (mayBeMapped && mapToKnownFolder(located)) return located;
 
   auto parent = SystemCall::openAt(AT_FDCWD, located.parent.c_str(), O_PATH | O_DIRECTORY);

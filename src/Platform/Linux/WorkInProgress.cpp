@@ -2,16 +2,19 @@
 #include "Platform/Linux/WorkInProgress.h"
 
 #include <fcntl.h>
+#include <sys/xattr.h>
 
 #include <cerrno>
 #include <map>
 #include <optional>
 #include <utility>
 
+#include "Platform/Linux/AttributeNames.h"
 #include "Platform/Linux/DataSync.h"
 #include "Platform/Linux/FileDescriptor.h"
 #include "Platform/Linux/SystemCall.h"
 #include "Platform/Mutex.h"
+#include "Platform/ReservedNames.h"
 
 namespace quillbrook::WorkInProgress {
 namespace {
@@ -45,6 +48,11 @@ Result<void> waitForUnknown(int inode) {
 }
 
 }  // namespace
+
+bool isMarked(int file) {
+  const auto marker = AttributeNames::hostName(ReservedNames::workFileMarker);
+  return marker && ::fgetxattr(file, marker->c_str(), nullptr, 0) >= 0;
+}
 
 void begin(InodeNumber inode, int file) {
   // Without a descriptor to spare the wait opens the file again, and sees what the kernel still knows by then.

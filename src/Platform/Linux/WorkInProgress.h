@@ -8,6 +8,9 @@
 // file. Any thread.
 namespace quillbrook::WorkInProgress {
 
+// Whether the open `file` bears the mark of a work file, whoever made it.
+[[nodiscard]] bool isMarked(int file);
+
 // The file has just been created, and is open for writing. Keeps it open with a descriptor of its own: the kernel tells
 // a failed write-back only to those who had the file open then, and may forget it once nobody has.
 void begin(InodeNumber inode, int file);

@@ -3,6 +3,7 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -84,7 +85,9 @@ Result<void> fill(int work, const AppendedFile::Surplus& surplus) {
   if (!status) return std::unexpected(status.error());
   // An ordinary user owns it already, or may not give it away.
   if (::geteuid() == 0 && ::fchown(work, status->st_uid, status->st_gid) != 0) return SystemCall::failure();
-  if (::fchmod(work, status->st_mode & 0666) != 0) return SystemCall::failure();
+  // With an access list the group's bits are its mask, which says more than the group may.
+  const bool hasAccessList = ::fgetxattr(surplus.file, "system.posix_acl_access", nullptr, 0) > 0;
+  if (::fchmod(work, status->st_mode & (hasAccessList ? 0600 : 0666)) != 0) return SystemCall::failure();
   const std::array<timespec, 2> times{status->st_atim, status->st_mtim};
   if (::futimens(work, times.data()) != 0) return SystemCall::failure();
   return SystemCall::checked([&] { return ::fsync(work); });

@@ -21,12 +21,12 @@ Result<OwnedFile> OwnedFile::open(int folder, const char* name, int flags) {
   if (!S_ISREG(status->st_mode)) return std::unexpected(ErrorNumber::inputOutput);
   // By the descriptor: the name may belong to another file by now.
   const std::string path = SystemCall::pathOf(place->get());
-  auto file = SystemCall::openAt(AT_FDCWD, path.c_str(), flags | O_NONBLOCK);
+  auto file = SystemCall::openUnnoticed(AT_FDCWD, path.c_str(), flags | O_NONBLOCK);
   if (file) return OwnedFile(std::move(*file), std::nullopt);
   if (file.error() != ErrorNumber{EACCES} || status->st_uid != ::geteuid()) return std::unexpected(file.error());
   const mode_t mode = status->st_mode & 07777;
   if (::chmod(path.c_str(), mode | S_IRUSR | S_IWUSR) != 0) return SystemCall::failure();
-  file = SystemCall::openAt(AT_FDCWD, path.c_str(), flags | O_NONBLOCK);
+  file = SystemCall::openUnnoticed(AT_FDCWD, path.c_str(), flags | O_NONBLOCK);
   if (file) return OwnedFile(std::move(*file), mode);
   ::chmod(path.c_str(), mode);
   return std::unexpected(file.error());

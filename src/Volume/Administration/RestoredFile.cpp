@@ -102,6 +102,15 @@ class Restoration {
         "back from a backup.");
   }
 
+  [[nodiscard]] Answer settle(int examined, const StoredFiles::Emptied& stored) const {
+    const auto file = openForRewriting(examined);
+    if (!file) return failed("It could not be opened for writing, and was left as it is", file.error());
+    if (const auto done = Expansion::expandToNothing(file->get(), stored.state); !done) {
+      return failed("Emptying it could not be completed; another run goes on from there", done.error());
+    }
+    return RestoredFile{.outcome = RestoredFile::Outcome::restored, .appended = {}};
+  }
+
   [[nodiscard]] Answer settle(int examined, const StoredFiles::Redone& stored) const {
     auto answer = finish(examined, stored);
     if (!answer) answer.error().redoIdentifier = stored.state.redoIdentifier;

@@ -2,33 +2,23 @@
 #include "Volume/Administration/StoredFile.h"
 
 #include <sys/stat.h>
-#include <sys/xattr.h>
 
 #include <algorithm>
 #include <string_view>
 #include <utility>
 
 #include "Container/ContainerRecovery.h"
-#include "Platform/Linux/AttributeNames.h"
 #include "Platform/Linux/DescriptorSource.h"
 #include "Platform/Linux/RedoCopy.h"
 #include "Platform/Linux/StoredState.h"
 #include "Platform/Linux/SystemCall.h"
+#include "Platform/Linux/WorkInProgress.h"
 #include "Platform/ReservedNames.h"
 
 namespace quillbrook {
-namespace {
-
-bool isMarkedWorkFile(int file, std::string_view name) {
-  if (!ReservedNames::isWorkFileName(name)) return false;
-  const auto marker = AttributeNames::hostName(ReservedNames::workFileMarker);
-  return marker && ::fgetxattr(file, marker->c_str(), nullptr, 0) >= 0;
-}
-
-}  // namespace
 
 Result<StoredFile> examineStoredFile(int folder, int file, const char* name) {
-  if (isMarkedWorkFile(file, name)) return StoredFiles::WorkFile{};
+  if (ReservedNames::isWorkFileName(name) && WorkInProgress::isMarked(file)) return StoredFiles::WorkFile{};
   const auto state = StoredState::read(file);
   if (!state && state.error() != ErrorNumber::inputOutput) return std::unexpected(state.error());
   const auto status = SystemCall::status(file);
@@ -41,7 +31,10 @@ Result<StoredFile> examineStoredFile(int folder, int file, const char* name) {
       return StoredFiles::Redone{
           **state, RedoCopy::open(folder, **state, {.inode = status->st_ino, .owner = status->st_uid}).has_value()};
     }
-    if ((*state)->isUnderConstruction()) return StoredFiles::WorkFile{};
+    if ((*state)->isUnderConstruction()) {
+      if (WorkInProgress::isMarked(file)) return StoredFiles::WorkFile{};
+      return StoredFiles::Emptied{**state};
+    }
     if ((*state)->isSealed()) {
       const std::uint64_t own = (*state)->rawByteCount();
       return StoredFiles::Container{.state = **state, .surplusByteCount = byteCount > own ? byteCount - own : 0};

@@ -23,6 +23,11 @@ struct Ordinary {
 struct WorkFile {
   friend bool operator==(const WorkFile&, const WorkFile&) = default;
 };
+// A compressed file that was opened to be emptied; a crash came before it was.
+struct Emptied {
+  ContainerState state;
+  friend bool operator==(const Emptied&, const Emptied&) = default;
+};
 // The state names a redo copy as the content.
 struct Redone {
   ContainerState state;
@@ -49,7 +54,7 @@ struct TrailerMissing {
 
 }  // namespace StoredFiles
 
-using StoredFile = std::variant<StoredFiles::Ordinary, StoredFiles::WorkFile, StoredFiles::Redone,
+using StoredFile = std::variant<StoredFiles::Ordinary, StoredFiles::WorkFile, StoredFiles::Emptied, StoredFiles::Redone,
                                 StoredFiles::Container, StoredFiles::StateUnknown, StoredFiles::TrailerMissing>;
 
 // Tells by its state, and without one by its first and last bytes, what the open `file` is; changes nothing. `folder`

@@ -5,6 +5,7 @@
 #include <fmt/format.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <optional>
 #include <string>
@@ -64,6 +65,12 @@ class Check {
     onFinding_({.path = path, .kind = kind, .detail = std::move(detail)});
   }
 
+  void add(const ContainerState& state) {
+    // What states claim can be more than a size can tell.
+    result_.logicalBytes =
+        std::min(result_.logicalBytes + state.logicalByteCount, ContainerState::largestLogicalByteCount);
+  }
+
   void visit(const WalkedFile& file) {
     if (file.status.st_nlink > 1 && !linked_.insert(file.status.st_ino).second) return;
     const std::uint64_t before = result_.damaged + result_.unreadable;
@@ -76,7 +83,7 @@ class Check {
     // inode was not changed in between; a file that never rests is not judged.
     constexpr int attempts = 10;
     for (int i = 0; i < attempts; ++i) {
-      const auto opened = SystemCall::openAt(file.folder, file.name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK);
+      const auto opened = SystemCall::openUnnoticed(file.folder, file.name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK);
       if (!opened && (opened.error() == ErrorNumber::noEntry || opened.error() == ErrorNumber{ELOOP})) return;
       if (!opened) {
         report(file.path, Kind::unreadable, opened.error().text());
@@ -144,13 +151,18 @@ class Check {
     if (!source_.isServed) report(file.path, Kind::workFile, {});
   }
 
+  void judge(const WalkedFile& file, const StoredFiles::Emptied&) {
+    ++result_.containers;
+    report(file.path, Kind::interruptedExpansion, "it was being emptied");
+  }
+
   void judge(const WalkedFile& file, const StoredFiles::Redone& stored) {
     ++result_.containers;
     named_.insert(stored.state.redoIdentifier);
     if (!stored.hasCopy) {
       report(file.path, Kind::redoCopyMissing, fmt::format("redo copy {}", stored.state.redoIdentifier));
     } else {
-      result_.logicalBytes += stored.state.logicalByteCount;
+      add(stored.state);
       report(file.path, Kind::interruptedExpansion, {});
     }
   }
@@ -158,7 +170,7 @@ class Check {
   void judge(const WalkedFile& file, const StoredFiles::Container& stored) {
     using Attribute = StoredFiles::Container::Attribute;
     ++result_.containers;
-    result_.logicalBytes += stored.state.logicalByteCount;
+    add(stored.state);
     const std::string surplus =
         stored.surplusByteCount == 0 ? std::string() : fmt::format("{} bytes appended", stored.surplusByteCount);
     if (stored.attribute == Attribute::damaged) {

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include "Platform/Linux/SystemCall.h"
+#include "Platform/Linux/WorkInProgress.h"
 #include "Volume/Daemon/FileForm.h"
 #include "Volume/Daemon/Inodes.h"
 #include "Volume/Expansion/Expansion.h"
@@ -27,7 +28,11 @@ Result<void> makeOrdinary(Volume& volume, int writing, const FileForm& form, boo
   const int source = volume.source.descriptor->get();
   if (truncates) return Expansion::expandToNothing(file->get(), form.state.value_or(ContainerState{}));
   if (form.isDamaged) return std::unexpected(ErrorNumber::inputOutput);
-  if (form.state->isUnderConstruction()) return std::unexpected(ErrorNumber::busy);
+  if (form.state->isUnderConstruction()) {
+    // Either somebody's work file, or a crash came while it was being emptied.
+    if (WorkInProgress::isMarked(file->get())) return std::unexpected(ErrorNumber::busy);
+    return Expansion::expandToNothing(file->get(), *form.state);
+  }
   if (form.state->redoIdentifier != 0) return Expansion::finish(source, file->get(), *form.state);
   return Expansion::expand(source, file->get(), *form.state);
 }

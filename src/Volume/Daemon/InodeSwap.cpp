@@ -86,10 +86,10 @@ Result<void> replace(Volume& volume, int descriptor, Node& target, Node& workNod
   }
 
   // Everything that can fail comes before the rename.
-  FileDescriptor work(openat(descriptor, request.work.data(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-  if (!work.isOpen()) return SystemCall::failure();
+  auto work = SystemCall::openUnnoticed(descriptor, request.work.data(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK);
+  if (!work) return std::unexpected(work.error());
   struct stat workStatus{};
-  if (fstat(work.get(), &workStatus) != 0) return SystemCall::failure();
+  if (fstat(work->get(), &workStatus) != 0) return SystemCall::failure();
   // A work file that somebody may still write to could change after it has become the target.
   if (!S_ISREG(workStatus.st_mode) || workStatus.st_dev != status.st_dev || workStatus.st_nlink != 1 ||
       workStatus.st_ino != request.workInode || !isNodeOf(volume, workNode, workStatus) ||
@@ -100,7 +100,7 @@ Result<void> replace(Volume& volume, int descriptor, Node& target, Node& workNod
   FileDescriptor path(openat(descriptor, request.work.data(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
   if (!path.isOpen()) return SystemCall::failure();
   auto pin = std::make_shared<InodeDescriptor>(std::move(path));
-  auto content = BackingFile::open(std::move(work), volume.source.descriptor->get());
+  auto content = BackingFile::open(std::move(*work), volume.source.descriptor->get());
   if (!content) return std::unexpected(content.error());
   const auto byteCount = (*content)->byteCount();
   if (!byteCount) return std::unexpected(byteCount.error());

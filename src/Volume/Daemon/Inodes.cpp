@@ -114,7 +114,12 @@ Result<FileDescriptor> open(Volume& volume, Node& node, int flags) {
   const auto reopen = [flags](const InodeDescriptor& known) -> Result<FileDescriptor> {
     return SystemCall::openAt(AT_FDCWD, SystemCall::pathOf(known.get()).c_str(), flags);
   };
-  if (const auto known = volume.descriptors.find(node)) return reopen(*known);
+  if (const auto known = volume.descriptors.find(node)) {
+    const auto status = SystemCall::status(known->get());
+    if (status && status->st_nlink != 0) return reopen(*known);
+    // Replaced underneath, if not unlinked: it is no more what the names lead to.
+    [[maybe_unused]] const auto ended = volume.descriptors.take(node);
+  }
   return whereItIs(volume, node, [&](const NodeTable::Whereabouts& place) -> Result<FileDescriptor> {
     if (!place.pinned) return openByName(volume, place, node.kind, flags);
     // The inode has another node by now, which alone tells who writes to it.

@@ -103,11 +103,12 @@ Result<void> expand(int source, int file, const ContainerState& state, const std
   if (static_cast<std::uint64_t>(status->st_size) != state.rawByteCount()) {
     return std::unexpected(ErrorNumber::inputOutput);
   }
+  // Before the container is read, which moves the access time.
+  const auto record = RedoRecord::of(source, file);
+  if (!record) return std::unexpected(record.error());
   const DescriptorSource bytes(file);
   const auto reader = ContainerReader::open(bytes, state);
   if (!reader) return std::unexpected(reader.error());
-  const auto record = RedoRecord::of(source, file);
-  if (!record) return std::unexpected(record.error());
 
   const auto folder = PrivateFolder::openRedo(source);
   if (!folder) return std::unexpected(folder.error());
