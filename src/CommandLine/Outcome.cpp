@@ -83,7 +83,7 @@ std::string_view adviceOn(const IOError& failure) {
   if (error == ErrorNumber{EDQUOT})
     return "free some of your own space there, or have your quota raised, and try again";
   if (error == ErrorNumber::readOnly) return "it is on a read-only mount: mount that for writing and try again";
-  if (error == ErrorNumber{ENAMETOOLONG} && ReservedNames::isWorkFileName(failure.url.name()))
+  if (error == ErrorNumber{ENAMETOOLONG} && failure.call->step == "create slimtmp")
     return "the work file beside it needs 8 more bytes: shorten its name or path";
   if (error == ErrorNumber::inputOutput && failure.call->step == "rename") {
     return "if something was appended to it while no volume showed it, unmount the volume, and 'quillbrookctl volume "

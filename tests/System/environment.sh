@@ -31,7 +31,7 @@ start_engine() { while :; do "$ctl" compress --json -- "$1"; "$ctl" decompress -
 # Its last call may still be on its way out; with a signal it is told to end.
 end_engine() { end_background; while pkill "${1:--0}" -f -- "$ctl .*compress .* $work/"; do sleep 0.1; done; }
 # What is random follows from it; a background job needs one of its own.
-use_seed() { seed=${SEED:-$RANDOM}; RANDOM=$seed; echo "seed $seed"; }
+use_seed() { seed=${SEED:-1}; RANDOM=$seed; echo "seed $seed"; }
 # Opening for writing expands; the byte written is the one that is there.
 start_rewriting() {
   local seed=$RANDOM files f

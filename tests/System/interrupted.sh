@@ -1,6 +1,6 @@
 #!/bin/bash
 # The real program killed at its system calls, and given errors by them: the user's file is whole every time.
-#   CALLS=2 (of each kind; 0: all of them, for an hour)   SEED=1 (default: another each time)
+#   CALLS=2 (of each kind; 0: all of them, for an hour)   SEED=1
 . "$(dirname "$0")/environment.sh"
 need_fuse
 command -v strace >/dev/null || skip "strace is not installed"

@@ -14,6 +14,7 @@
 #include "Platform/Linux/ContainerBuilder.h"
 #include "Platform/Linux/ExtendedAttributes.h"
 #include "Platform/Linux/FileFlags.h"
+#include "Platform/Linux/FolderPath.h"
 #include "Platform/Linux/HostFlags.h"
 #include "Platform/Linux/NativeLock.h"
 #include "Platform/Linux/PathBinding.h"
@@ -144,6 +145,14 @@ std::uint32_t carriedHostFlags(const FilePath& like) {
   return source ? HostFlags::carried(source->get()) : 0;
 }
 
+// A file that was just created and whose number cannot be told: by where it lies, so that nothing goes that another
+// program has put there.
+void removeUnknown(const VolumePath& place, int file) {
+  const auto own = FolderPath::of(file);
+  const auto folder = FolderPath::of(place.folder());
+  if (own && folder && *own == folder->appending(place.name)) ::unlinkat(place.folder(), place.name.c_str(), 0);
+}
+
 }  // namespace
 
 FileSystem& FileSystem::native() {
@@ -253,7 +262,10 @@ Result<std::unique_ptr<FileWriter>> NativeFileSystem::createExclusively(const Fi
                                  mode & SystemCall::permissionBits);
   if (!file) return std::unexpected(file.error());
   const auto status = SystemCall::status(file->get());
-  if (!status) return std::unexpected(status.error());
+  if (!status) {
+    removeUnknown(*place, file->get());
+    return std::unexpected(status.error());
+  }
   if (ReservedNames::isWorkFileName(place->name)) PathBinding::bind(path, InodeNumber::of(*status));
   WorkInProgress::begin(InodeNumber::of(*status), file->get());
   HostFlags::carry(hostFlags, file->get());

@@ -7,7 +7,9 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <string>
+#include <thread>
 #include <utility>
 
 #include "Platform/Linux/PrivateFolder.h"
@@ -16,6 +18,8 @@
 
 namespace quillbrook {
 namespace {
+
+using namespace std::chrono_literals;
 
 const std::string& lockName() {
   static const std::string name(VolumeProtocol::lockFile);
@@ -34,6 +38,17 @@ Result<bool> isCurrent(int privateFolder, int file) {
   return own->st_dev == there.st_dev && own->st_ino == there.st_ino;
 }
 
+// Whoever only asks whether the source is served has the lock for a moment.
+Result<void> lockSoon(int file) {
+  constexpr auto patience = 200ms;
+  constexpr auto pause = 5ms;
+  for (const auto end = std::chrono::steady_clock::now() + patience;;) {
+    auto locked = SystemCall::checked([&] { return ::flock(file, LOCK_EX | LOCK_NB); });
+    if (locked || locked.error() != ErrorNumber::wouldBlock || std::chrono::steady_clock::now() >= end) return locked;
+    std::this_thread::sleep_for(pause);
+  }
+}
+
 }  // namespace
 
 SourceLock::SourceLock(int source, FileDescriptor privateFolder, FileDescriptor file)
@@ -46,8 +61,7 @@ Result<SourceLock> SourceLock::acquire(int source) {
     auto file = SystemCall::openAt(privateFolder->get(), lockName().c_str(), O_RDWR | O_CREAT | O_NOFOLLOW, 0600);
     if (!file && file.error() == ErrorNumber::noEntry) continue;  // the private folder was removed just now
     if (!file) return std::unexpected(file.error());
-    const auto locked = SystemCall::checked([&] { return ::flock(file->get(), LOCK_EX | LOCK_NB); });
-    if (!locked) return std::unexpected(locked.error());
+    if (const auto locked = lockSoon(file->get()); !locked) return std::unexpected(locked.error());
     const auto current = isCurrent(privateFolder->get(), file->get());
     if (!current) return std::unexpected(current.error());
     if (*current) return SourceLock(source, std::move(*privateFolder), std::move(*file));
