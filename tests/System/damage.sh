@@ -1,7 +1,7 @@
 #!/bin/bash
 # Flipped bits: every one of the state, and some of the data, each in a copy of its own. An I/O error or the right bytes
 # through the mount, and the check names every copy.
-#   SEED=1 (default: another each time)
+#   SEED=1
 . "$(dirname "$0")/environment.sh"
 need_fuse
 v=$work/volume

@@ -1,6 +1,6 @@
 #!/bin/bash
 # kill -9 of the daemon during writes, expansions and a compress loop: nothing that a write() had returned for is lost.
-#   ROUNDS=6   SEED=1 (default: another each time)
+#   ROUNDS=6   SEED=1
 . "$(dirname "$0")/environment.sh"
 need_fuse
 v=$work/volume

@@ -1,7 +1,7 @@
 #!/bin/bash
 # Cuts the power (the file system is shut down without flushing its log) while the engine works in a volume and on
 # compressed files outside a mount, and while programs write, and looks at every file afterwards.
-#   FILESYSTEMS="ext4 ext4:noauto_da_alloc,commit=1 xfs"   CUTS=3 (each)   SEED=1 (default: another each time)
+#   FILESYSTEMS="ext4 ext4:noauto_da_alloc,commit=1 xfs"   CUTS=3 (each)   SEED=1
 . "$(dirname "$0")/environment.sh"
 need_fuse
 need_root_and_loop
