@@ -102,7 +102,7 @@ void OperationPrinter::printSummary(std::chrono::duration<double> time, bool was
     printCounts("skipped", totals_.skipped, skippedByCase_);
     printCounts("failed", totals_.failed, failedByCase_);
     if (passedOver_ > 0) {
-      io_.out << fmt::format("passed over: {} not worth it\n", filesText(passedOver_));
+      io_.out << fmt::format("passed over: {} not worth compressing\n", filesText(passedOver_));
     }
   }
   io_.out << std::flush;

@@ -23,6 +23,9 @@ Result<FileDescriptor> openFolder(int parent, std::string_view name) {
 
 Result<FileDescriptor> openTrusted(int parent, std::string_view name) {
   auto folder = openFolder(parent, name);
+  if (!folder && (folder.error().value == ENOTDIR || folder.error().value == ELOOP)) {
+    return std::unexpected(ErrorNumber::notPermitted);
+  }
   if (!folder) return folder;
   const auto status = SystemCall::status(folder->get());
   if (!status) return std::unexpected(status.error());

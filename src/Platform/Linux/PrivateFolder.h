@@ -10,8 +10,8 @@
 namespace quillbrook::PrivateFolder {
 
 // Open for reading, made before if need be. Errors as of openat(2) and mkdirat(2); `noEntry` if it is taken away at
-// this moment; `notPermitted` if it is neither the caller's nor root's or others may write in it, since what stands
-// there is obeyed.
+// this moment; `notPermitted` if it is a link or a file, neither the caller's nor root's, or others may write in it,
+// since what stands there is obeyed.
 [[nodiscard]] Result<FileDescriptor> open(int source);
 [[nodiscard]] Result<FileDescriptor> openRedo(int source);
 

@@ -119,8 +119,9 @@ struct Sentence {
   }
   std::string operator()(const ForeignPrivateFolder& e) const {
     return fmt::format(
-        "{} is another user's, or others may write in it; run this as its owner, or remove that folder if its redo "
-        "copies are not needed.",
+        "{} is no folder, another user's, or open to others; run this as its owner, or remove it if its redo copies "
+        "are "
+        "not needed.",
         e.folder.appending(VolumeProtocol::privateFolder).displayText());
   }
   std::string operator()(const Ending& e) const {

@@ -22,8 +22,9 @@ struct Sentence {
   }
   std::string operator()(const SourceErrors::ForeignPrivateFolder& error) const {
     return error.folder.appending(VolumeProtocol::privateFolder).displayText() +
-           " is another user's, or others may write in it: mount the folder as its owner, or remove that folder if "
-           "its redo copies are not needed";
+           " is no folder, another user's, or open to others: mount as its owner, or remove it if its redo copies are "
+           "not "
+           "needed";
   }
   std::string operator()(const SourceErrors::SystemFailure& error) const {
     return "cannot " + error.action + " " + error.folder.displayText() + ": " + error.reason.text();
