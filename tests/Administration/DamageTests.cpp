@@ -259,7 +259,7 @@ TEST(VolumeRestoreTests, EmptiesWhatWasBeingEmptied) {
   const Tree tree;
   tree.writeContainer("f", Tree::prose(150'000), {});
   tree.setState("f", {.valueByteCount = 16, .creationTime = std::nullopt});
-  const auto expectFindings = [&](std::vector<Kind> expected) {
+  const auto expectFindings = [&](const std::vector<Kind>& expected) {
     std::vector<Kind> findings;
     const auto note = [&](const CheckFinding& finding) { findings.push_back(finding.kind); };
     ASSERT_TRUE(VolumeCheck::check(tree.folder(), note));
