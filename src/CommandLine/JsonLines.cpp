@@ -31,6 +31,7 @@ std::string_view conditionName(VolumeListing::Condition condition) {
   switch (condition) {
     case VolumeListing::Condition::alive: return "alive";
     case VolumeListing::Condition::stale: return "stale";
+    case VolumeListing::Condition::silent: return "silent";
     case VolumeListing::Condition::closed: break;
   }
   return "closed";

@@ -1,13 +1,17 @@
 // SPDX-License-Identifier: MIT
 #include "CommandLine/Operation.h"
 
+#include <fmt/format.h>
+
 #include <atomic>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <expected>
 #include <functional>
+#include <optional>
 #include <stop_token>
+#include <system_error>
 #include <thread>
 #include <utility>
 #include <variant>
@@ -64,10 +68,23 @@ class Run {
     const SteadyTime start = io_.now();
     if (io_.errIsTerminal) count();
     {
+      // Where the system grants fewer threads than asked for, fewer do the work.
       std::vector<std::jthread> threads;
-      threads.emplace_back([this] { walk(); });
-      runningWorkers_ = command_.jobs;
-      for (unsigned i = 0; i < command_.jobs; ++i) threads.emplace_back([this] { work(); });
+      std::optional<std::error_code> refusal;
+      while (!refusal && threads.size() < command_.jobs) {
+        ++runningWorkers_;
+        refusal = addThread(threads, [this] { work(); });
+        if (refusal) --runningWorkers_;
+      }
+      if (!threads.empty()) refusal = addThread(threads, [this] { walk(); });
+      if (refusal) {
+        files_.end();
+        io_.err << fmt::format(
+            "quillbrookctl: cannot start a thread; end other programs, or raise the limits of this one (ulimit -a): "
+            "{}\n",
+            refusal->message());
+        return ExitCode::failed;
+      }
       print();
     }
     printer_.printSummary(io_.now() - start, io_.stop.stop_requested());
@@ -76,6 +93,17 @@ class Run {
 
  private:
   class Walker;
+
+  // Why the system has none to give, if so.
+  template <typename Task>
+  static std::optional<std::error_code> addThread(std::vector<std::jthread>& threads, Task task) {
+    try {
+      threads.emplace_back(std::move(task));
+      return std::nullopt;
+    } catch (const std::system_error& error) {
+      return error.code();
+    }
+  }
 
   void count() {
     printer_.drawCounting();

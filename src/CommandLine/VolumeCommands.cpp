@@ -53,6 +53,7 @@ std::string_view conditionWords(const VolumeListing& volume) {
   switch (volume.condition) {
     case VolumeListing::Condition::alive: return volume.isReadOnly ? "mounted, read-only" : "mounted";
     case VolumeListing::Condition::stale: return "its daemon has died; 'quillbrookctl volume mount' clears it";
+    case VolumeListing::Condition::silent: return "its daemon does not answer; see whether its process is stopped";
     case VolumeListing::Condition::closed: break;
   }
   return "another user's";

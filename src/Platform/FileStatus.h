@@ -1,26 +1,13 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <compare>
 #include <cstdint>
 
+#include "Platform/FileKind.h"
+#include "Platform/StatFlags.h"
+#include "Platform/Timestamp.h"
+
 namespace quillbrook {
-
-// Seconds since 1970-01-01T00:00:00Z and the nanoseconds of the second, 0 to 999,999,999.
-struct Timestamp {
-  std::int64_t seconds = 0;
-  std::uint32_t nanoseconds = 0;
-  friend auto operator<=>(const Timestamp&, const Timestamp&) = default;
-};
-
-enum class FileKind : std::uint8_t { regular, directory, symbolicLink, other };
-
-// Bits of FileStatus::st_flags. The lower half belongs to the user, the upper half to the super-user.
-inline constexpr std::uint32_t UF_NODUMP = 0x00000001;
-inline constexpr std::uint32_t UF_COMPRESSED = 0x00000020;
-inline constexpr std::uint32_t SF_IMMUTABLE = 0x00020000;
-inline constexpr std::uint32_t SF_APPEND = 0x00040000;
-inline constexpr std::uint32_t userSettableFlags = 0x0000FFFF;
 
 // What lstat tells of a path itself, in the platform's terms: for a compressed file the logical size with the
 // blocks that its container occupies.

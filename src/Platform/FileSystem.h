@@ -9,52 +9,13 @@
 
 #include "Platform/ErrorNumber.h"
 #include "Platform/FilePath.h"
+#include "Platform/FileReader.h"
 #include "Platform/FileStatus.h"
+#include "Platform/FileWriter.h"
+#include "Platform/LockableFile.h"
+#include "Platform/XattrOptions.h"
 
 namespace quillbrook {
-
-// Options of the attribute calls.
-struct XattrOptions {
-  bool noFollow = false;         // act on a symbolic link itself
-  bool showCompression = false;  // see com.apple.decmpfs and com.apple.ResourceFork of a compressed file
-  friend bool operator==(const XattrOptions&, const XattrOptions&) = default;
-};
-
-// An open file that is read from its beginning on: its logical bytes, decoded if it is compressed.
-// Closed by its destructor.
-class FileReader {
- public:
-  virtual ~FileReader() = default;
-  // Fills a part of `destination` and returns how much; 0 is the end of the file. May return less than was asked for.
-  // `stale` if the file was turned into another form since it was opened.
-  [[nodiscard]] virtual Result<std::size_t> read(std::span<std::uint8_t> destination) = 0;
-};
-
-// A file that is being written: a work file's data, or its named fork. Closed by close() or the destructor.
-class FileWriter {
- public:
-  virtual ~FileWriter() = default;
-  // Writes some bytes at the position and returns how many, as write(2): `interrupted` means try again.
-  [[nodiscard]] virtual Result<std::size_t> write(std::span<const std::uint8_t> bytes) = 0;
-  // Sets the position, counted from the start, and returns the new one.
-  [[nodiscard]] virtual Result<std::uint64_t> lseek(std::uint64_t position) = 0;
-  // Sets an attribute on the open file.
-  [[nodiscard]] virtual Result<void> fsetxattr(std::string_view name, std::span<const std::uint8_t> value) = 0;
-  // Closes; whatever was written and could not be kept so far shows here. A second call does nothing.
-  [[nodiscard]] virtual Result<void> close() = 0;
-};
-
-// A file opened for the sake of its lock alone. Closing it, by the destructor, gives the lock up. While it is locked,
-// the platform answers `stale` to whoever would read or change another file at its path, in the thread that locked it.
-class LockableFile {
- public:
-  virtual ~LockableFile() = default;
-  // flock(LOCK_EX | LOCK_NB), and whatever more the platform needs to see writers: `wouldBlock` while another holds
-  // the lock or has the file open for writing.
-  [[nodiscard]] virtual Result<void> flock() = 0;
-  // Whether the lock still holds, asked of the kernel: false once any program has opened the file for writing since.
-  [[nodiscard]] virtual bool isHeld() const = 0;
-};
 
 // The operations that the engine asks of its platform, one to one, with the platform's semantics. Error numbers are
 // the host's own. Paths may be relative; a final symbolic link is followed only where it says so.

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "Codec/Streams.h"
-#include "support/Prelude.h"
+#include "Support/Prelude.h"
 
 // Content with a known nature; the same on every run and, as no distribution is used, with every standard library.
 namespace quillbrook::test {

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "Codec/Streams.h"
-#include "support/Prelude.h"
+#include "Support/Prelude.h"
 
 namespace quillbrook::test {
 

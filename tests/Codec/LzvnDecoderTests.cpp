@@ -2,7 +2,7 @@
 
 #include "Codec/Lzvn.h"
 #include "Codec/Streams.h"
-#include "support/Prelude.h"
+#include "Support/Prelude.h"
 
 namespace quillbrook::test {
 namespace {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 
 #include "CommandLine/Arguments.h"
-#include "support/Prelude.h"
+#include "Support/Prelude.h"
 
 namespace quillbrook {
 namespace {

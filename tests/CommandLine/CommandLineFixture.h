@@ -5,8 +5,8 @@
 #include <stop_token>
 
 #include "CommandLine/CommandLine.h"
-#include "support/CompressingFileSystem.h"
-#include "support/ScratchFolder.h"
+#include "Support/CompressingFileSystem.h"
+#include "Support/ScratchFolder.h"
 
 namespace quillbrook {
 

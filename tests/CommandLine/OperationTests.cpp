@@ -2,7 +2,7 @@
 
 #include "CommandLine/Base64.h"
 #include "CommandLineFixture.h"
-#include "support/FaultyFileSystem.h"
+#include "Support/FaultyFileSystem.h"
 
 namespace quillbrook {
 namespace {

@@ -2,7 +2,7 @@
 
 #include "CommandLine/Outcome.h"
 #include "Platform/ErrorNumber.h"
-#include "support/Prelude.h"
+#include "Support/Prelude.h"
 
 namespace quillbrook {
 namespace {

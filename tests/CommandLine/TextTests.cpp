@@ -5,7 +5,7 @@
 #include "CommandLine/PathText.h"
 #include "CommandLine/ProgressMeter.h"
 #include "CommandLine/SizeText.h"
-#include "support/Prelude.h"
+#include "Support/Prelude.h"
 
 namespace quillbrook {
 namespace {

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "Compression/FileCompressor.h"
-#include "support/CompressingFileSystem.h"
+#include "Support/CompressingFileSystem.h"
 
 namespace quillbrook {
 

@@ -5,9 +5,9 @@
 #include "Platform/FileSystem.h"
 #include "Platform/Linux/FileDescriptor.h"
 #include "Platform/LittleEndian.h"
-#include "support/ChildProcess.h"
-#include "support/CompressingFileSystem.h"
-#include "support/ScratchFolder.h"
+#include "Support/ChildProcess.h"
+#include "Support/CompressingFileSystem.h"
+#include "Support/ScratchFolder.h"
 
 namespace quillbrook::test {
 

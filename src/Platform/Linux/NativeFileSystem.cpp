@@ -16,6 +16,7 @@
 #include "Platform/Linux/FileFlags.h"
 #include "Platform/Linux/FolderPath.h"
 #include "Platform/Linux/HostFlags.h"
+#include "Platform/Linux/LocatedInode.h"
 #include "Platform/Linux/NativeLock.h"
 #include "Platform/Linux/PathBinding.h"
 #include "Platform/Linux/ReplacingRename.h"
@@ -110,7 +111,7 @@ Result<VolumePath> locateForChange(const FilePath& path) {
 
 // `stale` where the path has come to lead to another file since an operation of ours began to work on it.
 Result<LocatedInode> openBound(const FilePath& path, FinalLink finalLink) {
-  auto inode = openInode(path, finalLink);
+  auto inode = LocatedInode::open(path, finalLink);
   if (inode && !PathBinding::allows(path, inode->descriptor.get())) return std::unexpected(ErrorNumber::stale);
   return inode;
 }
@@ -161,7 +162,7 @@ FileSystem& FileSystem::native() {
 }
 
 Result<FileStatus> NativeFileSystem::lstat(const FilePath& path) {
-  const auto inode = openInode(path, FinalLink::noFollow);
+  const auto inode = LocatedInode::open(path, FinalLink::noFollow);
   if (!inode) return std::unexpected(inode.error());
   struct statx found{};
   if (::statx(inode->descriptor.get(), "", AT_EMPTY_PATH, STATX_BASIC_STATS | STATX_BTIME, &found) == -1) {
@@ -286,7 +287,7 @@ Result<std::unique_ptr<FileWriter>> NativeFileSystem::openResourceFork(const Fil
 Result<std::unique_ptr<FileReader>> NativeFileSystem::openForReading(const FilePath& path) {
   const auto place = VolumePath::locate(path);
   if (!place) return std::unexpected(place.error());
-  const auto inode = openInode(*place, path, FinalLink::follow);
+  const auto inode = LocatedInode::open(*place, path, FinalLink::follow);
   if (!inode) return std::unexpected(inode.error());
   if (!PathBinding::allows(path, inode->descriptor.get())) return std::unexpected(ErrorNumber::stale);
   const auto status = SystemCall::status(inode->descriptor.get());

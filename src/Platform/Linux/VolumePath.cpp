@@ -39,7 +39,7 @@ std::optional<FileDescriptor> backingFolder(const ReachableVolume& volume, int f
 // Some twenty calls are made for one file, in one folder: after the first, two cheap questions tell that the folder is
 // still the one that was mapped.
 bool mapToKnownFolder(VolumePath& located) {
-  const auto place = VolumeRegistry::place(located.parent);
+  const auto place = MountPlace::of(located.parent);
   if (!place) return false;
   const auto volume = VolumeRegistry::findKnown(place->mountIdentifier);
   if (!volume || !volume->folders) return false;
@@ -57,7 +57,7 @@ bool mapToKnownFolder(VolumePath& located) {
 Result<FileDescriptor> VolumePath::openMountFolder() const {
   auto opened = SystemCall::openAt(AT_FDCWD, parent.c_str(), O_PATH | O_DIRECTORY);
   if (!opened) return opened;
-  if (VolumeRegistry::place(opened->get()) != placeOnMount) return std::unexpected(ErrorNumber::busy);
+  if (MountPlace::of(opened->get()) != placeOnMount) return std::unexpected(ErrorNumber::busy);
   return opened;
 }
 
@@ -75,7 +75,7 @@ Result<VolumePath> VolumePath::locate(const FilePath& path) {
 
   auto parent = SystemCall::openAt(AT_FDCWD, located.parent.c_str(), O_PATH | O_DIRECTORY);
   if (!parent) return std::unexpected(parent.error());
-  const auto place = VolumeRegistry::place(parent->get());
+  const auto place = MountPlace::of(parent->get());
   const auto volume = place ? VolumeRegistry::find(parent->get(), place->mountIdentifier) : nullptr;
   if (volume && !volume->source.isOpen()) return std::unexpected(ErrorNumber::accessDenied);
   if (volume) located.isReadOnly = volume->isReadOnly;
@@ -90,31 +90,6 @@ Result<VolumePath> VolumePath::locate(const FilePath& path) {
   }
   located.openFolder = std::make_shared<const FileDescriptor>(std::move(*parent));
   return located;
-}
-
-Result<LocatedInode> openInode(const VolumePath& place, const FilePath& path, FinalLink finalLink) {
-  LocatedInode inode{.descriptor = {}, .acceptsCompression = place.acceptsCompression, .isReadOnly = place.isReadOnly};
-  const bool mayFollow = finalLink == FinalLink::follow && !place.isMapped();
-  auto opened = SystemCall::openAt(place.folder(), place.name.c_str(), O_PATH | (mayFollow ? 0 : O_NOFOLLOW));
-  if (!opened) return std::unexpected(opened.error());
-  if (finalLink == FinalLink::follow && place.isMapped()) {
-    const auto status = SystemCall::status(opened->get());
-    if (!status) return std::unexpected(status.error());
-    if (S_ISLNK(status->st_mode)) {
-      inode.acceptsCompression = false;
-      inode.isReadOnly = false;
-      opened = SystemCall::openAt(AT_FDCWD, path.c_str(), O_PATH);
-      if (!opened) return std::unexpected(opened.error());
-    }
-  }
-  inode.descriptor = std::move(*opened);
-  return inode;
-}
-
-Result<LocatedInode> openInode(const FilePath& path, FinalLink finalLink) {
-  const auto place = VolumePath::locate(path);
-  if (!place) return std::unexpected(place.error());
-  return openInode(*place, path, finalLink);
 }
 
 }  // namespace quillbrook

@@ -8,19 +8,19 @@
 #include "Platform/ErrorNumber.h"
 #include "Platform/FilePath.h"
 #include "Platform/Linux/FileDescriptor.h"
-#include "Platform/Linux/VolumeRegistry.h"
+#include "Platform/Linux/MountPlace.h"
 
 namespace quillbrook {
 
 // Where an operation on a path really takes place. Inside a mounted volume that is the backing folder, reached from the
 // volume's source beneath it and through no link; everywhere else, the folder as it is.
 struct VolumePath {
-  std::shared_ptr<const FileDescriptor> openFolder;        // with O_PATH: the backing one where it is mapped
-  FilePath parent;                                         // of the path, as the caller gave it
-  std::optional<VolumeRegistry::MountPlace> placeOnMount;  // the parent's; only where it is mapped
-  std::string name;                                        // in both folders
-  bool acceptsCompression = false;                         // it lies in a volume mounted in place
-  bool isReadOnly = false;                                 // it lies in a volume mounted read-only
+  std::shared_ptr<const FileDescriptor> openFolder;  // with O_PATH: the backing one where it is mapped
+  FilePath parent;                                   // of the path, as the caller gave it
+  std::optional<MountPlace> placeOnMount;            // the parent's; only where it is mapped
+  std::string name;                                  // in both folders
+  bool acceptsCompression = false;                   // it lies in a volume mounted in place
+  bool isReadOnly = false;                           // it lies in a volume mounted read-only
 
   [[nodiscard]] int folder() const { return openFolder->get(); }
   [[nodiscard]] bool isMapped() const { return placeOnMount.has_value(); }
@@ -33,19 +33,5 @@ struct VolumePath {
   // mount.
   [[nodiscard]] static Result<VolumePath> locate(const FilePath& path);
 };
-
-// One inode, opened with O_PATH, so that further calls cannot meet another one.
-struct LocatedInode {
-  FileDescriptor descriptor;
-  bool acceptsCompression = false;
-  bool isReadOnly = false;
-};
-
-enum class FinalLink { follow, noFollow };
-
-// Opens what stands at the place. A final link in a volume is followed through the mount, never beneath it.
-[[nodiscard]] Result<LocatedInode> openInode(const VolumePath& place, const FilePath& path, FinalLink finalLink);
-// Locates it first.
-[[nodiscard]] Result<LocatedInode> openInode(const FilePath& path, FinalLink finalLink);
 
 }  // namespace quillbrook

@@ -17,6 +17,7 @@
 #include "Platform/FilePath.h"
 #include "Platform/Linux/DaemonAddress.h"
 #include "Platform/Linux/FolderPath.h"
+#include "Platform/Linux/MountPlace.h"
 #include "Platform/Linux/MountTable.h"
 #include "Platform/Linux/SystemCall.h"
 #include "Platform/Linux/VolumeProtocol.h"
@@ -24,8 +25,6 @@
 
 namespace quillbrook::VolumeRegistry {
 namespace {
-
-constexpr unsigned uniqueMountIdentifier = 0x4000;  // STATX_MNT_ID_UNIQUE, which older headers lack
 
 struct Registry {
   Mutex mutex;
@@ -40,18 +39,6 @@ Registry& registry() {
   return instance;
 }
 
-std::optional<struct statx> mountStatus(int folder, const char* path, unsigned mask) {
-  struct statx status{};
-  if (::statx(folder, path, AT_EMPTY_PATH | AT_STATX_DONT_SYNC, mask | STATX_INO, &status) == -1) return std::nullopt;
-  return status;
-}
-
-std::optional<MountPlace> placeAt(int folder, const char* path) {
-  const auto status = mountStatus(folder, path, uniqueMountIdentifier);
-  if (!status || (status->stx_mask & (uniqueMountIdentifier | STATX_MNT_ID)) == 0) return std::nullopt;
-  return MountPlace{.mountIdentifier = status->stx_mnt_id, .inode = status->stx_ino};
-}
-
 // On btrfs, for one, every subvolume numbers its inodes anew.
 bool numbersInodesUniquely(int folder) {
   struct statfs status{};
@@ -61,9 +48,10 @@ bool numbersInodesUniquely(int folder) {
 
 // The number under which the mount stands in the mount table.
 std::optional<std::uint64_t> tableIdentifier(int descriptor) {
-  const auto status = mountStatus(descriptor, "", STATX_MNT_ID);
-  if (!status || (status->stx_mask & STATX_MNT_ID) == 0) return std::nullopt;
-  return status->stx_mnt_id;
+  struct statx status{};
+  if (::statx(descriptor, "", AT_EMPTY_PATH | AT_STATX_DONT_SYNC, STATX_MNT_ID, &status) == -1) return std::nullopt;
+  if ((status.stx_mask & STATX_MNT_ID) == 0) return std::nullopt;
+  return status.stx_mnt_id;
 }
 
 std::string attribute(int folder, std::string_view name) {
@@ -78,7 +66,7 @@ FileDescriptor openRoot(const MountEntry& entry, std::uint64_t identifier) {
   if (entry.root != "/" || !entry.owner || (*entry.owner != 0 && *entry.owner != ::geteuid())) return {};
   auto root = SystemCall::openAt(AT_FDCWD, entry.mountPoint.c_str(), O_PATH | O_DIRECTORY);
   if (!root) return {};
-  const auto found = place(root->get());
+  const auto found = MountPlace::of(root->get());
   if (!found || found->mountIdentifier != identifier) return {};  // something is mounted over it
   return std::move(*root);
 }
@@ -87,10 +75,10 @@ FileDescriptor openRoot(const MountEntry& entry, std::uint64_t identifier) {
 FileDescriptor openSource(int root, std::uint64_t identifier) {
   const auto address = DaemonAddress::parse(attribute(root, VolumeProtocol::sourceAttribute));
   if (!address) return {};
-  const auto rootPlace = place(root);
+  const auto rootPlace = MountPlace::of(root);
   auto source = SystemCall::openAt(AT_FDCWD, address->source.c_str(), O_PATH | O_DIRECTORY);
   if (!source) return {};
-  const auto sourcePlace = place(source->get());
+  const auto sourcePlace = MountPlace::of(source->get());
   if (!rootPlace || !sourcePlace || sourcePlace->mountIdentifier == identifier ||
       sourcePlace->inode != rootPlace->inode) {
     return {};
@@ -148,14 +136,6 @@ void forgetIfChanged(Registry& known) QB_REQUIRES(known.mutex) {
 }
 
 }  // namespace
-
-std::optional<MountPlace> place(int descriptor) {
-  return placeAt(descriptor, "");
-}
-
-std::optional<MountPlace> place(const FilePath& path) {
-  return placeAt(AT_FDCWD, path.c_str());
-}
 
 std::shared_ptr<const ReachableVolume> findKnown(std::uint64_t identifier) {
   auto& known = registry();

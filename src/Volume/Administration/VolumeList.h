@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <optional>
 #include <vector>
@@ -16,6 +17,7 @@ struct VolumeListing {
     alive,
     stale,   // its daemon has died: `volume mount` clears it
     closed,  // somebody else's mount, which does not answer the caller
+    silent,  // its daemon did not answer in time: it is stopped, or overloaded
   };
   FilePath mountPoint;
   FilePath source;
@@ -29,8 +31,9 @@ struct VolumeListing {
 
 namespace VolumeList {
 
-// Every volume that this process sees in the mount table, in the order of mounting. Asks each volume, so a daemon that
-// is stopped holds the call up.
+// Every volume that this process sees in the mount table, in the order of mounting. Asks all of them at once and
+// gives them `patience` to answer.
+constexpr std::chrono::seconds patience{5};
 [[nodiscard]] Result<std::vector<VolumeListing>> read();
 
 }  // namespace VolumeList

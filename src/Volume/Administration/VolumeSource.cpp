@@ -11,6 +11,7 @@
 
 #include "Platform/Linux/DaemonAddress.h"
 #include "Platform/Linux/FolderPath.h"
+#include "Platform/Linux/MountPlace.h"
 #include "Platform/Linux/SystemCall.h"
 #include "Platform/Linux/VolumePath.h"
 #include "Platform/Linux/VolumeProtocol.h"
@@ -33,7 +34,7 @@ std::expected<FileDescriptor, VolumeError> beneath(const MountedVolume& mount) {
   if (!address) return failed(address.error());
   const auto root = SystemCall::openAt(AT_FDCWD, mount.mountPoint.c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW);
   if (!root) return failed(root.error());
-  const auto place = VolumeRegistry::place(root->get());
+  const auto place = MountPlace::of(root->get());
   const auto volume = place ? VolumeRegistry::find(root->get(), place->mountIdentifier) : nullptr;
   if (!volume || !volume->source.isOpen()) {
     // What the registry does not trust may simply be closed to the caller: then that is the reason.
@@ -52,7 +53,7 @@ std::expected<FileDescriptor, VolumeError> partBeneath(const FilePath& folder) {
   };
   const auto opened = SystemCall::openAt(AT_FDCWD, folder.c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW);
   if (!opened) return failed(opened.error());
-  const auto place = VolumeRegistry::place(opened->get());
+  const auto place = MountPlace::of(opened->get());
   if (!place) return failed(ErrorNumber::stale);
   if (!VolumeRegistry::find(opened->get(), place->mountIdentifier)) return FileDescriptor();
   // A place is told by the folder that it lies in, whatever its name.
