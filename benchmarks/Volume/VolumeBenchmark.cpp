@@ -13,6 +13,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -20,6 +21,7 @@
 #include <map>
 #include <random>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "../Stopwatch.h"
@@ -45,10 +47,14 @@ FileDescriptor openFile(const std::string& path, int flags) {
   return file;
 }
 
+// Twice, since a daemon may keep the host's inodes until the kernel has forgotten its own.
 void dropCaches() {
   ::sync();
-  const FileDescriptor control = openFile("/proc/sys/vm/drop_caches", O_WRONLY);
-  if (::write(control.get(), "3", 1) != 1) fail("drop_caches");
+  for (int round = 0; round < 2; ++round) {
+    const FileDescriptor control = openFile("/proc/sys/vm/drop_caches", O_WRONLY);
+    if (::write(control.get(), "3", 1) != 1) fail("drop_caches");
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+  }
 }
 
 struct Target {
