@@ -96,8 +96,13 @@ class Grammar {
       app_.require_subcommand(1);
       volumeApp_->require_subcommand(1);
       return std::unexpected(ArgumentsAnswer{.isWrongUsage = false, .text = app_.help()});
+    } catch (const CLI::ExtrasError&) {
+      const auto extras = app_.remaining(true);
+      return wrongUsage("'" + unguarded(extras.front()).displayText() + "' is not known here" + knownVerbs());
     } catch (const CLI::ParseError& error) {
-      return wrongUsage(error.what());
+      // The one option that takes a value.
+      const std::string words = error.what();
+      return wrongUsage(words.starts_with("--jobs:") ? "--jobs takes a number from 1 to 8" : words);
     }
     if (values_.version) {
       return std::unexpected(ArgumentsAnswer{false, fmt::format("{} {}\n", programName, QUILLBROOK_VERSION)});
@@ -130,17 +135,20 @@ class Grammar {
 
   CLI::App* addFolderVerb(CLI::App& parent, const std::string& verb, const std::string& description, Make make) {
     CLI::App* app = parent.add_subcommand(verb, description);
-    app->add_option("DIR", values_.names, "The volume's folder")->type_name("")->expected(1);
+    app->add_option("DIR", values_.names, "The volume's folder")->type_name("");
     verbs_.push_back({app, Operands::folder, make});
     return app;
   }
 
-  void addJson(CLI::App& app) { app.add_flag("--json", values_.json, "Print one JSON object a line"); }
+  void addJson(CLI::App& app) {
+    app.add_flag("--json", values_.json, "Print one JSON object a line")->disable_flag_override();
+  }
 
   void addJobs(CLI::App& app) {
     app.add_option("--jobs", values_.jobs, "Files at once, 1 to 8; as many as there are processors unless told")
         ->type_name("N")
-        ->check(CLI::Range(1U, maximumJobs));
+        ->take_last()
+        ->check(CLI::Range(1U, maximumJobs).description(""));
   }
 
   void addVolumeVerbs() {
@@ -187,9 +195,7 @@ class Grammar {
   std::expected<Command, ArgumentsAnswer> finish(const std::vector<FilePath>& paths) {
     const auto verb = std::ranges::find_if(verbs_, [](const Verb& v) { return v.app->parsed(); });
     if (verb == verbs_.end()) {
-      return wrongUsage(volumeApp_->parsed() ? "'volume' needs a verb: mount, unmount, list, check, restore, enable, "
-                                               "disable"
-                                             : "a verb is needed: compress, decompress, inspect, volume");
+      return wrongUsage((volumeApp_->parsed() ? "'volume' needs a verb" : "a verb is needed") + knownVerbs());
     }
     switch (verb->operands) {
       case Operands::none:
@@ -203,6 +209,17 @@ class Grammar {
         break;
     }
     return verb->make(values_, paths);
+  }
+
+  // ": mount, unmount" where a verb is still to come.
+  [[nodiscard]] std::string knownVerbs() const {
+    const CLI::App& app = volumeApp_->parsed() ? *volumeApp_ : app_;
+    if (!app.get_subcommands().empty()) return {};
+    std::string text;
+    for (const CLI::App* verb : app.get_subcommands(nullptr)) {
+      text += (text.empty() ? ": " : ", ") + verb->get_name();
+    }
+    return text;
   }
 
   [[nodiscard]] std::unexpected<ArgumentsAnswer> wrongUsage(std::string_view words) const {

@@ -12,6 +12,7 @@
 #include "CommandLine/ExitCode.h"
 #include "CommandLine/Inspection.h"
 #include "CommandLine/Operation.h"
+#include "CommandLine/PathText.h"
 #include "CommandLine/VolumeCommands.h"
 #include "Platform/StandardOutput.h"
 #include "Platform/StopSignals.h"
@@ -28,7 +29,11 @@ struct Runner {
 };
 
 int answer(const ArgumentsAnswer& answer, Io& io) {
-  (answer.isWrongUsage ? io.err : io.out) << answer.text;
+  if (answer.isWrongUsage) {
+    io.err << PathText::shownMessage(answer.text, io.errIsTerminal);
+  } else {
+    io.out << answer.text;
+  }
   return answer.isWrongUsage ? ExitCode::wrongUsage : ExitCode::done;
 }
 

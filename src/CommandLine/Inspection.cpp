@@ -23,6 +23,9 @@ std::string sentence(const FileCompressionInspectionError& error) {
   struct {
     std::string operator()(const FileNotFound&) const { return "not found; see whether the name is right"; }
     std::string operator()(const DecmpfsHeaderInvalid& e) const {
+      if (e.reason.starts_with("unknownCompressionType")) {
+        return "it is compressed in a way that this version cannot read; use a newer one: " + e.reason;
+      }
       return "the compressed form is damaged; 'quillbrookctl volume check' tells more: " + e.reason;
     }
     std::string operator()(const IOError& e) const {

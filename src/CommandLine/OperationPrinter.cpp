@@ -42,7 +42,7 @@ void OperationPrinter::print(const ProcessedFile& file) {
   } else if (const auto* refused = std::get_if<RefusedFile>(&file.ending)) {
     const bool isFailure = OutcomeTable::outcome(command_.kind, refused->error) == Outcome::failed;
     ++(isFailure ? totals_.failed : totals_.skipped);
-    const std::string_view label = refused->isAbandoned ? "stopped" : OutcomeTable::label(refused->error);
+    const std::string label = refused->isAbandoned ? "stopped" : OutcomeTable::label(refused->error);
     ++(isFailure ? failedByCase_ : skippedByCase_)[label];
     if (isFailure) printFailure(file, *refused);
   }
@@ -102,7 +102,8 @@ void OperationPrinter::printSummary(std::chrono::duration<double> time, bool was
     printCounts("skipped", totals_.skipped, skippedByCase_);
     printCounts("failed", totals_.failed, failedByCase_);
     if (passedOver_ > 0) {
-      io_.out << fmt::format("passed over: {} not worth compressing\n", filesText(passedOver_));
+      io_.out << fmt::format("passed over: {} {}\n", filesText(passedOver_),
+                             command_.kind == OperationKind::compress ? "not worth compressing" : "never compressed");
     }
   }
   io_.out << std::flush;
@@ -136,16 +137,15 @@ void OperationPrinter::printKinds() {
   }
 }
 
-void OperationPrinter::printCounts(std::string_view word, std::uint64_t count,
-                                   const std::map<std::string_view, std::uint64_t>& cases) {
+void OperationPrinter::printCounts(std::string_view word, std::uint64_t count, const CountByCase& cases) {
   if (count == 0) return;
   std::string text = fmt::format("{}: {}", word, filesText(count));
-  std::string_view separator = ": ";
+  std::string_view separator = " (";
   for (const auto& [label, caseCount] : cases) {
-    text += fmt::format("{}{} {}", separator, caseCount, label);
-    separator = ", ";
+    text += fmt::format("{}{}: {}", separator, label, caseCount);
+    separator = "; ";
   }
-  io_.out << text << '\n';
+  io_.out << text << ")\n";
 }
 
 }  // namespace quillbrook

@@ -35,9 +35,11 @@ class OperationPrinter {
   [[nodiscard]] bool hasFailures() const { return totals_.failed > 0 || unreadableFolders_ > 0; }
 
  private:
+  using CountByCase = std::map<std::string, std::uint64_t>;
+
   void printFailure(const ProcessedFile& file, const RefusedFile& refused);
   void printKinds();
-  void printCounts(std::string_view word, std::uint64_t count, const std::map<std::string_view, std::uint64_t>& cases);
+  void printCounts(std::string_view word, std::uint64_t count, const CountByCase& cases);
   // Takes the bar away, so that a line can stand in its place.
   void clearBar();
 
@@ -45,8 +47,8 @@ class OperationPrinter {
   Io& io_;
   OperationTotals totals_;
   KindTotals kinds_;
-  std::map<std::string_view, std::uint64_t> skippedByCase_;
-  std::map<std::string_view, std::uint64_t> failedByCase_;
+  CountByCase skippedByCase_;
+  CountByCase failedByCase_;
   std::uint64_t passedOver_ = 0;
   std::uint64_t unreadableFolders_ = 0;
   bool sawOutsideVolume_ = false;

@@ -75,6 +75,10 @@ bool isRefusedFlag(const IOError& failure) {
 std::string_view adviceOn(const IOError& failure) {
   const auto error = failure.call ? failure.call->error : ErrorNumber{};
   if (isRefusedFlag(failure)) return {};
+  if (error == ErrorNumber{ENOTDIR}) return "see whether the name is right";
+  if (error == ErrorNumber{ENOTCONN} || error == ErrorNumber{ECONNABORTED}) {
+    return "the daemon of its volume has died: mount the volume again with 'quillbrookctl volume mount'";
+  }
   if (error == ErrorNumber::noSpace && failure.call->step == "chflags") {
     return "make room on that file system and try again; where there is room, its attributes do not fit beside the "
            "compressed form, and it stays as it is";
@@ -90,8 +94,9 @@ std::string_view adviceOn(const IOError& failure) {
            "restore' keeps that; see with 'quillbrookctl volume check'";
   }
   if (error == ErrorNumber::accessDenied) {
-    return "run this as the file's owner, by its path in the volume: another user's volume, and a bind mount of a part "
-           "of one, refuse everybody";
+    return "run this as the file's owner, by its path in the volume; in a volume that another user or root has "
+           "mounted, "
+           "only they and root can, and in a bind mount of a part of one, nobody";
   }
   if (error == ErrorNumber::notPermitted) {
     return "see with lsattr whether it or its folder is immutable or append-only, and take that off with chattr; "
@@ -130,8 +135,10 @@ Outcome outcome(OperationKind kind, const EngineError& error) {
   return kind == OperationKind::compress ? row.compress : row.decompress;
 }
 
-std::string_view label(const EngineError& error) {
-  return isOutsideVolume(error) ? "in no volume mounted over its own folder" : rowOf(error).label;
+std::string label(const EngineError& error) {
+  if (isOutsideVolume(error)) return "in no volume mounted over its own folder";
+  const IOError* failure = ioErrorOf(error);
+  return failure != nullptr && failure->call ? failure->call->error.text() : std::string(rowOf(error).label);
 }
 
 std::string sentence(const RefusedFile& file) {
@@ -140,7 +147,7 @@ std::string sentence(const RefusedFile& file) {
 
 std::string sentence(const EngineError& error) {
   const IOError* failure = ioErrorOf(error);
-  std::string text(label(error));
+  std::string text(isOutsideVolume(error) ? label(error) : std::string(rowOf(error).label));
   if (const std::string_view advice = failure != nullptr ? adviceOn(*failure) : rowOf(error).advice; !advice.empty()) {
     text += fmt::format("; {}", advice);
   }

@@ -27,7 +27,7 @@ namespace OutcomeTable {
 [[nodiscard]] Outcome outcome(OperationKind kind, const EngineError& error);
 
 // A few words, the same for every error of a case, to stand behind a count: "already compressed".
-[[nodiscard]] std::string_view label(const EngineError& error);
+[[nodiscard]] std::string label(const EngineError& error);
 
 // What is the matter with the file, what to do, the system's words.
 [[nodiscard]] std::string sentence(const EngineError& error);

@@ -18,7 +18,7 @@ namespace {
 
 int fail(const VolumeError& error, Io& io) {
   if (std::holds_alternative<VolumeErrors::Stopped>(error)) {
-    io.err << "quillbrookctl: stopped; the same command goes on from here\n";
+    io.err << "quillbrookctl: stopped; nothing is half done, and the same command can be given again\n";
     return ExitCode::signalBase + io.stopSignal;
   }
   io.err << "quillbrookctl: " << PathText::shownMessage(sentence(error), io.errIsTerminal) << '\n';
@@ -88,6 +88,10 @@ int run(const VolumeUnmountCommand& command, Io& io) {
   });
   if (!outcome) return fail(outcome.error(), io);
   io.out << "unmounted " << PathText::shown(outcome->folder, io.outIsTerminal) << '\n';
+  if (outcome->isServedElsewhere) {
+    io.err << "quillbrookctl: its daemon has not ended yet, since another mount of the volume is there (a bind mount, "
+              "or one in another namespace); it ends with the last of them\n";
+  }
   return ExitCode::done;
 }
 
@@ -124,10 +128,10 @@ int run(const VolumeCheckCommand& command, Io& io) {
   if (command.json) {
     io.out << JsonLines::checkSummary(*result) << '\n';
   } else {
-    io.out << fmt::format("checked {} files, {} of them compressed ({}): {} damaged, {} unreadable, {} notes\n",
-                          result->files, result->containers,
+    io.out << fmt::format("checked {} {}, {} of them compressed ({}): {} damaged, {} unreadable, {} {}\n",
+                          result->files, result->files == 1 ? "file" : "files", result->containers,
                           SizeText::text(static_cast<std::int64_t>(result->logicalBytes)), result->damaged,
-                          result->unreadable, result->notes);
+                          result->unreadable, result->notes, result->notes == 1 ? "note" : "notes");
   }
   if (result->damaged > 0) return ExitCode::damageFound;
   return result->unreadable > 0 ? ExitCode::filesFailed : ExitCode::done;

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "Compression/FileCompressor.h"
 
+#include <optional>
+
 #include "Compression/ByteBuffer.h"
 #include "Compression/EncodingPlan.h"
 #include "Compression/OpeningChecks.h"
@@ -62,6 +64,16 @@ std::expected<void, FileCompressionError> inMemoryDecompress(const Subject& subj
   return Replacement::decompressInMemory(subject, *bytes);
 }
 
+// The file as it is under the lock; nothing if it is another one by now. The lock may be on a file that another
+// operation has just swapped out: two would then take the work file for theirs. Mode and owner may have changed since
+// the first look, and what is carried over is what they are now.
+std::optional<FileStatus> asLocked(const FilePath& url, const FileStatus& before, const LockableFile& lock,
+                                   FileSystem& fileSystem) {
+  const auto now = fileSystem.lstat(url);
+  if (!now || !Replacement::isSame(before, *now) || !lock.isHeld()) return std::nullopt;
+  return *now;
+}
+
 // Whether a name has come to lead to another file than the one that was locked or made, or the content to stand in
 // another form.
 bool leadsElsewhere(const FileCompressionError& error) {
@@ -82,12 +94,12 @@ std::expected<CompressionResult, EngineError> compress(const FilePath& url, std:
   }
   if (hasResourceFork(url, fileSystem)) return refuse(HasResourceFork{url});
   const auto lock = OpeningChecks::acquireLock(url, fileSystem);
-  if (!lock) return std::unexpected(lock.error());
+  if (!lock && leadsElsewhere(lock.error())) return refuse(FileChangedDuringOperation{url});
+  if (!lock) return refuse(lock.error());
 
-  const Subject subject{url, *snapshot, **lock, beforeSwap, fileSystem};
-  // The lock may be on a file that another operation has just swapped out: two would then take the work file for
-  // theirs.
-  if (!Replacement::isUnchanged(subject)) return refuse(FileChangedDuringOperation{url});
+  const auto locked = asLocked(url, *snapshot, **lock, fileSystem);
+  if (!locked) return refuse(FileChangedDuringOperation{url});
+  const Subject subject{url, *locked, **lock, beforeSwap, fileSystem};
   const auto algorithm =
       snapshot->st_size >= streamingThreshold ? streamingCompress(subject) : inMemoryCompress(subject);
   if (!algorithm) {
@@ -108,10 +120,12 @@ std::expected<CompressionResult, FileCompressionError> decompress(const FilePath
   if (!snapshot) return std::unexpected(snapshot.error());
   if ((snapshot->st_flags & UF_COMPRESSED) == 0) return std::unexpected(NotCompressed{url});
   const auto lock = OpeningChecks::acquireLock(url, fileSystem);
+  if (!lock && leadsElsewhere(lock.error())) return std::unexpected(FileChangedDuringOperation{url});
   if (!lock) return std::unexpected(lock.error());
 
-  const Subject subject{url, *snapshot, **lock, beforeSwap, fileSystem};
-  if (!Replacement::isUnchanged(subject)) return std::unexpected(FileChangedDuringOperation{url});
+  const auto locked = asLocked(url, *snapshot, **lock, fileSystem);
+  if (!locked) return std::unexpected(FileChangedDuringOperation{url});
+  const Subject subject{url, *locked, **lock, beforeSwap, fileSystem};
   const auto done =
       snapshot->st_size >= streamingThreshold ? Replacement::decompressStreaming(subject) : inMemoryDecompress(subject);
   if (!done && leadsElsewhere(done.error())) return std::unexpected(FileChangedDuringOperation{url});

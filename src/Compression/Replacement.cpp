@@ -110,11 +110,14 @@ std::expected<std::int64_t, FileCompressionError> copyDecompressedStream(const F
 
 }  // namespace
 
+bool isSame(const FileStatus& before, const FileStatus& now) {
+  return now.st_dev == before.st_dev && now.st_ino == before.st_ino && now.st_size == before.st_size &&
+         now.st_mtimespec == before.st_mtimespec;
+}
+
 bool isUnchanged(const Subject& subject) {
-  const FileStatus& before = subject.snapshot;
   const auto now = subject.fileSystem.lstat(subject.url);
-  return now && now->st_dev == before.st_dev && now->st_ino == before.st_ino && now->st_size == before.st_size &&
-         now->st_mtimespec == before.st_mtimespec && subject.lock.isHeld();
+  return now && isSame(subject.snapshot, *now) && subject.lock.isHeld();
 }
 
 std::expected<void, EngineError> compressInMemory(const Subject& subject, const FileCompressor::EncodingPlan& plan) {

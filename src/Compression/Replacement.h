@@ -20,11 +20,14 @@ namespace quillbrook::Replacement {
 // One file under its lock.
 struct Subject {
   const FilePath& url;
-  const FileStatus& snapshot;  // from before the lock; restored from and compared with
+  const FileStatus& snapshot;  // from when the lock was taken; restored from and compared with
   const LockableFile& lock;
   const FileCompressor::BeforeSwap& beforeSwap;
   FileSystem& fileSystem;
 };
+
+// Whether a later look shows the same file, unwritten since the earlier one.
+[[nodiscard]] bool isSame(const FileStatus& before, const FileStatus& now);
 
 // Whether the path still names the file of the snapshot, unwritten since, and the lock on it holds.
 [[nodiscard]] bool isUnchanged(const Subject& subject);

@@ -64,12 +64,12 @@ class FileSystem {
   [[nodiscard]] virtual Result<std::unique_ptr<FileWriter>> openResourceFork(const FilePath& path) = 0;
   // The logical bytes; follows a final link.
   [[nodiscard]] virtual Result<std::unique_ptr<FileReader>> openForReading(const FilePath& path) = 0;
-  // open with O_RDONLY, for LockableFile::flock.
+  // open with O_RDONLY, for LockableFile::flock; `stale` if the path leads elsewhere by now.
   [[nodiscard]] virtual Result<std::unique_ptr<LockableFile>> openForLocking(const FilePath& path) = 0;
 
   // Puts `work` in the place of `target`, in one step for every other program, once its data have reached the disk.
   // `expected` is what lstat said of the target that may be replaced, `lock` the lock on it, of this file system;
-  // `busy` if the target is another file by now or is open for writing. On failure both names are as they were, but
+  // `stale` if the target is another file by now or is open for writing. On failure both names are as they were, but
   // for `notRecoverable`: then `work` names what stood at the target, and must be left alone.
   [[nodiscard]] virtual Result<void> rename(const FilePath& work, const FilePath& target, const FileStatus& expected,
                                             const LockableFile& lock) = 0;

@@ -39,11 +39,14 @@ TEST(Arguments, WrongUsageAndHelpSayWhatToDo) {
   };
   const std::vector<Case> cases{
       {{}, "a verb is needed"},
-      {{"compact", "a"}, "compact"},
+      {{"compact", "a"}, "'compact' is not known here: compress, decompress, inspect, volume\n"},
+      {{"volume", "sync"}, "'sync' is not known here: mount, unmount,"},
       {{"compress", "--"}, "quillbrookctl compress --help"},
-      {{"compress", "--jobs", "0", "a"}, "0"},
-      {{"compress", "--jobs", "9", "a"}, "9"},
-      {{"compress", "--jobs", "two", "a"}, "two"},
+      {{"compress", "--jobs", "0", "a"}, "--jobs takes a number from 1 to 8\n"},
+      {{"compress", "--jobs", "9", "a"}, "--jobs takes a number from 1 to 8\n"},
+      {{"compress", "--jobs", "1.5", "a"}, "--jobs takes a number from 1 to 8\n"},
+      {{"compress", "a", "--jobs"}, "--jobs takes a number from 1 to 8\n"},
+      {{"compress", "--json=false", "a"}, "json"},
       {{"inspect", "--jobs", "2", "a"}, "--jobs"},
       {{"volume"}, "'volume' needs a verb"},
       {{"volume", "mount"}, "exactly one folder"},

@@ -114,7 +114,7 @@ TEST_F(OperationTest, PeopleReadASummaryByKind) {
   EXPECT_THAT(out.str(), testing::ContainsRegex("  \\.h +1 +200 kB"));
   EXPECT_THAT(out.str(), testing::ContainsRegex("  \\.txt +1 +20\\.0 kB"));
   EXPECT_THAT(out.str(), testing::ContainsRegex("  total +2 +220 kB"));
-  EXPECT_THAT(out.str(), HasSubstr("failed: 1 file: 1 "));
+  EXPECT_THAT(out.str(), HasSubstr("failed: 1 file (the work file's name is taken: 1)\n"));
   EXPECT_THAT(out.str(), HasSubstr("passed over: 1 file "));
   EXPECT_THAT(err.str(), testing::StartsWith("quillbrookctl: cannot compress " + root + "/conflict.h: "));
   EXPECT_EQ(err.str().find('\x1b'), std::string::npos) << "no bar without a terminal";

@@ -42,6 +42,16 @@ TEST_F(DamagedState, IsNeverTakenForOrdinary) {
   }
 }
 
+// Compressed once more, it would hide from whoever looks for what has lost its state.
+TEST_F(DamagedState, LostIsNeverTakenForContent) {
+  const auto file = compressed("f", prose(3'000));
+  ASSERT_EQ(removexattr(file.c_str(), "user.quillbrook.state"), 0);
+  EXPECT_EQ(content(file).error(), ErrorNumber::inputOutput);
+  const std::string bytes = raw(file);
+  const auto cut = ordinary("cut", bytes.substr(0, bytes.size() - 1));
+  EXPECT_EQ(content(cut).value(), bytes.substr(0, bytes.size() - 1)) << "only begins like one";
+}
+
 TEST_F(DamagedState, HiddenByPermissionsIsNotAbsent) {
   if (geteuid() != 0) GTEST_SKIP() << "needs root to become somebody else";
   const auto file = compressed("f", prose(3'000));

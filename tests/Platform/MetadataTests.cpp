@@ -80,7 +80,7 @@ TEST_F(Metadata, OfAWorkFileIsChangedOnlyWhereThisProcessMadeIt) {
     EXPECT_EQ(files.copyACL(target, mine).error(), ErrorNumber::stale);
     EXPECT_EQ(files.openResourceFork(mine).error(), ErrorNumber::stale);
     EXPECT_EQ(files.rename(mine, target, status(target), *lock).error(),
-              isLink ? ErrorNumber::invalid : ErrorNumber::busy);
+              isLink ? ErrorNumber::invalid : ErrorNumber::stale);
     EXPECT_EQ(files.openForReading(mine).error(), ErrorNumber::stale);
   }
   EXPECT_EQ(files.unlink(mine).error(), ErrorNumber::stale);

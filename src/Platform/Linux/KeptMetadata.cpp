@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "Platform/Linux/KeptMetadata.h"
 
+#include <sys/stat.h>
 #include <sys/xattr.h>
 
 #include <array>
@@ -32,7 +33,11 @@ Result<KeptMetadata> KeptMetadata::of(int file) {
 Result<void> KeptMetadata::restorePermissions(int file) const {
   const auto now = SystemCall::status(file);
   if (!now) return std::unexpected(now.error());
-  if ((now->st_mode & SystemCall::permissionBits) != mode && ::fchmod(file, mode) == -1) return SystemCall::failure();
+  // Writing takes set-id bits away and nothing else: whatever else is different, somebody has changed since.
+  constexpr mode_t lost = S_ISUID | S_ISGID;
+  const mode_t current = now->st_mode & SystemCall::permissionBits;
+  const bool isOnlyLoss = (current & ~lost) == (mode & ~lost);
+  if (isOnlyLoss && current != mode && ::fchmod(file, mode) == -1) return SystemCall::failure();
   if (capability.empty() || ::fgetxattr(file, capabilityName, nullptr, 0) > 0) return {};
   return SystemCall::checked(
       [&] { return ::fsetxattr(file, capabilityName, capability.data(), capability.size(), 0); });

@@ -47,7 +47,7 @@ std::optional<MountEntry> parseLine(std::string_view line) {
   if (!identifier || !parent) return std::nullopt;
   entry.identifier = *identifier;
   entry.parentIdentifier = *parent;
-  nextField(line, ' ');  // the device
+  entry.device = nextField(line, ' ');
   entry.root = unescaped(nextField(line, ' '));
   entry.mountPoint = unescaped(nextField(line, ' '));
   entry.isReadOnly = isListed(nextField(line, ' '), "ro");

@@ -15,6 +15,7 @@ namespace quillbrook {
 struct MountEntry {
   std::uint64_t identifier = 0;
   std::uint64_t parentIdentifier = 0;
+  std::string device;      // "major:minor"
   std::string root;        // the folder within the file system that is mounted
   std::string mountPoint;  // as this process sees it
   std::string type;

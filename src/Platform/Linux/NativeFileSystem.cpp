@@ -9,15 +9,19 @@
 #include <array>
 #include <cerrno>
 #include <utility>
+#include <variant>
 
+#include "Container/ContainerRecovery.h"
 #include "Platform/Linux/BackingFile.h"
 #include "Platform/Linux/ContainerBuilder.h"
+#include "Platform/Linux/DescriptorSource.h"
 #include "Platform/Linux/ExtendedAttributes.h"
 #include "Platform/Linux/FileFlags.h"
 #include "Platform/Linux/FolderPath.h"
 #include "Platform/Linux/HostFlags.h"
 #include "Platform/Linux/LocatedInode.h"
 #include "Platform/Linux/NativeLock.h"
+#include "Platform/Linux/NewWorkFile.h"
 #include "Platform/Linux/PathBinding.h"
 #include "Platform/Linux/ReplacingRename.h"
 #include "Platform/Linux/ShownStatus.h"
@@ -32,6 +36,15 @@ namespace {
 
 FinalLink finalLink(XattrOptions options) {
   return options.noFollow ? FinalLink::noFollow : FinalLink::follow;
+}
+
+// Whether this is a compressed file whose attribute is gone: its raw bytes are nobody's content. What a work file holds
+// was read and decoded by the engine, whatever it looks like.
+bool hasLostState(const BackingFile& file, off_t byteCount) {
+  if (file.state()) return false;
+  const auto found =
+      ContainerRecovery::find(DescriptorSource(file.descriptor()), static_cast<std::uint64_t>(byteCount));
+  return found && std::holds_alternative<RecoveredContainer>(*found);
 }
 
 class NativeReader : public FileReader {
@@ -103,27 +116,12 @@ Result<LocatedInode> openForChange(const FilePath& path, FinalLink finalLink) {
   return inode;
 }
 
-// ext4 keeps attributes in the inode itself while they fit there, and never moves one in later. The state comes first,
-// so that it has that place and the work file's marker, which goes again, the block that goes with it.
-void reserveState(int file) {
-  // Where there is no room or there are no attributes, the state shows that when it has something to keep.
-  [[maybe_unused]] const auto kept = StoredState::write(file, ContainerState{});
-}
-
 // Nothing where they cannot be told; then none are carried.
 std::uint32_t carriedHostFlags(const FilePath& like) {
   const auto place = VolumePath::locate(like);
   if (!place) return 0;
   const auto source = SystemCall::openAt(place->folder(), place->name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK);
   return source ? HostFlags::carried(source->get()) : 0;
-}
-
-// A file that was just created and whose number cannot be told: by where it lies, so that nothing goes that another
-// program has put there.
-void removeUnknown(const VolumePath& place, int file) {
-  const auto own = FolderPath::of(file);
-  const auto folder = FolderPath::of(place.folder());
-  if (own && folder && *own == folder->appending(place.name)) ::unlinkat(place.folder(), place.name.c_str(), 0);
 }
 
 }  // namespace
@@ -190,9 +188,11 @@ Result<void> NativeFileSystem::setxattr(const FilePath& path, std::string_view n
 Result<void> NativeFileSystem::removexattr(const FilePath& path, std::string_view name, XattrOptions options) {
   const auto inode = openForChange(path, finalLink(options));
   if (!inode) return std::unexpected(inode.error());
-  // A work file loses its marker only when its data are on the disk: what a power cut leaves without one is whole.
+  // A work file loses its mark only when its data are on the disk: what a power cut leaves without one is whole. One of
+  // our own loses it within the swap, so that nobody takes it for somebody's file before.
   if (name == ReservedNames::workFileMarker) {
-    if (const auto onDisk = WorkInProgress::waitForData(inode->descriptor.get()); !onDisk) return onDisk;
+    const auto onDisk = WorkInProgress::waitForData(inode->descriptor.get());
+    if (!onDisk || PathBinding::find(path)) return onDisk;
   }
   return ExtendedAttributes::remove(inode->descriptor.get(), name);
 }
@@ -216,21 +216,12 @@ Result<std::unique_ptr<FileWriter>> NativeFileSystem::createExclusively(const Fi
                                                                         const FilePath& like) {
   const auto place = locateForChange(path);
   if (!place) return std::unexpected(place.error());
-  // Before there is a file: until its maker has marked it, a crash would leave something that nobody may clear away.
   const std::uint32_t hostFlags = carriedHostFlags(like);
-  auto file = SystemCall::openAt(place->folder(), place->name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW,
-                                 mode & SystemCall::permissionBits);
-  if (!file) return std::unexpected(file.error());
-  const auto status = SystemCall::status(file->get());
-  if (!status) {
-    removeUnknown(*place, file->get());
-    return std::unexpected(status.error());
-  }
-  if (ReservedNames::isWorkFileName(place->name)) PathBinding::bind(path, InodeNumber::of(*status));
-  WorkInProgress::begin(InodeNumber::of(*status), file->get());
-  HostFlags::carry(hostFlags, file->get());
-  reserveState(file->get());
-  return std::make_unique<NativeWriter>(std::move(*file));
+  auto made = NewWorkFile::create(*place, mode & SystemCall::permissionBits, hostFlags);
+  if (!made) return std::unexpected(made.error());
+  if (ReservedNames::isWorkFileName(place->name)) PathBinding::bind(path, made->inode);
+  WorkInProgress::begin(made->inode, made->file.get());
+  return std::make_unique<NativeWriter>(std::move(made->file));
 }
 
 Result<std::unique_ptr<FileWriter>> NativeFileSystem::openResourceFork(const FilePath& path) {
@@ -255,7 +246,11 @@ Result<std::unique_ptr<FileReader>> NativeFileSystem::openForReading(const FileP
   if (!S_ISREG(status->st_mode)) return std::unexpected(ErrorNumber::notSupported);
   auto file = SystemCall::openAt(AT_FDCWD, SystemCall::pathOf(inode->descriptor.get()).c_str(), O_RDONLY);
   if (!file) return std::unexpected(file.error());
-  return std::make_unique<NativeReader>(BackingFile::open(std::move(*file), place->folder()));
+  auto content = BackingFile::open(std::move(*file), place->folder());
+  if (content && !ReservedNames::isWorkFileName(place->name) && hasLostState(**content, status->st_size)) {
+    content = std::unexpected(ErrorNumber::inputOutput);
+  }
+  return std::make_unique<NativeReader>(std::move(content));
 }
 
 Result<std::unique_ptr<LockableFile>> NativeFileSystem::openForLocking(const FilePath& path) {
@@ -270,8 +265,12 @@ Result<void> NativeFileSystem::rename(const FilePath& work, const FilePath& targ
   if (!workPlace) return std::unexpected(workPlace.error());
   const auto targetPlace = locateForChange(target);
   if (!targetPlace) return std::unexpected(targetPlace.error());
-  if (isForeignWorkFile(work)) return std::unexpected(ErrorNumber::busy);
+  if (isForeignWorkFile(work)) return std::unexpected(ErrorNumber::stale);
   const auto placed = ReplacingRename::replace(*workPlace, *targetPlace, expected, lock, PathBinding::find(work));
+  // Another file stands there by now or none, or somebody has opened it for writing.
+  if (!placed && (placed.error() == ErrorNumber::busy || placed.error() == ErrorNumber::noEntry)) {
+    return std::unexpected(ErrorNumber::stale);
+  }
   if (!placed) return std::unexpected(placed.error());
   PathBinding::unbind(work);
   if (PathBinding::find(target)) PathBinding::bind(target, *placed);

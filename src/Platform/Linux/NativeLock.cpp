@@ -15,6 +15,7 @@
 #include "Platform/Linux/InodeNumber.h"
 #include "Platform/Linux/PathBinding.h"
 #include "Platform/Linux/PrivateFolder.h"
+#include "Platform/Linux/ServedSources.h"
 #include "Platform/Linux/SystemCall.h"
 #include "Platform/Linux/VolumeProtocol.h"
 
@@ -56,13 +57,15 @@ Result<std::unique_ptr<LockableFile>> NativeLock::open(const VolumePath& place, 
   constexpr int flags = O_RDONLY | O_NOFOLLOW | O_NONBLOCK;
   if (place.isMapped()) {
     const auto folder = place.openMountFolder();
+    if (!folder && folder.error() == ErrorNumber::busy) return std::unexpected(ErrorNumber::stale);
     if (!folder) return std::unexpected(folder.error());
     if (isOfTheStore(place.name, folder->get())) return lock;
     auto throughMount = SystemCall::openAt(folder->get(), place.name.c_str(), flags | VolumeProtocol::lockOpenFlags);
     if (!throughMount && throughMount.error() == ErrorNumber::wouldBlock) return lock;  // flock says so
     if (!throughMount) return std::unexpected(throughMount.error());
     lock->throughMount_ = std::move(*throughMount);
-  } else if (isOfTheStore(place.name, place.folder()) || PrivateFolder::isServedAbove(place.folder())) {
+  } else if (isOfTheStore(place.name, place.folder()) || PrivateFolder::isServedAbove(place.folder()) ||
+             ServedSources::contain(place.folder())) {
     return lock;
   }
   auto backing = SystemCall::openAt(place.folder(), place.name.c_str(), flags);

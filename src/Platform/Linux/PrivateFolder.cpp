@@ -71,6 +71,11 @@ Result<FileDescriptor> find(int source) {
   return openFolder(source, VolumeProtocol::privateFolder);
 }
 
+bool exists(int source) {
+  struct stat status{};
+  return ::fstatat(source, std::string(VolumeProtocol::privateFolder).c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0;
+}
+
 Result<FileDescriptor> findRedo(int source) {
   const auto folder = find(source);
   if (!folder) return std::unexpected(folder.error());

@@ -18,6 +18,8 @@ namespace quillbrook::PrivateFolder {
 // Open for reading if it is there: `noEntry` if not. Makes nothing.
 [[nodiscard]] Result<FileDescriptor> find(int source);
 [[nodiscard]] Result<FileDescriptor> findRedo(int source);
+// Whether anything has its name there.
+[[nodiscard]] bool exists(int source);
 // The folder of copies in a private folder that is open already.
 [[nodiscard]] Result<FileDescriptor> findRedoIn(int privateFolder);
 

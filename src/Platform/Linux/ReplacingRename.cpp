@@ -46,10 +46,10 @@ Result<void> refuseSurplus(const VolumePath& target, const std::optional<Contain
   if (!state || !state->isSealed() || state->redoIdentifier != 0) return {};
   const auto status = entryStatus(target);
   if (!status) return std::unexpected(status.error());
-  if (static_cast<std::uint64_t>(status->st_size) > state->rawByteCount()) {
-    return std::unexpected(ErrorNumber::inputOutput);
-  }
-  return {};
+  if (static_cast<std::uint64_t>(status->st_size) <= state->rawByteCount()) return {};
+  // Unless it has come to be another file, or to stand in another form, between the two looks.
+  const auto again = StoredState::readAt(target.folder(), target.name.c_str());
+  return std::unexpected(again && *again == state ? ErrorNumber::inputOutput : ErrorNumber::stale);
 }
 
 // The daemon's request speaks of two names in one folder.
@@ -152,6 +152,7 @@ Result<InodeNumber> replace(const VolumePath& work, const VolumePath& target, co
   const bool hasChanged = now->st_ctim.tv_sec != known.tv_sec || now->st_ctim.tv_nsec != known.tv_nsec;
   if (hasChanged && InodeNumber::of(*now) == locked) return std::unexpected(ErrorNumber::stale);
 
+  if (!target.isMapped()) WorkInProgress::unmark(inode->get());
   const auto replaced = target.isMapped() ? askDaemon(work, target, expected, known, placed)
                                           : exchange(work, target, locked, lock, placed);
   if (!replaced) return std::unexpected(replaced.error());

@@ -2,8 +2,10 @@
 #pragma once
 
 #include <optional>
+#include <vector>
 
 #include "Platform/FilePath.h"
+#include "Platform/Linux/MountTable.h"
 
 namespace quillbrook {
 
@@ -15,9 +17,9 @@ struct VolumeNesting {
 
   friend bool operator==(const VolumeNesting&, const VolumeNesting&) = default;
 
-  // Nothing if they lie apart. All as FolderPath::resolve gives them. Any thread.
+  // Nothing if they lie apart, also by way of bind mounts. All as FolderPath::resolve gives them. Any thread.
   [[nodiscard]] static std::optional<VolumeNesting> find(const FilePath& folder, const FilePath& mountPoint,
-                                                         const FilePath& source);
+                                                         const FilePath& source, const std::vector<MountEntry>& table);
 };
 
 }  // namespace quillbrook

@@ -10,6 +10,7 @@
 #include <optional>
 #include <utility>
 
+#include "Platform/Linux/DaemonAddress.h"
 #include "Platform/Linux/FolderBinding.h"
 #include "Platform/Linux/FolderPath.h"
 #include "Platform/Linux/SystemCall.h"
@@ -77,7 +78,11 @@ Result<VolumePath> VolumePath::locate(const FilePath& path) {
   if (!parent) return std::unexpected(parent.error());
   const auto place = MountPlace::of(parent->get());
   const auto volume = place ? VolumeRegistry::find(parent->get(), place->mountIdentifier) : nullptr;
-  if (volume && !volume->source.isOpen()) return std::unexpected(ErrorNumber::accessDenied);
+  if (volume && !volume->source.isOpen()) {
+    const auto address = DaemonAddress::ask(FilePath(volume->mountPoint));
+    const bool hasDied = !address && DaemonAddress::hasDied(address.error());
+    return std::unexpected(hasDied ? address.error() : ErrorNumber::accessDenied);
+  }
   if (volume) located.isReadOnly = volume->isReadOnly;
   if (volume && mayBeMapped) {
     if (auto backing = backingFolder(*volume, parent->get(), place->inode, located.name)) {

@@ -11,6 +11,7 @@
 
 #include "Platform/Linux/AttributeNames.h"
 #include "Platform/Linux/DataSync.h"
+#include "Platform/Linux/ExtendedAttributes.h"
 #include "Platform/Linux/FileDescriptor.h"
 #include "Platform/Linux/SystemCall.h"
 #include "Platform/Mutex.h"
@@ -52,6 +53,11 @@ Result<void> waitForUnknown(int inode) {
 bool isMarked(int file) {
   const auto marker = AttributeNames::hostName(ReservedNames::workFileMarker);
   return marker && ::fgetxattr(file, marker->c_str(), nullptr, 0) >= 0;
+}
+
+void unmark(int file) {
+  [[maybe_unused]] const auto removed =
+      SystemCall::asOwner(file, [&] { return ExtendedAttributes::remove(file, ReservedNames::workFileMarker); });
 }
 
 void begin(InodeNumber inode, int file) {

@@ -11,6 +11,9 @@ namespace quillbrook::WorkInProgress {
 // Whether the open `file` bears the mark of a work file, whoever made it.
 [[nodiscard]] bool isMarked(int file);
 
+// Takes that mark off, as a part of the swap. One that cannot be taken off stays: it is no obstacle.
+void unmark(int file);
+
 // The file has just been created, and is open for writing. Keeps it open with a descriptor of its own: the kernel tells
 // a failed write-back only to those who had the file open then, and may forget it once nobody has.
 void begin(InodeNumber inode, int file);

@@ -23,10 +23,11 @@ std::expected<void, VolumeError> FuseAvailability::check() {
   if (!device) {
     const ErrorNumber reason = device.error();
     if (reason.value == EACCES || reason.value == EPERM) {
-      return std::unexpected(VolumeErrors::FuseUnavailable{
-          .what = "/dev/fuse is closed to you",
-          .remedy = "ask root for access to it (chmod 0666 /dev/fuse), or mount as root with --allow-other",
-          .reason = reason});
+      return std::unexpected(
+          VolumeErrors::FuseUnavailable{.what = "/dev/fuse is closed to you",
+                                        .remedy = "ask root for access to it (chmod 0666 /dev/fuse), or mount as root "
+                                                  "with --allow-other, and then compress as root too",
+                                        .reason = reason});
     }
     return std::unexpected(VolumeErrors::FuseUnavailable{
         .what = "/dev/fuse is missing",

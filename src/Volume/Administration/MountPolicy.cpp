@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "Platform/Linux/FolderPath.h"
+#include "Platform/Linux/MountTable.h"
 #include "Platform/Linux/SystemCall.h"
 #include "Platform/Linux/VolumeNesting.h"
 #include "Volume/Administration/DaemonProgram.h"
@@ -180,10 +181,12 @@ Result<MountSurroundings> MountSurroundings::current() {
 
 std::expected<void, VolumeError> MountPolicy::checkNesting(const FilePath& folder,
                                                            const std::vector<MountedVolume>& volumes) {
+  const auto table = MountTable::read();
+  if (!table) return MountedVolumes::failure(table.error());
   for (const MountedVolume& mount : volumes) {
     if (mount.mountPoint == folder) continue;
     if (mount.source == folder) return std::unexpected(VolumeErrors::Served{folder});
-    if (const auto nesting = VolumeNesting::find(folder, mount.mountPoint, mount.source)) {
+    if (const auto nesting = VolumeNesting::find(folder, mount.mountPoint, mount.source, *table)) {
       return std::unexpected(
           VolumeErrors::Nested{.folder = folder, .volume = nesting->place, .isInside = nesting->isInside});
     }

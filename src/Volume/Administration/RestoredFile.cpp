@@ -31,8 +31,13 @@ using Failure = RestoredFile::Failure;
 using Answer = std::expected<RestoredFile, Failure>;
 
 std::unexpected<Failure> failed(std::string_view what, ErrorNumber reason) {
+  std::string_view advice;
+  if (reason == ErrorNumber::notPermitted) {
+    advice = ". See with lsattr whether it is immutable or append-only, and take that off with chattr";
+  }
+  if (reason == ErrorNumber::noSpace) advice = ". Make room there and give the same command again";
   return std::unexpected<Failure>(
-      Failure{.detail = fmt::format("{}: {}.", what, reason.text()), .appended = std::nullopt});
+      Failure{.detail = fmt::format("{}{}: {}.", what, advice, reason.text()), .appended = std::nullopt});
 }
 
 std::unexpected<Failure> leftAlone(std::string detail) {

@@ -6,6 +6,7 @@
 #include <string_view>
 #include <utility>
 
+#include "Platform/Linux/DaemonAddress.h"
 #include "Platform/Linux/VolumeProtocol.h"
 
 namespace quillbrook {
@@ -83,12 +84,16 @@ struct Describer {
     return fmt::format("systemFailure(action: {}, path: {}, reason: {})", e.action, e.path.displayText(),
                        e.reason.value);
   }
+  std::string operator()(const DaemonDied& e) const {
+    return fmt::format("daemonDied(folder: {})", e.folder.displayText());
+  }
   std::string operator()(const Stopped&) const { return "stopped"; }
 };
 
 struct Sentence {
   std::string operator()(const NotAFolder& e) const {
-    return fmt::format("{} cannot be used: give a folder that exists and that you may read and write: {}.",
+    if (DaemonAddress::hasDied(e.reason)) return (*this)(DaemonDied{e.path});
+    return fmt::format("{} cannot be used: give a folder that exists and that you may use: {}.",
                        e.path.empty() ? "''" : e.path.displayText(), e.reason.text());
   }
   std::string operator()(const Nested& e) const {
@@ -126,8 +131,9 @@ struct Sentence {
   }
   std::string operator()(const Ending& e) const {
     return fmt::format(
-        "The volume of {} is still ending, since programs have files open in it, or another `quillbrookctl volume "
-        "restore` is at work there: let that end, and try again.",
+        "The volume of {} is still ending, since programs have files open in it or another mount of it is there (a "
+        "bind "
+        "mount, another namespace), or another `quillbrookctl volume restore` is at work: let that end, and try again.",
         e.folder.displayText());
   }
   std::string operator()(const MountedOtherwise& e) const {
@@ -160,8 +166,11 @@ struct Sentence {
   }
   std::string operator()(const InUse& e) const {
     if (e.users.empty()) {
-      return fmt::format("{} is in use by processes that you may not see: let them leave it, or ask root who they are.",
-                         e.folder.displayText());
+      return fmt::format(
+          "{} is in use by what cannot be seen from here, as another user's process, a bound socket, a loop device or "
+          "a "
+          "swap file: let that go, or have root look.",
+          e.folder.displayText());
     }
     return fmt::format("{} is in use: let these processes close their files there and leave it:{}",
                        e.folder.displayText(), listed(e.users));
@@ -172,10 +181,20 @@ struct Sentence {
         trimmed(e.words).empty() ? "it said nothing" : std::string_view(e.words));
   }
   std::string operator()(const SystemFailure& e) const {
+    if (e.reason == ErrorNumber::readOnly) {
+      return fmt::format("Could not {} {}, which cannot be written to: mount its file system for writing: {}.",
+                         e.action, e.path.displayText(), e.reason.text());
+    }
     return fmt::format("Could not {} {}; put right what the system says and try again: {}.", e.action,
                        e.path.displayText(), e.reason.text());
   }
-  std::string operator()(const Stopped&) const { return "Stopped; another run goes on from here."; }
+  std::string operator()(const Stopped&) const {
+    return "Stopped: nothing is half done, and the same command can be given again.";
+  }
+  std::string operator()(const DaemonDied& e) const {
+    return fmt::format("The daemon that serves {} has died: mount its volume again (`quillbrookctl volume mount`).",
+                       e.folder.displayText());
+  }
 };
 
 }  // namespace

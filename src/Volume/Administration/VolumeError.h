@@ -110,7 +110,12 @@ struct SystemFailure {
   ErrorNumber reason;
   friend bool operator==(const SystemFailure&, const SystemFailure&) = default;
 };
-// The stop token was set; a later run goes on from where this one stopped.
+// The folder lies in a mounted volume that nobody serves any more.
+struct DaemonDied {
+  FilePath folder;
+  friend bool operator==(const DaemonDied&, const DaemonDied&) = default;
+};
+// The stop token was set. Nothing is half done.
 struct Stopped {
   friend bool operator==(const Stopped&, const Stopped&) = default;
 };
@@ -122,7 +127,8 @@ using VolumeError =
                  VolumeErrors::ForeignMount, VolumeErrors::Served, VolumeErrors::Ending,
                  VolumeErrors::ForeignPrivateFolder, VolumeErrors::MountedOtherwise, VolumeErrors::MountInside,
                  VolumeErrors::FuseUnavailable, VolumeErrors::DaemonMissing, VolumeErrors::DaemonFailed,
-                 VolumeErrors::InUse, VolumeErrors::HelperFailed, VolumeErrors::SystemFailure, VolumeErrors::Stopped>;
+                 VolumeErrors::InUse, VolumeErrors::HelperFailed, VolumeErrors::SystemFailure, VolumeErrors::DaemonDied,
+                 VolumeErrors::Stopped>;
 
 // A SystemFailure, ready to be returned.
 [[nodiscard]] std::unexpected<VolumeError> systemFailure(std::string action, const FilePath& path, ErrorNumber reason);

@@ -213,6 +213,9 @@ std::expected<RestoreResult, VolumeError> VolumeRestore::restore(
   if (!source) return std::unexpected(source.error());
   auto lock = SourceLock::acquire(source->get());
   if (!lock && lock.error() == ErrorNumber::wouldBlock) return std::unexpected(VolumeErrors::Ending{*resolved});
+  if (!lock && !PrivateFolder::exists(source->get())) {
+    return systemFailure("make the volume's own folder in", *resolved, lock.error());
+  }
   if (!lock && (lock.error() == ErrorNumber::notPermitted || lock.error() == ErrorNumber::accessDenied)) {
     return std::unexpected(VolumeErrors::ForeignPrivateFolder{*resolved});
   }

@@ -31,6 +31,9 @@ std::expected<FileDescriptor, VolumeError> beneath(const MountedVolume& mount) {
     return systemFailure("reach the folder beneath the volume", mount.mountPoint, reason);
   };
   const auto address = DaemonAddress::ask(mount.mountPoint);
+  if (!address && DaemonAddress::hasDied(address.error())) {
+    return std::unexpected(VolumeErrors::DaemonDied{mount.mountPoint});
+  }
   if (!address) return failed(address.error());
   const auto root = SystemCall::openAt(AT_FDCWD, mount.mountPoint.c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW);
   if (!root) return failed(root.error());

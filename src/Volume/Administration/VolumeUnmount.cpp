@@ -7,6 +7,8 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <chrono>
+#include <cstdint>
 #include <ranges>
 #include <unordered_set>
 #include <utility>
@@ -77,18 +79,18 @@ std::expected<FileDescriptor, VolumeError> daemonOf(const FilePath& mountPoint) 
   return std::move(*process);
 }
 
-std::expected<void, VolumeError> awaitEnd(const FileDescriptor& process, const FilePath& folder,
-                                          const StopDescriptor& stopping) {
-  if (!process.isOpen()) return {};
+// Whether the daemon ended while this waited. It outlives the mount as long as there is another one of it: a bind
+// mount, or one in another namespace.
+bool hasEnded(const FileDescriptor& process, const StopDescriptor& stopping) {
+  if (!process.isOpen()) return true;
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
   for (;;) {
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
     std::array<pollfd, 2> waited{{{.fd = process.get(), .events = POLLIN, .revents = 0},
                                   {.fd = stopping.get(), .events = POLLIN, .revents = 0}}};
-    if (::poll(waited.data(), waited.size(), -1) < 0) {
-      if (errno == EINTR) continue;
-      return systemFailure("wait for the daemon of", folder, ErrorNumber{errno});
-    }
-    if (waited[0].revents != 0) return {};
-    if (waited[1].revents != 0) return std::unexpected(VolumeErrors::Stopped{});
+    const int got = ::poll(waited.data(), waited.size(), static_cast<int>(std::max<std::int64_t>(left.count(), 0)));
+    if (got < 0 && errno == EINTR) continue;
+    return got > 0 && waited[0].revents != 0;
   }
 }
 
@@ -122,7 +124,6 @@ std::expected<UnmountOutcome, VolumeError> VolumeUnmount::unmount(
   if (auto free = checkNothingInside(outcome.folder); !free) return std::unexpected(std::move(free.error()));
   count(outcome, stop);
   if (stop.stop_requested()) return std::unexpected(VolumeErrors::Stopped{});
-  onCounted(outcome);
   auto daemon = daemonOf(outcome.folder);
   if (!daemon) return std::unexpected(std::move(daemon.error()));
   const auto stopping = StopDescriptor::open(stop);
@@ -130,8 +131,8 @@ std::expected<UnmountOutcome, VolumeError> VolumeUnmount::unmount(
   if (auto detached = MountDetach::detach(outcome.folder); !detached) {
     return std::unexpected(std::move(detached.error()));
   }
-  if (auto ended = awaitEnd(*daemon, outcome.folder, **stopping); !ended)
-    return std::unexpected(std::move(ended.error()));
+  onCounted(outcome);
+  outcome.isServedElsewhere = !hasEnded(*daemon, **stopping);
   return outcome;
 }
 

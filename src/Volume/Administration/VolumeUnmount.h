@@ -18,15 +18,16 @@ struct UnmountOutcome {
   // source was not to be had; too small if some of it could not be read.
   std::optional<std::uint64_t> compressedFiles;
   std::uint64_t unread = 0;  // files and folders
+  // The daemon goes on for a mount that is still there: a bind mount, or one in another namespace.
+  bool isServedElsewhere = false;
 };
 
 namespace VolumeUnmount {
 
-// Detaches the volume, also one whose daemon has died, and waits until its daemon has ended; a volume that does not
-// answer the caller is not waited for. `onCounted` is called in this thread once the count is known. Refuses with InUse
-// while a process stands in the volume or has files open there, with MountInside while something is mounted there;
-// NotMounted, ForeignMount, and what MountDetach fails
-// with. Stopped, or SystemFailure for the wait, may also come when the volume is detached already.
+// Detaches the volume, also one whose daemon has died, and waits some seconds for its daemon to end; a volume that does
+// not answer the caller is not waited for. `onCounted` is called in this thread once the volume is detached and the
+// files in it are counted. Refuses with InUse while a process stands in the volume or has files open there, with
+// MountInside while something is mounted there; NotMounted, ForeignMount, Stopped, and what MountDetach fails with.
 [[nodiscard]] std::expected<UnmountOutcome, VolumeError> unmount(
     const FilePath& folder, const std::stop_token& stop = {},
     const std::function<void(const UnmountOutcome&)>& onCounted = [](const UnmountOutcome&) {});

@@ -59,9 +59,11 @@ void getattr(fuse_req_t request, fuse_ino_t number, fuse_file_info*) {
   Reply::answer(request, [&](Volume& volume) QB_NO_THREAD_SAFETY_ANALYSIS -> Result<Reply::Attributes> {
     Node& node = volume.node(number);
     const InodeLock lock(node);
+    // In this order: what was written past the daemon until now shows in what is read after.
+    const bool isTransient = Handles::isWrittenPast(volume, node);
     const auto status = Inodes::attributes(volume, node);
     if (!status) return std::unexpected(status.error());
-    return Reply::Attributes{.status = *status, .isTransient = Handles::isWrittenPast(volume, node)};
+    return Reply::Attributes{.status = *status, .isTransient = isTransient};
   });
 }
 

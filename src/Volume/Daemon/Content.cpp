@@ -5,10 +5,13 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
+
 #include "Platform/Linux/SystemCall.h"
 #include "Platform/Linux/WorkInProgress.h"
 #include "Volume/Daemon/FileForm.h"
 #include "Volume/Daemon/Inodes.h"
+#include "Volume/Daemon/Names.h"
 #include "Volume/Expansion/Expansion.h"
 
 namespace quillbrook::Content {
@@ -21,6 +24,16 @@ Result<FileDescriptor> reopen(int file, int flags) {
   return result;
 }
 
+bool isAppending(int file) {
+  return (::fcntl(file, F_GETFL) & O_APPEND) != 0;
+}
+
+// Whether an operation is making it what another file will be: what anybody wrote to it would be that file's content.
+bool isWorkFile(Volume& volume, const Node& node, int file) {
+  const auto isNamedSo = [](const Node::Link& link) { return Names::isTransient(link.name); };
+  return std::ranges::any_of(volume.nodes.whereabouts(node).links, isNamedSo) && WorkInProgress::isMarked(file);
+}
+
 // Turns whatever form into the ordinary one; into an empty file if `truncates`.
 Result<void> makeOrdinary(Volume& volume, int writing, const FileForm& form, bool truncates) {
   auto file = reopen(writing, O_RDWR);
@@ -28,11 +41,8 @@ Result<void> makeOrdinary(Volume& volume, int writing, const FileForm& form, boo
   const int source = volume.source.descriptor->get();
   if (truncates) return Expansion::expandToNothing(file->get(), form.state.value_or(ContainerState{}));
   if (form.isDamaged) return std::unexpected(ErrorNumber::inputOutput);
-  if (form.state->isUnderConstruction()) {
-    // Either somebody's work file, or a crash came while it was being emptied.
-    if (WorkInProgress::isMarked(file->get())) return std::unexpected(ErrorNumber::busy);
-    return Expansion::expandToNothing(file->get(), *form.state);
-  }
+  // A crash came while it was being emptied.
+  if (form.state->isUnderConstruction()) return Expansion::expandToNothing(file->get(), *form.state);
   if (form.state->redoIdentifier != 0) return Expansion::finish(source, file->get(), *form.state);
   return Expansion::expand(source, file->get(), *form.state);
 }
@@ -52,12 +62,20 @@ bool finishInterrupted(Volume& volume, Node& node, const ContainerState& state) 
 
 }  // namespace
 
-Result<void> prepareWriting(Volume& volume, Node& node, OpenFile& open, bool truncates, uid_t caller) {
+Result<void> prepareWriting(Volume& volume, Node& node, OpenFile& open, int flags, uid_t caller) {
+  const bool truncates = (flags & O_TRUNC) != 0;
   FileDescriptor fresh;
-  if (!open.writing.isOpen()) {
+  if (open.writing.isOpen()) {
+    if ((flags & O_APPEND) == 0 && isAppending(open.writing.get())) return std::unexpected(ErrorNumber::notPermitted);
+  } else {
     auto file = Inodes::open(volume, node, O_WRONLY);
+    // An append-only file is opened in no other way, not even by root.
+    if (!file && file.error() == ErrorNumber::notPermitted && (flags & O_APPEND) != 0) {
+      file = Inodes::open(volume, node, O_WRONLY | O_APPEND);
+    }
     if (!file) return std::unexpected(file.error());
     fresh = std::move(*file);
+    if (isWorkFile(volume, node, fresh.get())) return std::unexpected(ErrorNumber::busy);
     // A file with a writing descriptor is ordinary already: nothing but a replacement changes that, and none happens
     // while one is open.
     if (const FileForm form = FileForm::of(fresh.get()); !form.isOrdinary()) {
@@ -95,7 +113,7 @@ Result<void> truncate(Volume& volume, Node& node, off_t byteCount, uid_t caller)
   OpenFile own;
   OpenFile& open = node.open ? *node.open : own;
   const bool wasWriting = open.writing.isOpen();
-  if (const auto done = prepareWriting(volume, node, open, byteCount == 0, caller); !done) return done;
+  if (const auto done = prepareWriting(volume, node, open, byteCount == 0 ? O_TRUNC : 0, caller); !done) return done;
   Result<void> done;
   if (byteCount != 0) {
     done = SystemCall::checked([&] { return ftruncate(open.writing.get(), byteCount); });

@@ -13,8 +13,8 @@
 // Changes of form and size. The caller holds the node's lock alone.
 namespace quillbrook::Content {
 
-// The file with its writing descriptor, ordinary from now on; emptied if `truncates`.
-[[nodiscard]] Result<void> prepareWriting(Volume& volume, Node& node, OpenFile& open, bool truncates, uid_t caller)
+// The file with its writing descriptor, ordinary from now on; emptied if `flags`, as of open(2), have O_TRUNC.
+[[nodiscard]] Result<void> prepareWriting(Volume& volume, Node& node, OpenFile& open, int flags, uid_t caller)
     QB_REQUIRES(node.lock);
 // The content for readers.
 [[nodiscard]] Result<void> prepareReading(Volume& volume, Node& node, OpenFile& open) QB_REQUIRES(node.lock);

@@ -173,7 +173,7 @@ Result<Reply::Opened> open(Volume& volume, Node& node, int flags, uid_t caller) 
   // Asked before this opening writes itself.
   const bool isMappedPast = open.passthroughCount == 0 && open.cachedCount == 0 && isWrittenPast(volume, node);
   if (wantsWriting(flags) || truncates) {
-    if (const auto done = Content::prepareWriting(volume, node, open, truncates, caller); !done) {
+    if (const auto done = Content::prepareWriting(volume, node, open, flags, caller); !done) {
       return std::unexpected(done.error());
     }
   }

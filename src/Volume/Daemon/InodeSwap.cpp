@@ -11,6 +11,7 @@
 #include <string_view>
 
 #include "Platform/Linux/SystemCall.h"
+#include "Platform/Linux/WorkInProgress.h"
 #include "Volume/Daemon/FileForm.h"
 #include "Volume/Daemon/Inodes.h"
 #include "Volume/Daemon/Names.h"
@@ -100,12 +101,14 @@ Result<void> replace(Volume& volume, int descriptor, Node& target, Node& workNod
   FileDescriptor path(openat(descriptor, request.work.data(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
   if (!path.isOpen()) return SystemCall::failure();
   auto pin = std::make_shared<InodeDescriptor>(std::move(path));
+  const int workFile = work->get();
   auto content = BackingFile::open(std::move(*work), volume.source.descriptor->get());
   if (!content) return std::unexpected(content.error());
   const auto byteCount = (*content)->byteCount();
   if (!byteCount) return std::unexpected(byteCount.error());
   if (static_cast<std::int64_t>(*byteCount) != request.logicalSize) return std::unexpected(ErrorNumber::busy);
 
+  WorkInProgress::unmark(workFile);
   if (renameat2(descriptor, request.work.data(), descriptor, request.target.data(), 0) != 0)
     return SystemCall::failure();
 

@@ -27,7 +27,10 @@ struct Sentence {
            "needed";
   }
   std::string operator()(const SourceErrors::SystemFailure& error) const {
-    return "cannot " + error.action + " " + error.folder.displayText() + ": " + error.reason.text();
+    const std::string_view advice =
+        error.reason == ErrorNumber::readOnly ? " (--read-only mounts what cannot be written to)" : "";
+    return "cannot " + error.action + " " + error.folder.displayText() + std::string(advice) + ": " +
+           error.reason.text();
   }
 };
 

@@ -28,7 +28,7 @@ std::expected<void, SourceError> checkNesting(const FilePath& source) {
   for (const MountEntry& entry : *table) {
     if (entry.type != VolumeProtocol::mountType) continue;
     const FilePath volume(entry.mountPoint);
-    const auto nesting = VolumeNesting::find(source, volume, FilePath(entry.source));
+    const auto nesting = VolumeNesting::find(source, volume, FilePath(entry.source), *table);
     if (!nesting) continue;
     return std::unexpected(SourceErrors::Nested{.folder = source, .volume = volume, .isInside = nesting->isInside});
   }
@@ -47,6 +47,7 @@ std::expected<std::optional<SourceLock>, SourceError> lockSource(const FilePath&
   }
   auto lock = SourceLock::acquire(source);
   if (!lock && lock.error() == ErrorNumber::wouldBlock) return std::unexpected(SourceErrors::Served{.folder = path});
+  if (!lock && !PrivateFolder::exists(source)) return systemFailure(making, path, lock.error());
   if (!lock && (lock.error() == ErrorNumber::notPermitted || lock.error() == ErrorNumber::accessDenied)) {
     return std::unexpected(SourceErrors::ForeignPrivateFolder{.folder = path});
   }

@@ -7,7 +7,7 @@
 
 namespace quillbrook {
 
-bool FolderWalk::walk(int root, const FilePath& path, const Visitor& visitor, std::stop_token stop) {
+bool FolderWalk::walk(int root, const FilePath& path, const Visitor& visitor, const std::stop_token& stop) {
   const auto walk = TreeEnumerator::openBeneath(root, path);
   if (!walk) {
     visitor.onUnreadable(path, walk.error());

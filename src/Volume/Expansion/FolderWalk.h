@@ -30,7 +30,7 @@ struct Visitor {
 // Every regular file below `root`, which is a volume's source or a folder in it; every name of an inode. Goes as
 // TreeEnumerator does, and stays on the file system of `root`.
 // `path` is what the person calls `root`. False if it was stopped. Calls the visitor in this thread.
-[[nodiscard]] bool walk(int root, const FilePath& path, const Visitor& visitor, std::stop_token stop = {});
+[[nodiscard]] bool walk(int root, const FilePath& path, const Visitor& visitor, const std::stop_token& stop = {});
 
 }  // namespace FolderWalk
 }  // namespace quillbrook

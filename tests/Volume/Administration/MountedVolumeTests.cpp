@@ -3,6 +3,7 @@
 #include <poll.h>
 #include <sys/mount.h>
 
+#include "Platform/FileSystem.h"
 #include "Platform/Linux/FileDescriptor.h"
 #include "Platform/Linux/FuseUnmount.h"
 #include "Platform/Linux/ProcessDescriptor.h"
@@ -97,6 +98,27 @@ TEST_F(MountedVolumeTests, MountsListsChecksAndUnmounts) {
   ASSERT_TRUE(restored.has_value()) << sentence(restored.error());
   EXPECT_FALSE(tree_.exists(".quillbrook-volume"));
   EXPECT_EQ(tree_.read("compressed"), content_);
+}
+
+// A bind mount that is older than the volume shows what lies beneath it, by paths that have nothing in common.
+TEST_F(MountedVolumeTests, KnowsItsOwnByEveryMount) {
+  tree_.writeContainer("sub/inner", content_);
+  const SourceTree elsewhere;
+  if (::mount(tree_.at("sub").c_str(), elsewhere.folder().c_str(), nullptr, MS_BIND, nullptr) != 0) {
+    GTEST_SKIP() << "only root can bind a folder to another place";
+  }
+  mount();
+  EXPECT_TRUE(isRefusedAs<VolumeErrors::Nested>(VolumeMount::mount(elsewhere.folder(), {.force = true})));
+  EXPECT_TRUE(
+      isRefusedAs<VolumeErrors::Nested>(VolumeRestore::restore(elsewhere.folder(), [](const RestoreEvent&) {})));
+  const auto lock = FileSystem::native().openForLocking(elsewhere.path("inner"));
+  ASSERT_TRUE(lock);
+  EXPECT_EQ((*lock)->flock().error(), ErrorNumber::wouldBlock);
+  unmount();
+  const auto free = FileSystem::native().openForLocking(elsewhere.path("inner"));
+  ASSERT_TRUE(free);
+  EXPECT_TRUE((*free)->flock());
+  EXPECT_EQ(::umount2(elsewhere.folder().c_str(), MNT_DETACH), 0);
 }
 
 TEST_F(MountedVolumeTests, ListsAVolumeWhoseDaemonDoesNotAnswer) {

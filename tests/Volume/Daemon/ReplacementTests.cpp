@@ -76,6 +76,30 @@ TEST_P(ReplacementTest, RefusesWhatIsNotTheExpectedFileOrInUse) {
   EXPECT_EQ(access(mounted_->backing("work").c_str(), F_OK), 0);
 }
 
+// What a program wrote to a work file would be the user's content; a file of its own by such a name is its own.
+TEST_P(ReplacementTest, NobodyWritesToAWorkFile) {
+  const std::string path = mounted_->at("f");
+  const std::string work = path + ".slimtmp";
+  const auto meddle = [&]() -> std::expected<void, FileCompressionError> {
+    for (const int flags : {O_WRONLY, O_RDWR | O_APPEND, O_WRONLY | O_TRUNC}) {
+      const FileDescriptor file(open(work.c_str(), flags | O_CLOEXEC));
+      EXPECT_EQ(file.isOpen() ? 0 : errno, EBUSY);
+    }
+    EXPECT_EQ(truncate(work.c_str(), 1), -1);
+    return {};
+  };
+  const std::string bytes = Content::text(50'000);
+  Content::write(path, bytes);
+  constexpr auto threshold = FileCompressor::defaultStreamingThreshold;
+  EXPECT_TRUE(FileCompressor::compress(FilePath(path), threshold, meddle));
+  EXPECT_EQ(Content::read(path), bytes);
+  EXPECT_TRUE(FileCompressor::decompress(FilePath(path), threshold, meddle));
+  EXPECT_EQ(Content::read(path), bytes);
+  EXPECT_EQ(getxattr(path.c_str(), "user.com.studiomerlin.quillbrook.slimtmp", nullptr, 0), -1) << "the mark is off";
+  Content::write(work, "mine");
+  EXPECT_EQ(Content::read(work), "mine");
+}
+
 // What a program changes of a file while its replacement is made is not in what was copied from it.
 TEST_P(ReplacementTest, ModesAndAttributesChangedMeanwhileStay) {
   const std::string path = mounted_->at("f");

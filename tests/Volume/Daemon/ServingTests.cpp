@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include <linux/fs.h>
 #include <sys/mman.h>
 
 #include <thread>
@@ -92,6 +93,26 @@ TEST_F(ServingTest, AppendsOnlyWhileAskedTo) {
   EXPECT_EQ(pwrite(file.get(), "YY", 2, 0), 2);
   EXPECT_EQ(Content::read(path), "XX23456789YY");
   EXPECT_EQ(Content::read(mounted.backing("f")), "XX23456789YY");
+}
+
+TEST_F(ServingTest, AppendsToWhatMayOnlyBeAppendedTo) {
+  const MountedFolder mounted(folder_);
+  ASSERT_TRUE(mounted.isMounted());
+  const std::string path = mounted.at("f");
+  Content::write(path, "0123456789");
+  int flags = FS_APPEND_FL;
+  const FileDescriptor backing(open(mounted.backing("f").c_str(), O_RDONLY | O_CLOEXEC));
+  if (ioctl(backing.get(), FS_IOC_SETFLAGS, &flags) != 0) GTEST_SKIP() << "needs root to make a file append-only";
+  {
+    const FileDescriptor log(open(path.c_str(), O_WRONLY | O_APPEND | O_CLOEXEC));
+    EXPECT_EQ(write(log.get(), "more", 4), 4);
+    EXPECT_EQ(open(path.c_str(), O_WRONLY | O_CLOEXEC), -1) << "beside one that appends";
+  }
+  EXPECT_EQ(open(path.c_str(), O_WRONLY | O_CLOEXEC), -1);
+  EXPECT_EQ(truncate(path.c_str(), 0), -1);
+  EXPECT_EQ(Content::read(path), "0123456789more");
+  flags = 0;
+  EXPECT_EQ(ioctl(backing.get(), FS_IOC_SETFLAGS, &flags), 0);
 }
 
 // Backup programs go by the time; a map tells nobody when it is written to, and outlives its handle.
