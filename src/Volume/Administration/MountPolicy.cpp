@@ -212,7 +212,8 @@ std::expected<void, VolumeError> MountPolicy::admit(const FilePath& folder, bool
   return checkProtection(folder, *surroundings);
 }
 
-std::unexpected<VolumeError> MountPolicy::writersIn(const FilePath& folder, std::vector<FolderUser> users) {
+std::unexpected<VolumeError> MountPolicy::writersIn(const FilePath& folder, std::vector<FolderUser> users,
+                                                    bool clearedStaleMount) {
   // A daemon that was unmounted while files were open in it holds them, and its lock, until the last is closed.
   if (const auto source = SystemCall::openAt(AT_FDCWD, folder.c_str(), O_RDONLY | O_DIRECTORY)) {
     auto lock = SourceLock::acquire(source->get());
@@ -222,7 +223,7 @@ std::unexpected<VolumeError> MountPolicy::writersIn(const FilePath& folder, std:
     if (lock) lock->removePrivateFolder();
   }
   std::erase_if(users, [](const FolderUser& user) { return !user.writes; });
-  return std::unexpected<VolumeError>(VolumeErrors::InUse{folder, std::move(users)});
+  return std::unexpected<VolumeError>(VolumeErrors::InUse{folder, std::move(users), clearedStaleMount});
 }
 
 }  // namespace quillbrook

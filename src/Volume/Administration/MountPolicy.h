@@ -46,7 +46,8 @@ namespace MountPolicy {
 [[nodiscard]] std::expected<void, VolumeError> admit(const FilePath& folder, bool force);
 
 // The refusal for a folder in which some of the `users` write: Ending if a daemon holds its lock, otherwise InUse.
-[[nodiscard]] std::unexpected<VolumeError> writersIn(const FilePath& folder, std::vector<FolderUser> users);
+[[nodiscard]] std::unexpected<VolumeError> writersIn(const FilePath& folder, std::vector<FolderUser> users,
+                                                     bool clearedStaleMount);
 
 }  // namespace MountPolicy
 }  // namespace quillbrook

@@ -172,8 +172,12 @@ struct Sentence {
           "swap file: let that go, or have root look.",
           e.folder.displayText());
     }
-    return fmt::format("{} is in use: let these processes close their files there and leave it:{}",
-                       e.folder.displayText(), listed(e.users));
+    return fmt::format("{} is in use{}: let these processes close their files there and leave it:{}",
+                       e.folder.displayText(),
+                       e.clearedStaleMount ? ", and bare, since its daemon had died and the dead mount was taken away; "
+                                             "programs see the stored form of its compressed files until it is mounted"
+                                           : "",
+                       listed(e.users));
   }
   std::string operator()(const HelperFailed& e) const {
     return withWords(

@@ -94,7 +94,8 @@ struct DaemonFailed {
 // Processes use the folder; for mounting only those count that have a file open for writing.
 struct InUse {
   FilePath folder;
-  std::vector<FolderUser> users;  // may be empty when the caller may not see them
+  std::vector<FolderUser> users;   // may be empty when the caller may not see them
+  bool clearedStaleMount = false;  // a mount whose daemon had died was taken away before they were found
   friend bool operator==(const InUse&, const InUse&) = default;
 };
 // A program that was asked to do something (fusermount3, systemctl) failed; `words` is what it wrote.

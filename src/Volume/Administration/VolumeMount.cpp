@@ -129,6 +129,10 @@ Outcome VolumeMount::mount(const FilePath& folder, const MountOptions& options, 
   if (!resolved) return std::unexpected(VolumeErrors::NotAFolder{folder, resolved.error()});
   MountOutcome outcome{.folder = *resolved, .users = {}, .words = {}};
 
+  // A dead mount, which at least shows nobody the bare files, is not taken away for nothing.
+  if (auto available = FuseAvailability::check(); !available) return std::unexpected(std::move(available.error()));
+  const auto program = DaemonProgram::find();
+  if (!program) return std::unexpected(program.error());
   const auto cleared = MountDetach::clearStale(outcome.folder);
   if (!cleared) return std::unexpected(cleared.error());
   outcome.clearedStaleMount = *cleared;
@@ -146,14 +150,11 @@ Outcome VolumeMount::mount(const FilePath& folder, const MountOptions& options, 
   if (auto admitted = MountPolicy::admit(outcome.folder, options.force); !admitted) {
     return std::unexpected(std::move(admitted.error()));
   }
-  if (auto available = FuseAvailability::check(); !available) return std::unexpected(std::move(available.error()));
-  const auto program = DaemonProgram::find();
-  if (!program) return std::unexpected(program.error());
   auto users = FolderUsers::find(outcome.folder);
   if (!users) return systemFailure("look for users of", outcome.folder, users.error());
   outcome.users = std::move(*users);
   if (std::ranges::any_of(outcome.users, &FolderUser::writes)) {
-    return MountPolicy::writersIn(outcome.folder, std::move(outcome.users));
+    return MountPolicy::writersIn(outcome.folder, std::move(outcome.users), outcome.clearedStaleMount);
   }
 
   const auto session = options.foreground ? ChildProgram::Session::shared : ChildProgram::Session::own;

@@ -30,7 +30,8 @@ namespace {
 
 // The folder, without a mount over it, in it or around it, and with nobody who writes there.
 std::expected<FileDescriptor, VolumeError> admit(const FilePath& folder) {
-  if (const auto cleared = MountDetach::clearStale(folder); !cleared) return std::unexpected(cleared.error());
+  const auto cleared = MountDetach::clearStale(folder);
+  if (!cleared) return std::unexpected(cleared.error());
   const auto volumes = MountedVolumes::read();
   if (!volumes) return MountedVolumes::failure(volumes.error());
   if (MountedVolumes::at(*volumes, folder) != nullptr) return std::unexpected(VolumeErrors::Served{folder});
@@ -39,7 +40,8 @@ std::expected<FileDescriptor, VolumeError> admit(const FilePath& folder) {
   if (!source) return std::unexpected(VolumeErrors::NotAFolder{folder, source.error()});
   auto users = FolderUsers::find(folder);
   if (!users) return systemFailure("look for users of", folder, users.error());
-  if (std::ranges::any_of(*users, &FolderUser::writes)) return MountPolicy::writersIn(folder, std::move(*users));
+  if (std::ranges::any_of(*users, &FolderUser::writes))
+    return MountPolicy::writersIn(folder, std::move(*users), *cleared);
   return std::move(*source);
 }
 
