@@ -65,7 +65,7 @@ int runProcess(int argumentCount, const char* const* arguments) {
         .errIsTerminal = Terminal::isErrorTerminal(),
         .width = Terminal::width(),
         .fileSystem = FileSystem::native(),
-        .openDirectory = DirectoryReader::open,
+        .openDirectory = DirectoryEnumerator::open,
         .volumes = {},
         .now = std::chrono::steady_clock::now,
         .stop = signals.token(),

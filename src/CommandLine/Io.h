@@ -10,14 +10,15 @@
 #include <stop_token>
 
 #include "CommandLine/VolumeOperations.h"
-#include "Platform/DirectoryReader.h"
+#include "Platform/DirectoryEnumerator.h"
 #include "Platform/ErrorNumber.h"
 #include "Platform/FilePath.h"
 #include "Platform/FileSystem.h"
 
 namespace quillbrook {
 
-using OpenDirectory = std::function<Result<std::unique_ptr<DirectoryReader>>(const FilePath&)>;
+using OpenDirectory =
+    std::function<Result<std::unique_ptr<DirectoryEnumerator>>(const FilePath&, DirectoryEnumerator::Depth)>;
 using SteadyTime = std::chrono::steady_clock::time_point;
 
 // Everything that the command line touches outside itself, so that a test can run it in memory.

@@ -25,10 +25,9 @@ class TreeVisitor {
   virtual void otherFileSystem(const FilePath& folder) = 0;
 };
 
-// Goes through everything below a path, depth first, the files of a folder before its subfolders, holding no more than
-// the names of the folders still to come. Follows no symbolic link, stays on the root's file system, passes over what
-// is neither a regular file nor a folder, and over work files: these are known by their name alone, since another
-// worker may have made one a moment ago and not have marked it yet.
+// Goes through everything below a path as the enumerator does, passes over what is neither a regular file nor a folder,
+// and over work files: these are known by their name alone, since another worker may have made one a moment ago and not
+// have marked it yet.
 namespace TreeWalk {
 
 // False if the visitor stopped it.

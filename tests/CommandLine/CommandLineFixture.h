@@ -10,6 +10,44 @@
 
 namespace quillbrook {
 
+// A walk that leaves out what lies in folders of certain names, and tells why.
+class OmittingWalk final : public DirectoryEnumerator {
+ public:
+  using Reasons = std::map<std::string, std::optional<ErrorNumber>>;
+
+  static OpenDirectory opener(const Reasons& reasons) {
+    return [reasons](const FilePath& root, Depth depth) -> Result<std::unique_ptr<DirectoryEnumerator>> {
+      auto inner = DirectoryEnumerator::open(root, depth);
+      if (!inner) return inner;
+      return std::make_unique<OmittingWalk>(*std::move(inner), reasons);
+    };
+  }
+  OmittingWalk(std::unique_ptr<DirectoryEnumerator> inner, const Reasons& reasons)
+      : inner_(std::move(inner)), reasons_(reasons) {}
+
+  std::optional<Entry> next() override {
+    auto entry = inner_->next();
+    const auto reason = entry ? reasons_.find(std::string(entry->path.name())) : reasons_.end();
+    if (reason == reasons_.end()) return entry;
+    inner_->skipDescendants();
+    omissions_.push_back({.folder = entry->path, .error = reason->second});
+    return entry;
+  }
+  Result<FileStatus> status() override { return inner_->status(); }
+  void skipDescendants() override { inner_->skipDescendants(); }
+  std::optional<Omission> takeOmission() override {
+    if (omissions_.empty()) return inner_->takeOmission();
+    auto omission = std::move(omissions_.back());
+    omissions_.pop_back();
+    return omission;
+  }
+
+ private:
+  std::unique_ptr<DirectoryEnumerator> inner_;
+  Reasons reasons_;
+  std::vector<Omission> omissions_;
+};
+
 // Runs the command line within the test, over a folder in which files can be compressed.
 class CommandLineTest : public testing::Test {
  protected:
@@ -53,7 +91,7 @@ class CommandLineTest : public testing::Test {
   }
 
   ScratchFolder tree;
-  OpenDirectory openDirectory = DirectoryReader::open;
+  OpenDirectory openDirectory = DirectoryEnumerator::open;
   VolumeOperations volumes;
   bool isTerminal = false;
   std::ostringstream out;

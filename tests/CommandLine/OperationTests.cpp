@@ -147,10 +147,7 @@ TEST_F(OperationTest, OutsideAVolumeEachFileFailsAndIsAsItWas) {
 }
 
 TEST_F(OperationTest, AnUnreadableFolderMakesTheRunIncomplete) {
-  openDirectory = [](const FilePath& path) -> Result<std::unique_ptr<DirectoryReader>> {
-    if (path.name() == "sub") return std::unexpected(ErrorNumber{EACCES});
-    return DirectoryReader::open(path);
-  };
+  openDirectory = OmittingWalk::opener({{"sub", ErrorNumber{EACCES}}});
   for (const char* verb : {"compress", "inspect"}) {
     EXPECT_EQ(run({verb, root}), 3);
     EXPECT_THAT(err.str(), HasSubstr(tree.at("r/sub")));

@@ -20,6 +20,7 @@
 #include "Platform/Linux/NativeLock.h"
 #include "Platform/Linux/PathBinding.h"
 #include "Platform/Linux/ReplacingRename.h"
+#include "Platform/Linux/ShownStatus.h"
 #include "Platform/Linux/StoredState.h"
 #include "Platform/Linux/SystemCall.h"
 #include "Platform/Linux/VolumePath.h"
@@ -31,35 +32,6 @@ namespace {
 
 FinalLink finalLink(XattrOptions options) {
   return options.noFollow ? FinalLink::noFollow : FinalLink::follow;
-}
-
-FileKind kind(std::uint32_t mode) {
-  if (S_ISREG(mode)) return FileKind::regular;
-  if (S_ISDIR(mode)) return FileKind::directory;
-  if (S_ISLNK(mode)) return FileKind::symbolicLink;
-  return FileKind::other;
-}
-
-Timestamp timestamp(const struct statx_timestamp& time) {
-  return {.seconds = time.tv_sec, .nanoseconds = time.tv_nsec};
-}
-
-FileStatus hostStatus(const struct statx& found) {
-  FileStatus status;
-  status.st_dev = makedev(found.stx_dev_major, found.stx_dev_minor);
-  status.st_ino = found.stx_ino;
-  status.st_mode = found.stx_mode & SystemCall::permissionBits;
-  status.kind = kind(found.stx_mode);
-  status.st_nlink = found.stx_nlink;
-  status.st_uid = found.stx_uid;
-  status.st_gid = found.stx_gid;
-  status.st_size = static_cast<std::int64_t>(found.stx_size);
-  status.st_blocks = static_cast<std::int64_t>(found.stx_blocks);
-  status.st_flags = FileFlags::hostFlags(found.stx_attributes);
-  status.st_atimespec = timestamp(found.stx_atime);
-  status.st_mtimespec = timestamp(found.stx_mtime);
-  if ((found.stx_mask & STATX_BTIME) != 0) status.st_birthtimespec = timestamp(found.stx_btime);
-  return status;
 }
 
 class NativeReader : public FileReader {
@@ -164,20 +136,7 @@ FileSystem& FileSystem::native() {
 Result<FileStatus> NativeFileSystem::lstat(const FilePath& path) {
   const auto inode = LocatedInode::open(path, FinalLink::noFollow);
   if (!inode) return std::unexpected(inode.error());
-  struct statx found{};
-  if (::statx(inode->descriptor.get(), "", AT_EMPTY_PATH, STATX_BASIC_STATS | STATX_BTIME, &found) == -1) {
-    return SystemCall::failure();
-  }
-  auto status = hostStatus(found);
-  if (status.kind != FileKind::regular) return status;
-  const auto state = StoredState::read(inode->descriptor.get());
-  if (!state) status.st_flags |= UF_COMPRESSED;
-  if (!state || !*state) return status;
-  status.st_flags |= (*state)->st_flags;
-  if ((*state)->creationTime) status.st_birthtimespec = *(*state)->creationTime;
-  if ((*state)->isSealed()) status.st_size = static_cast<std::int64_t>((*state)->logicalByteCount);
-  if ((*state)->isUnderConstruction()) status.st_size = 0;
-  return status;
+  return ShownStatus::of(inode->descriptor.get());
 }
 
 Result<void> NativeFileSystem::chown(const FilePath& path, std::uint32_t owner, std::uint32_t group) {

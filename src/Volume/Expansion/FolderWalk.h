@@ -27,9 +27,8 @@ struct Visitor {
   std::function<void(const FilePath&, ErrorNumber)> onUnreadable;
 };
 
-// Every regular file below `root`, depth first, a folder's files before its folders; every name of an inode. Goes
-// through descriptors alone: follows no link, and stays on the file system of `root`. Leaves out the volume's private
-// folder, if `root` is a volume's source. Keeps at most 64 descriptors and the names of the folders still to visit.
+// Every regular file below `root`, which is a volume's source or a folder in it; every name of an inode. Goes as
+// TreeEnumerator does, and stays on the file system of `root`.
 // `path` is what the person calls `root`. False if it was stopped. Calls the visitor in this thread.
 [[nodiscard]] bool walk(int root, const FilePath& path, const Visitor& visitor, std::stop_token stop = {});
 
