@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: MIT
 
+#include "Compression/FileCompressor.h"
 #include "Discovery/FileSystemSearcher.h"
 #include "Platform/StatFlags.h"
+#include "Support/CompressingFileSystem.h"
 #include "Support/FaultyFileSystem.h"
 #include "Support/MemoryFileSystem.h"
-#include "Support/Prelude.h"
-#include "Support/ScriptedTree.h"
+#include "Support/ScratchFolder.h"
 
 namespace quillbrook {
 namespace {
@@ -50,95 +51,97 @@ TEST(SearchCriteria, EveryConditionCanFailAlone) {
   }
 }
 
-// One search, and what it told meanwhile.
-struct Search {
-  explicit Search(const ScriptedTree& scripted) : tree(scripted) {}
-  // The names below the root, or the failure.
-  std::string run() {
+class FileSystemSearcherTest : public testing::Test {
+ protected:
+  // The names below the folder, or the failure without its payload.
+  std::string search(const FileSystemSearcher& searcher = {}) {
+    told_.clear();
+    progress_.clear();
     const auto result = searcher.search(
-        criteria, stop.get_token(),
+        criteria_, stop_.get_token(),
         [&](const FileCandidate& match) {
-          told.push_back(match);
-          if (told.size() == stopAfter) stop.request_stop();
+          told_.push_back(match);
+          if (onMatch_) onMatch_();
         },
-        [&](const SearchProgress& now) { progress.push_back(now); }, tree.opener());
-    if (!result) return describe(result.error());
-    EXPECT_EQ(*result, told);
+        [&](const SearchProgress& now) { progress_.push_back(now); });
+    if (!result) return std::string(caseName(result.error()));
+    EXPECT_EQ(*result, told_);
     std::string names;
-    for (const FileCandidate& match : *result) names += match.url.bytes().substr(6) + " ";
+    for (const FileCandidate& match : *result) {
+      names += match.url.bytes().substr(criteria_.rootURL.bytes().size() + 1) + " ";
+    }
     return names;
   }
-  const ScriptedTree& tree;
-  FileSystemSearcher searcher{.compressionChecker = [](const auto&, const auto&) { return false; }};
-  SearchCriteria criteria{.rootURL = FilePath("/root")};
-  std::stop_source stop;
-  std::size_t stopAfter = 0;
-  std::vector<FileCandidate> told;
-  std::vector<SearchProgress> progress;
+
+  const ScratchFolder tree_;
+  SearchCriteria criteria_{.rootURL = tree_.folder()};
+  std::stop_source stop_;
+  std::function<void()> onMatch_;
+  std::vector<FileCandidate> told_;
+  std::vector<SearchProgress> progress_;
 };
 
-TEST(FileSystemSearcher, ListsRegularFilesOutsideOfPackages) {
-  ScriptedTree tree;
-  tree.folder("Bar.xcarchive").folder("Bar.xcarchive/App.app").file("Bar.xcarchive/App.app/binary");
-  tree.folder("Foo.app").file("Foo.app/Info").file("a").file("a.slimtmp").link("link").vanishingFile("gone");
-  tree.folder("sub.slimtmp").file("sub.slimtmp/.deep");
-  Search all(tree);
-  EXPECT_EQ(all.run(), "Bar.xcarchive/App.app/binary a sub.slimtmp/.deep ");
-  EXPECT_EQ(all.progress, (std::vector<SearchProgress>{{8, 3}}));
-  Search direct(tree);
-  direct.criteria.recursive = false;
-  EXPECT_EQ(direct.run(), "a ");
-  EXPECT_EQ(direct.progress, (std::vector<SearchProgress>{{5, 1}}));
-}
-
-TEST(FileSystemSearcher, TellsWhatTheWalkKnowsOfAFile) {
-  ScriptedTree tree;
-  tree.file(".h", 7, {50, 5}, UF_COMPRESSED).file("sub/.x/a", -1);
-  Search search(tree);
-  Strings asked;
-  search.searcher.compressionChecker = [&](const FilePath& url, const FileStatus& status) {
-    asked.push_back(url.bytes());
-    return status.st_flags == UF_COMPRESSED;
-  };
-  search.criteria.maxSize = 5;
-  search.run();
-  EXPECT_EQ(search.told, (std::vector<FileCandidate>{{FilePath("/root/sub/.x/a"), 0, {}, false, false}}));
-  EXPECT_EQ(asked, (Strings{"/root/.h", "/root/sub/.x/a"})) << "the checker is asked whatever the size is";
-  search.criteria.maxSize.reset();
-  search.told.clear();
-  search.run();
-  EXPECT_EQ(search.told.front(), (FileCandidate{FilePath("/root/.h"), 7, {50, 5}, true, true}));
-}
-
-TEST(FileSystemSearcher, TellsItsProgressEveryHundredEntries) {
-  ScriptedTree tree;
-  for (int i = 0; i < 200; ++i) tree.file(std::to_string(i), i % 2);
-  Search search(tree);
-  search.criteria.minSize = 1;
-  search.run();
-  EXPECT_EQ(search.progress, (std::vector<SearchProgress>{{100, 50}, {200, 100}, {200, 100}}));
-  for (int i = 0; i < 50; ++i) tree.folder("folder" + std::to_string(i));
-  search.told.clear();
-  search.run();
-  EXPECT_EQ(search.progress.back(), (SearchProgress{250, 100}));
-  EXPECT_EQ(search.progress.size(), 6U);
-}
-
-TEST(FileSystemSearcher, TellsWhyItFails) {
-  ScriptedTree tree;
-  tree.file("a").file("b").file("c");
-  Search stopped(tree);
-  stopped.stopAfter = 2;
-  EXPECT_EQ(stopped.run(), "cancelled");
-  EXPECT_EQ(stopped.told.size(), 2U) << "what was found stays told";
-  for (const auto& [error, described, words] : std::vector<std::tuple<ErrorNumber, std::string, std::string>>{
-           {ErrorNumber::noEntry, "rootNotFound(/root)", "フォルダが見つかりません: /root"},
-           {{ENOTDIR}, "rootNotADirectory(/root)", "フォルダではないか、開くことができません: /root"}}) {
-    tree.failure = error;
-    EXPECT_EQ(Search(tree).run(), described);
-    const auto result = FileSystemSearcher{}.search({.rootURL = FilePath("/root")}, {}, {}, {}, tree.opener());
-    EXPECT_EQ(userText(result.error()), words);
+TEST_F(FileSystemSearcherTest, ListsRegularFilesOutsideOfPackages) {
+  for (const char* name : {"Bar.xcarchive/App.app/binary", "Foo.app/Info", "a", "a.slimtmp", "gone", "s.slimtmp/.deep",
+                           "s.slimtmp/vanishing", "z"}) {
+    tree_.write(name, "x");
   }
+  std::filesystem::create_symlink("a", tree_.at("link"));
+  criteria_.recursive = false;
+  EXPECT_EQ(search(), "a gone z ");
+  EXPECT_EQ(progress_, (std::vector<SearchProgress>{{6, 3}})) << "of the packages one, a folder and a link too";
+  criteria_.recursive = true;
+  EXPECT_EQ(search(), "Bar.xcarchive/App.app/binary a gone s.slimtmp/.deep s.slimtmp/vanishing z ");
+  onMatch_ = [&] { std::filesystem::remove(tree_.at("s.slimtmp/vanishing")); };
+  EXPECT_EQ(search(), "Bar.xcarchive/App.app/binary a gone s.slimtmp/.deep z ");
+}
+
+TEST_F(FileSystemSearcherTest, TellsWhatTheWalkKnowsOfAFile) {
+  const std::string content = ScratchFolder::prose(9'000);
+  for (const char* name : {".compressed", "plain"}) tree_.write(name, content);
+  ASSERT_TRUE(FileCompressor::compress(tree_.path(".compressed"), FileCompressor::defaultStreamingThreshold, nullptr,
+                                       CompressingFileSystem::instance()));
+  const Timestamp modified{1'700'000'000, 123};
+  for (const char* name : {".compressed", "plain"}) {
+    ASSERT_TRUE(FileSystem::native().setFileTimes(tree_.path(name), {}, modified));
+  }
+  search();
+  EXPECT_EQ(told_, (std::vector<FileCandidate>{{tree_.path(".compressed"), 9'000, modified, true, true},
+                                               {tree_.path("plain"), 9'000, modified, false, false}}));
+  criteria_.maxSize = 1;
+  std::size_t asked = 0;
+  EXPECT_EQ(search({.compressionChecker = [&](const auto&, const FileStatus&) { return ++asked > 0; }}), "");
+  EXPECT_EQ(asked, 2U) << "whatever the size is";
+}
+
+TEST_F(FileSystemSearcherTest, TellsItsProgressEveryHundredEntries) {
+  for (int i = 0; i < 200; ++i) tree_.write(std::to_string(i), i % 2 == 0 ? "" : "x");
+  criteria_.minSize = 1;
+  search();
+  ASSERT_EQ(progress_.size(), 3U);
+  EXPECT_EQ(progress_[0].scanned, 100U);
+  EXPECT_EQ(progress_[1], (SearchProgress{200, 100}));
+  EXPECT_EQ(progress_[2], (SearchProgress{200, 100}));
+  for (int i = 0; i < 50; ++i) tree_.makeFolder("folder" + std::to_string(i));
+  search();
+  ASSERT_EQ(progress_.size(), 3U);
+  EXPECT_EQ(progress_[2], (SearchProgress{250, 100}));
+}
+
+TEST_F(FileSystemSearcherTest, TellsWhyItFails) {
+  for (const char* name : {"a", "b", "c"}) tree_.write(name, "x");
+  criteria_.rootURL = tree_.path("missing");
+  EXPECT_EQ(search(), "rootNotFound");
+  criteria_.rootURL = tree_.path("a");
+  EXPECT_EQ(search(), "rootNotADirectory");
+  criteria_.rootURL = tree_.folder();
+  onMatch_ = [&] {
+    if (told_.size() == 2) stop_.request_stop();
+  };
+  EXPECT_EQ(search(), "cancelled");
+  EXPECT_EQ(told_.size(), 2U) << "what was found stays told";
+  EXPECT_EQ(search(), "cancelled");
+  EXPECT_TRUE(told_.empty());
 }
 
 TEST(FileSystemSearcher, StandardCheckerInspectsOnlyFlaggedFiles) {
@@ -151,13 +154,9 @@ TEST(FileSystemSearcher, StandardCheckerInspectsOnlyFlaggedFiles) {
   EXPECT_TRUE(counting.calls().empty()) << "looked at twice";
   node.status.st_flags = UF_COMPRESSED;
   EXPECT_FALSE(isCompressed(url, *memory.lstat(url))) << "without a header it cannot be inspected";
-  const auto header = [&](std::uint8_t type) {
-    return MemoryFileSystem::Bytes{'f', 'p', 'm', 'c', type, 0, 0, 0, 9, 0, 0, 0, 0, 0, 0, 0};
-  };
-  node.attributes[std::string(ReservedNames::decmpfs)] = header(11);
-  EXPECT_TRUE(isCompressed(url, *memory.lstat(url)));
-  node.attributes[std::string(ReservedNames::decmpfs)] = header(2);
-  EXPECT_FALSE(isCompressed(url, *memory.lstat(url))) << "of no known type";
+  // A placeholder.
+  node.attributes[std::string(ReservedNames::decmpfs)] = {'f', 'p', 'm', 'c', 1, 0, 0, 0x80, 9, 0, 0, 0, 0, 0, 0, 0};
+  EXPECT_FALSE(isCompressed(url, *memory.lstat(url))) << "its content is elsewhere";
 }
 
 }  // namespace

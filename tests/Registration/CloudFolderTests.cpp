@@ -41,16 +41,6 @@ TEST(CloudFolderDetector, KnowsAServiceByWhereItsFolderLies) {
   EXPECT_EQ(CloudFolderDetector::detect(FilePath("/Dropbox/a"), FilePath("/")), CloudService::dropbox);
 }
 
-TEST(CloudService, HasItsOwnNames) {
-  std::string names;
-  for (const CloudService service : allCloudServices) {
-    names += std::string(rawValue(service)) + ": " + std::string(displayName(service)) + "\n";
-  }
-  EXPECT_EQ(names,
-            "iCloudDrive: iCloud Drive\ndropbox: Dropbox\noneDrive: OneDrive\ngoogleDrive: Google Drive\n"
-            "fileProviderGeneric: クラウドストレージ\n");
-}
-
 TEST(AddStep, WarnsOnceThenCountsFoldersAndRegistersFiles) {
   const FilePath home("/home/u");
   const FilePath plain("/home/u/a");

@@ -3,8 +3,7 @@
 #include "Registration/FolderFileCounter.h"
 #include "Registration/PackageDetector.h"
 #include "Registration/PackageTraversalPolicy.h"
-#include "Support/Prelude.h"
-#include "Support/ScriptedTree.h"
+#include "Support/ScratchFolder.h"
 
 namespace quillbrook {
 namespace {
@@ -44,40 +43,45 @@ TEST(PackageTraversalPolicy, EntersArchivesToTheBottom) {
   }
 }
 
-// The count, or the failure.
-std::string count(const ScriptedTree& tree, bool includeSubfolders, const std::stop_token& stop = {},
-                  const char* root = "/root") {
-  const auto count = FolderFileCounter::count(FilePath(root), includeSubfolders, stop, tree.opener());
-  return count ? std::to_string(*count) : describe(count.error());
+class FolderFileCounterTest : public testing::Test {
+ protected:
+  // The count, or the failure without its payload.
+  std::string count(const char* root, bool includeSubfolders = true,
+                    const OpenEnumerator& open = DirectoryEnumerator::open) {
+    const auto count = FolderFileCounter::count(tree_.path(root), includeSubfolders, stop_.get_token(), open);
+    return count ? std::to_string(*count) : std::string(caseName(count.error()));
+  }
+  const ScratchFolder tree_;
+  std::stop_source stop_;
+};
+
+TEST_F(FolderFileCounterTest, CountsRegularFilesOutsideOfPackages) {
+  for (const char* name :
+       {"all/Bar.xcarchive/App.app/binary", "all/Foo.app/Info", "all/Foo.app/In.xcarchive/x", "all/.hidden",
+        "all/a.slimtmp", "all/b.app", "all/\xFF", "all/sub/.deep", "all/sub/c.slimtmp/x"}) {
+    tree_.write(name, "x");
+  }
+  std::filesystem::create_symlink("b.app", tree_.at("all/link"));
+  std::filesystem::create_directory_symlink("sub", tree_.at("all/link.app"));
+  tree_.makeFolder("empty");
+  EXPECT_EQ(count("all", false), "3");
+  EXPECT_EQ(count("all"), "6");
+  EXPECT_EQ(count("all/Bar.xcarchive"), "1");
+  EXPECT_EQ(count("empty"), "0");
 }
 
-TEST(FolderFileCounter, CountsRegularFilesOutsideOfPackages) {
-  ScriptedTree tree;
-  EXPECT_EQ(count(tree, true), "0");
-  tree.folder("Bar.xcarchive").folder("Bar.xcarchive/App.app").file("Bar.xcarchive/App.app/binary");
-  tree.folder("Foo.app").file("Foo.app/Info").folder("Foo.app/In.xcarchive").file("Foo.app/In.xcarchive/x");
-  tree.file(".hidden").file("a.slimtmp").file("b.app").link("link").link("link.app").vanishingFile("gone");
-  tree.folder("sub").file("sub/.deep").folder("sub/c.slimtmp").file("sub/c.slimtmp/x");
-  EXPECT_EQ(count(tree, false), "3");
-  EXPECT_EQ(count(tree, true), "6");
-}
-
-TEST(FolderFileCounter, TellsWhyItDoesNotCount) {
-  ScriptedTree tree;
-  tree.file("a").file("b");
-  tree.failure = ErrorNumber::noEntry;
-  EXPECT_EQ(count(tree, true), "notFound(/root)");
-  tree.failure = ErrorNumber{ENOTDIR};
-  EXPECT_EQ(count(tree, true), "notADirectory(/root)");
-  tree.failure.reset();
-  std::stop_source stop;
-  stop.request_stop();
-  EXPECT_EQ(count(tree, true, stop.get_token()), "cancelled");
-}
-
-TEST(FolderFileCounter, TellsTheUser) {
-  EXPECT_EQ(userText(FolderNotFound{FilePath("/a")}), "フォルダが見つかりません: /a");
-  EXPECT_EQ(userText(NotADirectory{FilePath("/a")}), "フォルダではないか、開くことができません: /a");
+TEST_F(FolderFileCounterTest, TellsWhyItDoesNotCount) {
+  tree_.write("file", "x");
+  std::filesystem::create_symlink("missing", tree_.at("dangling"));
+  EXPECT_EQ(count("missing"), "notFound");
+  EXPECT_EQ(count("dangling"), "notFound");
+  EXPECT_EQ(count("file"), "notADirectory");
+  const auto stopThenOpen = [&](const FilePath& root, DirectoryEnumerator::Depth depth) {
+    stop_.request_stop();
+    return DirectoryEnumerator::open(root, depth);
+  };
+  EXPECT_EQ(count("", true, stopThenOpen), "cancelled") << "in the middle";
+  EXPECT_EQ(count("missing"), "cancelled") << "before it began";
 }
 
 }  // namespace
