@@ -33,10 +33,9 @@ double outOfRange(std::string_view number) {
 std::optional<double> numberOf(std::string_view text) {
   if (text.starts_with('+')) text.remove_prefix(1);
   double number = 0;
-  const char* end = text.data() + text.size();
-  const auto parsed = std::from_chars(text.data(), end, number);
-  if (parsed.ec == std::errc::invalid_argument || parsed.ptr != end) return std::nullopt;
-  return parsed.ec == std::errc::result_out_of_range ? outOfRange(text) : number;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  if (error == std::errc::invalid_argument || end != text.data() + text.size()) return std::nullopt;
+  return error == std::errc::result_out_of_range ? outOfRange(text) : number;
 }
 
 }  // namespace

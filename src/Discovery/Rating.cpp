@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "Discovery/Rating.h"
 
-#include <algorithm>
 #include <array>
 #include <cstddef>
 
@@ -34,9 +33,10 @@ std::string_view rawValue(Rating rating) {
 }
 
 std::optional<Rating> ratingOf(std::string_view rawValue) {
-  const auto found = std::ranges::find(rows, rawValue, &Row::rawValue);
-  if (found == rows.end()) return std::nullopt;
-  return static_cast<Rating>(found - rows.begin());
+  for (std::size_t i = 0; i < rows.size(); ++i) {
+    if (rows[i].rawValue == rawValue) return static_cast<Rating>(i);
+  }
+  return std::nullopt;
 }
 
 std::string_view word(Rating rating) {

@@ -13,7 +13,7 @@ namespace quillbrook {
 
 // Where to search, and for what.
 struct SearchCriteria {
-  FilePath rootURL = {};
+  FilePath rootURL;
   bool recursive = true;
   std::optional<Timestamp> modifiedBefore = std::nullopt;  // files changed at this instant or earlier
   std::optional<std::uint64_t> minSize = std::nullopt;     // bytes, inclusive

@@ -33,11 +33,11 @@ Timestamp UserCalendar::before(Timestamp instant, int count, DateUnit unit) cons
   UErrorCode error = U_ZERO_ERROR;
   const std::unique_ptr<icu::Calendar> calendar(icu::Calendar::createInstance(zoneOf(*this), localeOf(*this), error));
   // Only an ICU without its data fails.
-  if (U_FAILURE(error)) return instant;
+  if (U_FAILURE(error) != 0) return instant;
   calendar->setTime(static_cast<double>(instant.seconds) * millisecondsPerSecond, error);
   calendar->add(unit == DateUnit::month ? UCAL_MONTH : UCAL_YEAR, -std::clamp(count, -farthest, farthest), error);
   const double milliseconds = calendar->getTime(error);
-  if (U_FAILURE(error)) return instant;
+  if (U_FAILURE(error) != 0) return instant;
   return {.seconds = std::llround(milliseconds / millisecondsPerSecond), .nanoseconds = instant.nanoseconds};
 }
 

@@ -33,7 +33,7 @@ std::string lowercased(std::string_view name) {
   UErrorCode error = U_ZERO_ERROR;
   icu::CaseMap::utf8ToLower("", 0, icu::StringPiece(name.data(), static_cast<int32_t>(name.size())), sink, nullptr,
                             error);
-  return U_SUCCESS(error) ? result : asciiLowercased(name);
+  return U_SUCCESS(error) != 0 ? result : asciiLowercased(name);
 }
 
 }  // namespace quillbrook::NameCase

@@ -27,24 +27,25 @@ TEST(SearchCriteria, EveryConditionCanFailAlone) {
                            .isHidden = false,
                            .isAlreadyCompressed = false};
   const FileCandidate bare{.url = FilePath("/x.d/a"), .isHidden = true, .isAlreadyCompressed = true};
+  const FilePath root("/");
   const auto include = ExtensionFilter::includeOnly(Strings{"jpg"});
   const auto exclude = ExtensionFilter::exclude(Strings{"jpg"});
   const std::vector<std::tuple<std::string, SearchCriteria, FileCandidate, bool>> cases{
       {"no condition", {}, bare, true},
-      {"changed at the instant", {.modifiedBefore = Timestamp{50, 5}}, file, true},
-      {"changed later", {.modifiedBefore = Timestamp{50, 4}}, file, false},
-      {"as large as the least", {.minSize = 100}, file, true},
-      {"smaller", {.minSize = 101}, file, false},
-      {"as large as the most", {.maxSize = 100}, file, true},
-      {"larger", {.maxSize = 99}, file, false},
-      {"included", {.extensionFilter = include}, file, true},
-      {"included, none", {.extensionFilter = include}, bare, false},
-      {"excluded", {.extensionFilter = exclude}, file, false},
-      {"excluded, none", {.extensionFilter = exclude}, bare, true},
-      {"not compressed", {.excludeAlreadyCompressed = true}, file, true},
-      {"compressed", {.excludeAlreadyCompressed = true}, bare, false},
-      {"not hidden", {.excludeHidden = true}, file, true},
-      {"hidden", {.excludeHidden = true}, bare, false},
+      {"changed at the instant", {.rootURL = root, .modifiedBefore = Timestamp{50, 5}}, file, true},
+      {"changed later", {.rootURL = root, .modifiedBefore = Timestamp{50, 4}}, file, false},
+      {"as large as the least", {.rootURL = root, .minSize = 100}, file, true},
+      {"smaller", {.rootURL = root, .minSize = 101}, file, false},
+      {"as large as the most", {.rootURL = root, .maxSize = 100}, file, true},
+      {"larger", {.rootURL = root, .maxSize = 99}, file, false},
+      {"included", {.rootURL = root, .extensionFilter = include}, file, true},
+      {"included, none", {.rootURL = root, .extensionFilter = include}, bare, false},
+      {"excluded", {.rootURL = root, .extensionFilter = exclude}, file, false},
+      {"excluded, none", {.rootURL = root, .extensionFilter = exclude}, bare, true},
+      {"not compressed", {.rootURL = root, .excludeAlreadyCompressed = true}, file, true},
+      {"compressed", {.rootURL = root, .excludeAlreadyCompressed = true}, bare, false},
+      {"not hidden", {.rootURL = root, .excludeHidden = true}, file, true},
+      {"hidden", {.rootURL = root, .excludeHidden = true}, bare, false},
   };
   for (const auto& [what, criteria, candidate, expected] : cases) {
     EXPECT_EQ(criteria.matches(candidate), expected) << what;

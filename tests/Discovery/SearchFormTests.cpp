@@ -73,7 +73,8 @@ TEST(UserCalendar, GoesBackByTheUsersMonths) {
 }
 
 TEST(SearchForm, BecomesCriteria) {
-  const SearchForm untouched{.rootURL = FilePath("/home/u")};
+  SearchForm untouched;
+  untouched.rootURL = FilePath("/home/u");
   const SearchCriteria expected{.rootURL = FilePath("/home/u"),
                                 .recursive = true,
                                 .modifiedBefore = std::nullopt,
