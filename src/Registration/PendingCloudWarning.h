@@ -1,0 +1,17 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "Platform/FilePath.h"
+#include "Registration/CloudService.h"
+
+namespace quillbrook {
+
+// A place whose registration waits until the user has read that a cloud service mirrors it.
+struct PendingCloudWarning {
+  FilePath url;
+  CloudService service = CloudService::fileProviderGeneric;
+  bool isDirectory = false;
+  friend bool operator==(const PendingCloudWarning&, const PendingCloudWarning&) = default;
+};
+
+}  // namespace quillbrook
