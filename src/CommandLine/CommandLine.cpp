@@ -70,7 +70,7 @@ int runProcess(int argumentCount, const char* const* arguments) {
         .errIsTerminal = Terminal::isErrorTerminal(),
         .width = Terminal::width(),
         .fileSystem = FileSystem::native(),
-        .openDirectory = DirectoryEnumerator::open,
+        .openEnumerator = DirectoryEnumerator::open,
         .volumes = {},
         .now = std::chrono::steady_clock::now,
         .stop = signals.token(),

@@ -104,7 +104,7 @@ class Inspector final : public TreeVisitor {
 int run(const InspectCommand& command, Io& io) {
   Inspector inspector(command, io);
   for (const FilePath& path : command.paths) {
-    if (!TreeWalk::walk(path, io.fileSystem, io.openDirectory, inspector)) break;
+    if (!TreeWalk::walk(path, io.fileSystem, io.openEnumerator, inspector)) break;
   }
   if (io.stop.stop_requested()) return ExitCode::signalBase + io.stopSignal;
   inspector.printTotal();

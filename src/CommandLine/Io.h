@@ -4,21 +4,18 @@
 #include <atomic>
 #include <chrono>
 #include <functional>
-#include <memory>
 #include <optional>
 #include <ostream>
 #include <stop_token>
 
 #include "CommandLine/VolumeOperations.h"
-#include "Platform/DirectoryEnumerator.h"
 #include "Platform/ErrorNumber.h"
 #include "Platform/FilePath.h"
 #include "Platform/FileSystem.h"
+#include "Platform/OpenEnumerator.h"
 
 namespace quillbrook {
 
-using OpenDirectory =
-    std::function<Result<std::unique_ptr<DirectoryEnumerator>>(const FilePath&, DirectoryEnumerator::Depth)>;
 using SteadyTime = std::chrono::steady_clock::time_point;
 
 // Everything that the command line touches outside itself, so that a test can run it in memory.
@@ -30,7 +27,7 @@ struct Io {
   bool errIsTerminal = false;
   unsigned width = 80;  // columns of the terminal on `err`
   FileSystem& fileSystem;
-  OpenDirectory openDirectory;
+  OpenEnumerator openEnumerator;
   VolumeOperations volumes;
   std::function<SteadyTime()> now;     // called from one thread
   std::stop_token stop;                // requested once a signal asks the command to stop

@@ -109,7 +109,7 @@ class Run {
     printer_.drawCounting();
     Counter counter(io_, progress_);
     for (const FilePath& path : command_.paths) {
-      if (!TreeWalk::walk(path, io_.fileSystem, io_.openDirectory, counter)) return;
+      if (!TreeWalk::walk(path, io_.fileSystem, io_.openEnumerator, counter)) return;
     }
   }
 
@@ -230,7 +230,7 @@ class Run::Walker final : public TreeVisitor {
 void Run::walk() {
   Walker walker(*this);
   for (const FilePath& path : command_.paths) {
-    if (!TreeWalk::walk(path, io_.fileSystem, io_.openDirectory, walker)) break;
+    if (!TreeWalk::walk(path, io_.fileSystem, io_.openEnumerator, walker)) break;
   }
   files_.end();
 }

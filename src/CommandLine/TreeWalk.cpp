@@ -18,11 +18,11 @@ void tellOmissions(DirectoryEnumerator& entries, TreeVisitor& visitor) {
 
 }  // namespace
 
-bool walk(const FilePath& root, FileSystem& fileSystem, const OpenDirectory& openDirectory, TreeVisitor& visitor) {
+bool walk(const FilePath& root, FileSystem& fileSystem, const OpenEnumerator& openEnumerator, TreeVisitor& visitor) {
   const auto status = fileSystem.lstat(root);
   if (!status || status->kind != FileKind::directory) return visitor.visit({.path = root, .isNamed = true});
 
-  const auto entries = openDirectory(root, DirectoryEnumerator::Depth::recursive);
+  const auto entries = openEnumerator(root, DirectoryEnumerator::Depth::recursive);
   if (!entries) {
     visitor.unreadable(root, entries.error());
     return true;

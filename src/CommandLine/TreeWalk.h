@@ -31,7 +31,7 @@ class TreeVisitor {
 namespace TreeWalk {
 
 // False if the visitor stopped it.
-[[nodiscard]] bool walk(const FilePath& root, FileSystem& fileSystem, const OpenDirectory& openDirectory,
+[[nodiscard]] bool walk(const FilePath& root, FileSystem& fileSystem, const OpenEnumerator& openEnumerator,
                         TreeVisitor& visitor);
 
 }  // namespace TreeWalk

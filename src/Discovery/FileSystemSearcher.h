@@ -14,7 +14,7 @@
 #include "Platform/FilePath.h"
 #include "Platform/FileStatus.h"
 #include "Platform/FileSystem.h"
-#include "Registration/OpenEnumerator.h"
+#include "Platform/OpenEnumerator.h"
 
 namespace quillbrook {
 

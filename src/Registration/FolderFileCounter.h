@@ -7,8 +7,8 @@
 
 #include "Platform/DirectoryEnumerator.h"
 #include "Platform/FilePath.h"
+#include "Platform/OpenEnumerator.h"
 #include "Registration/FolderFileCounterError.h"
-#include "Registration/OpenEnumerator.h"
 
 // How many files does registering a folder take in.
 namespace quillbrook::FolderFileCounter {

@@ -15,7 +15,7 @@ class OmittingWalk final : public DirectoryEnumerator {
  public:
   using Reasons = std::map<std::string, std::optional<ErrorNumber>>;
 
-  static OpenDirectory opener(const Reasons& reasons) {
+  static OpenEnumerator opener(const Reasons& reasons) {
     return [reasons](const FilePath& root, Depth depth) -> Result<std::unique_ptr<DirectoryEnumerator>> {
       auto inner = DirectoryEnumerator::open(root, depth);
       if (!inner) return inner;
@@ -63,7 +63,7 @@ class CommandLineTest : public testing::Test {
           .errIsTerminal = isTerminal,
           .width = 80,
           .fileSystem = fileSystem,
-          .openDirectory = openDirectory,
+          .openEnumerator = openEnumerator,
           .volumes = volumes,
           .now = [this] { return now += std::chrono::milliseconds(250); },
           .stop = stop.get_token(),
@@ -91,7 +91,7 @@ class CommandLineTest : public testing::Test {
   }
 
   ScratchFolder tree;
-  OpenDirectory openDirectory = DirectoryEnumerator::open;
+  OpenEnumerator openEnumerator = DirectoryEnumerator::open;
   VolumeOperations volumes;
   bool isTerminal = false;
   std::ostringstream out;

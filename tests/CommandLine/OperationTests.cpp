@@ -147,7 +147,7 @@ TEST_F(OperationTest, OutsideAVolumeEachFileFailsAndIsAsItWas) {
 }
 
 TEST_F(OperationTest, AnUnreadableFolderMakesTheRunIncomplete) {
-  openDirectory = OmittingWalk::opener({{"sub", ErrorNumber{EACCES}}});
+  openEnumerator = OmittingWalk::opener({{"sub", ErrorNumber{EACCES}}});
   for (const char* verb : {"compress", "inspect"}) {
     EXPECT_EQ(run({verb, root}), 3);
     EXPECT_THAT(err.str(), HasSubstr(tree.at("r/sub")));

@@ -31,7 +31,7 @@ class Notes final : public TreeVisitor {
 class TreeWalkTest : public CommandLineTest {
  protected:
   bool walk(const std::string& root) {
-    return TreeWalk::walk(FilePath(root), FileSystem::native(), openDirectory, notes);
+    return TreeWalk::walk(FilePath(root), FileSystem::native(), openEnumerator, notes);
   }
   Notes notes{tree};
 };
@@ -43,7 +43,7 @@ TEST_F(TreeWalkTest, VisitsRegularFilesAndTellsWhatItHadToLeaveOut) {
   }
   std::filesystem::create_directory_symlink("sub", tree.at("link"));
   ASSERT_EQ(::mkfifo(tree.at("fifo").c_str(), 0600), 0);
-  openDirectory = OmittingWalk::opener({{"closed", ErrorNumber{EACCES}}, {"mounted", std::nullopt}});
+  openEnumerator = OmittingWalk::opener({{"closed", ErrorNumber{EACCES}}, {"mounted", std::nullopt}});
   EXPECT_TRUE(walk(tree.folder().bytes()));
   EXPECT_EQ(notes.told, (std::map<std::string, std::string>{{"file", ""},
                                                             {"slimtmp", ""},
@@ -56,12 +56,12 @@ TEST_F(TreeWalkTest, WhatIsNamedComesWhateverItIsUntilTheVisitorStops) {
   tree.write("b.slimtmp", "b");
   std::filesystem::create_directory_symlink(".", tree.at("link"));
   for (const char* root : {"b.slimtmp", "link", "missing"}) EXPECT_TRUE(walk(tree.at(root)));
-  openDirectory = [](const FilePath&, auto) { return std::unexpected(ErrorNumber::noEntry); };
+  openEnumerator = [](const FilePath&, auto) { return std::unexpected(ErrorNumber::noEntry); };
   EXPECT_TRUE(walk(tree.folder().bytes()));
   EXPECT_EQ(notes.told,
             (std::map<std::string, std::string>{
                 {"b.slimtmp", "named"}, {"link", "named"}, {"missing", "named"}, {".", ErrorNumber::noEntry.text()}}));
-  openDirectory = DirectoryEnumerator::open;
+  openEnumerator = DirectoryEnumerator::open;
   for (int i = 0; i < 5; ++i) tree.write("many/" + std::to_string(i), "x");
   notes.limit = notes.told.size() + 2;
   EXPECT_FALSE(walk(tree.at("many")));

@@ -6,7 +6,6 @@
 
 #include <cerrno>
 #include <chrono>
-#include <cstdlib>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -18,6 +17,7 @@
 #include "Platform/Linux/ServedSources.h"
 #include "Platform/Linux/SystemCall.h"
 #include "Platform/Linux/VolumeProtocol.h"
+#include "Platform/StandardFolders.h"
 
 namespace quillbrook {
 namespace {
@@ -30,20 +30,13 @@ constexpr auto pause = 2ms;
 
 constexpr std::string_view storePrefix = "store.sqlite";
 
-std::string storeFolder() {
-  const char* dataHome = std::getenv("XDG_DATA_HOME");
-  if (dataHome != nullptr && *dataHome == '/') return std::string(dataHome) + "/Quillbrook";
-  const char* home = std::getenv("HOME");
-  return home == nullptr ? std::string() : std::string(home) + "/.local/share/Quillbrook";
-}
-
 // `parent` is the folder as programs see it: through the mount inside a volume.
 bool isOfTheStore(const std::string& name, int parent) {
   if (!name.starts_with(storePrefix)) return false;
   struct stat store{};
   const auto folder = SystemCall::status(parent);
-  return folder && ::stat(storeFolder().c_str(), &store) == 0 && folder->st_dev == store.st_dev &&
-         folder->st_ino == store.st_ino;
+  return folder && ::stat(StandardFolders::applicationSupport().c_str(), &store) == 0 &&
+         folder->st_dev == store.st_dev && folder->st_ino == store.st_ino;
 }
 
 Result<void> lockExclusively(const FileDescriptor& file) {

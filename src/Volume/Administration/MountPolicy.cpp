@@ -18,6 +18,7 @@
 #include "Platform/Linux/MountTable.h"
 #include "Platform/Linux/SystemCall.h"
 #include "Platform/Linux/VolumeNesting.h"
+#include "Platform/StandardFolders.h"
 #include "Volume/Administration/DaemonProgram.h"
 #include "Volume/Expansion/SourceLock.h"
 
@@ -116,21 +117,6 @@ std::optional<VolumeErrors::Protected> protection(const FilePath& folder, const 
   return std::nullopt;
 }
 
-// An absolute path from the environment; the XDG base directory rules have relative ones ignored.
-FilePath fromEnvironment(const char* name, const FilePath& otherwise) {
-  const char* value = std::getenv(name);
-  return value != nullptr && *value == '/' ? resolved(FilePath(value)) : otherwise;
-}
-
-FilePath homeOfUser() {
-  const passwd* entry = ::getpwuid(::getuid());
-  return entry == nullptr ? FilePath("/") : resolved(FilePath(entry->pw_dir));
-}
-
-FilePath ownHome() {
-  return fromEnvironment("HOME", homeOfUser());
-}
-
 // Services have folders in the database too, which are no homes.
 Result<std::vector<FilePath>> homesOfPeople() {
   constexpr uid_t firstPerson = 1000;
@@ -160,17 +146,16 @@ Result<std::vector<FilePath>> homesOfPeople() {
 }  // namespace
 
 FilePath MountSurroundings::configurationFolder() {
-  return fromEnvironment("XDG_CONFIG_HOME", ownHome().appending(".config"));
+  return resolved(StandardFolders::configuration());
 }
 
 Result<MountSurroundings> MountSurroundings::current() {
   MountSurroundings surroundings;
-  surroundings.home = ownHome();
-  const FilePath& home = surroundings.home;
+  surroundings.home = resolved(StandardFolders::home());
   surroundings.configuration = configurationFolder();
-  surroundings.data = fromEnvironment("XDG_DATA_HOME", home.appending(".local/share"));
-  surroundings.state = fromEnvironment("XDG_STATE_HOME", home.appending(".local/state"));
-  surroundings.runtime = fromEnvironment("XDG_RUNTIME_DIR", FilePath());
+  surroundings.data = resolved(StandardFolders::data());
+  surroundings.state = resolved(StandardFolders::state());
+  if (const auto runtime = StandardFolders::runtime()) surroundings.runtime = resolved(*runtime);
   auto homes = homesOfPeople();
   if (!homes) return std::unexpected(homes.error());
   surroundings.otherHomes = std::move(*homes);
