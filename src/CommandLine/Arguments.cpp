@@ -12,6 +12,8 @@
 #include <utility>
 #include <vector>
 
+#include "Platform/BundleInfo.h"
+
 namespace quillbrook::Arguments {
 namespace {
 
@@ -105,7 +107,8 @@ class Grammar {
       return wrongUsage(words.starts_with("--jobs:") ? "--jobs takes a number from 1 to 8" : words);
     }
     if (values_.version) {
-      return std::unexpected(ArgumentsAnswer{false, fmt::format("{} {}\n", programName, QUILLBROOK_VERSION)});
+      const auto version = BundleInfo::string("CFBundleShortVersionString").value_or("0.0.0");
+      return std::unexpected(ArgumentsAnswer{false, fmt::format("{} {}\n", programName, version)});
     }
 
     std::vector<FilePath> paths;
