@@ -28,7 +28,7 @@ Result<std::optional<FolderListing::Entry>> FolderListing::next() {
       return std::nullopt;
     }
     const std::string_view name = entry->d_name;
-    if (name != "." && name != "..") return Entry{.name = entry->d_name, .type = entry->d_type};
+    if (name != "." && name != "..") return Entry{.name = entry->d_name, .type = entry->d_type, .inode = entry->d_ino};
   }
 }
 

@@ -17,6 +17,7 @@ class FolderListing {
   struct Entry {
     const char* name;    // valid until the next call of next()
     unsigned char type;  // DT_REG, DT_DIR and so on; DT_UNKNOWN where the host does not tell
+    ino_t inode;         // as the host lists it
   };
 
   // The folder `name` in the open folder `folder`, which may be opened with O_PATH, stays the caller's and keeps its

@@ -1,0 +1,157 @@
+// SPDX-License-Identifier: MIT
+#include "Platform/Bookmark.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <utility>
+
+#include "Platform/Linux/FileHandle.h"
+#include "Platform/Linux/FolderListing.h"
+#include "Platform/Linux/FolderPath.h"
+#include "Platform/Linux/HostIdentity.h"
+#include "Platform/Linux/LocatedInode.h"
+#include "Platform/Linux/MountTable.h"
+#include "Platform/Linux/SystemCall.h"
+#include "Platform/Linux/VolumePath.h"
+#include "Platform/Linux/VolumeProtocol.h"
+#include "Platform/LittleEndian.h"
+
+namespace quillbrook::Bookmark {
+namespace {
+
+using Bytes = std::vector<std::uint8_t>;
+
+// What a bookmark holds, in this order: mark, device, inode, birth (nanoseconds of `noBirth` if there is none), the
+// lengths of handle and path, handle, path.
+constexpr std::array<std::uint8_t, 4> mark{'Q', 'B', 'K', 1};
+constexpr std::uint32_t noBirth = UINT32_MAX;
+
+struct Content {
+  HostIdentity identity;
+  Bytes handle;
+  FilePath path;
+};
+
+template <typename T>
+void append(Bytes& bytes, T value) {
+  bytes.resize(bytes.size() + sizeof value);
+  LittleEndian::store(bytes.data() + bytes.size() - sizeof value, value);
+}
+
+// The next number of `bytes`, which must hold it.
+template <typename T>
+T take(std::span<const std::uint8_t>& bytes) {
+  const T value = LittleEndian::load<T>(bytes.data());
+  bytes = bytes.subspan(sizeof value);
+  return value;
+}
+
+Bytes encode(const Content& content) {
+  const auto& [identity, handle, path] = content;
+  Bytes bytes(mark.begin(), mark.end());
+  append(bytes, identity.deviceMajor);
+  append(bytes, identity.deviceMinor);
+  append(bytes, identity.inode);
+  append(bytes, identity.birth ? static_cast<std::uint64_t>(identity.birth->seconds) : std::uint64_t{0});
+  append(bytes, identity.birth ? identity.birth->nanoseconds : noBirth);
+  append(bytes, static_cast<std::uint32_t>(handle.size()));
+  append(bytes, static_cast<std::uint32_t>(path.bytes().size()));
+  bytes.insert(bytes.end(), handle.begin(), handle.end());
+  bytes.insert(bytes.end(), path.bytes().begin(), path.bytes().end());
+  return bytes;
+}
+
+std::optional<Content> decode(std::span<const std::uint8_t> bytes) {
+  constexpr std::size_t headByteCount = mark.size() + 4 + 4 + 8 + 8 + 4 + 4 + 4;
+  if (bytes.size() < headByteCount || !std::ranges::equal(bytes.first(mark.size()), mark)) return std::nullopt;
+  bytes = bytes.subspan(mark.size());
+  Content content;
+  content.identity.deviceMajor = take<std::uint32_t>(bytes);
+  content.identity.deviceMinor = take<std::uint32_t>(bytes);
+  content.identity.inode = take<std::uint64_t>(bytes);
+  const auto seconds = static_cast<std::int64_t>(take<std::uint64_t>(bytes));
+  const auto nanoseconds = take<std::uint32_t>(bytes);
+  if (nanoseconds != noBirth) content.identity.birth = Timestamp{.seconds = seconds, .nanoseconds = nanoseconds};
+  const std::size_t handleByteCount = take<std::uint32_t>(bytes);
+  const std::size_t pathByteCount = take<std::uint32_t>(bytes);
+  if (bytes.size() != handleByteCount + pathByteCount || pathByteCount == 0) return std::nullopt;
+  content.handle.assign(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(handleByteCount));
+  content.path = FilePath(std::string(bytes.begin() + static_cast<std::ptrdiff_t>(handleByteCount), bytes.end()));
+  return content;
+}
+
+// Of what a program sees at the path: beneath the mount in a volume, where inodes keep their numbers.
+Result<HostIdentity> identityAt(const FilePath& path) {
+  const auto inode = LocatedInode::open(path, FinalLink::noFollow);
+  if (!inode) return std::unexpected(inode.error());
+  return HostIdentity::at(inode->descriptor.get(), "");
+}
+
+bool leadsTo(const FilePath& path, const HostIdentity& identity) {
+  const auto found = identityAt(path);
+  return found && found->isSameInode(identity);
+}
+
+std::optional<FilePath> findInFolder(const Content& content) {
+  const auto place = VolumePath::locate(content.path);
+  auto listing = place ? FolderListing::open(place->folder()) : std::unexpected(place.error());
+  if (!listing) return std::nullopt;
+  for (;;) {
+    const auto entry = listing->next();
+    if (!entry || !*entry) return std::nullopt;
+    if ((*entry)->inode != content.identity.inode) continue;
+    const auto found = HostIdentity::at(place->folder(), (*entry)->name);
+    if (found && found->isSameInode(content.identity)) return content.path.parent().appending((*entry)->name);
+  }
+}
+
+// By way of any mount of the file system. Beneath a volume that is mounted in place paths are the same.
+std::optional<FilePath> findByHandle(const Content& content) {
+  const auto table = MountTable::read();
+  if (!table || content.handle.empty()) return std::nullopt;
+  const std::string device =
+      std::to_string(content.identity.deviceMajor) + ":" + std::to_string(content.identity.deviceMinor);
+  for (const MountEntry& entry : *table) {
+    if (entry.device != device || entry.type == VolumeProtocol::mountType) continue;
+    const auto mount = SystemCall::openAt(AT_FDCWD, entry.mountPoint.c_str(), O_RDONLY | O_DIRECTORY);
+    if (!mount) continue;
+    const FileDescriptor file = FileHandle::open(mount->get(), content.handle);
+    const auto path = file.isOpen() ? FolderPath::of(file.get()) : std::unexpected(ErrorNumber::noEntry);
+    if (path && leadsTo(*path, content.identity)) return *path;
+  }
+  return std::nullopt;
+}
+
+}  // namespace
+
+Result<std::vector<std::uint8_t>> create(const FilePath& url) {
+  if (!url.bytes().starts_with('/')) return std::unexpected(ErrorNumber::invalid);
+  const auto inode = LocatedInode::open(url, FinalLink::noFollow);
+  if (!inode) return std::unexpected(inode.error());
+  const auto identity = HostIdentity::at(inode->descriptor.get(), "");
+  if (!identity) return std::unexpected(identity.error());
+  return encode(
+      {.identity = *identity, .handle = FileHandle::of(inode->descriptor.get()).value_or(Bytes()), .path = url});
+}
+
+Result<Resolved> resolve(std::span<const std::uint8_t> bookmark) {
+  const auto content = decode(bookmark);
+  if (!content) return std::unexpected(ErrorNumber::invalid);
+  const auto found = identityAt(content->path);
+  if (found) return Resolved{.url = content->path, .isStale = found->inode != content->identity.inode};
+  const bool isGone = found.error() == ErrorNumber::noEntry || found.error() == ErrorNumber{ENOTDIR};
+  if (!isGone) return std::unexpected(found.error());
+  auto elsewhere = content->identity.birth ? findInFolder(*content) : std::nullopt;
+  if (!elsewhere && content->identity.birth) elsewhere = findByHandle(*content);
+  if (!elsewhere) return std::unexpected(ErrorNumber::noEntry);
+  return Resolved{.url = *std::move(elsewhere), .isStale = true};
+}
+
+}  // namespace quillbrook::Bookmark
