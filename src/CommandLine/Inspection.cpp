@@ -43,7 +43,8 @@ class Inspector final : public TreeVisitor {
   Inspector(const InspectCommand& command, Io& io) : command_(command), io_(io) {}
 
   bool visit(TreeFile file) override {
-    const auto info = FileCompressionInspector::inspect(file.path, io_.fileSystem);
+    const auto info = file.status ? FileCompressionInspector::inspect(file.path, *file.status, io_.fileSystem)
+                                  : FileCompressionInspector::inspect(file.path, io_.fileSystem);
     if (info) {
       print(file.path, *info);
     } else if (file.isNamed || !std::holds_alternative<FileNotFound>(info.error())) {

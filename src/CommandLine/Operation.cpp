@@ -48,7 +48,11 @@ class Counter final : public TreeVisitor {
  public:
   Counter(Io& io, FileProgress::Run& progress) : io_(io), progress_(progress) {}
   bool visit(TreeFile file) override {
-    if (const auto status = io_.fileSystem.lstat(file.path)) progress_.total += status->st_size;
+    if (file.status) {
+      progress_.total += file.status->st_size;
+    } else if (const auto status = io_.fileSystem.lstat(file.path)) {
+      progress_.total += status->st_size;
+    }
     return !io_.stop.stop_requested();
   }
   // The run itself tells these.
@@ -124,7 +128,8 @@ class Run {
 
   // The inspector tells the size, and of a file in a folder whether it is worth it; then the engine has it.
   ProcessedFile process(TreeFile file) {
-    const auto info = FileCompressionInspector::inspect(file.path, io_.fileSystem);
+    const auto info = file.status ? FileCompressionInspector::inspect(file.path, *file.status, io_.fileSystem)
+                                  : FileCompressionInspector::inspect(file.path, io_.fileSystem);
     const std::uint64_t logicalSize = info ? info->logicalSize : sizeAlone(file.path);
     ProcessedFile processed{.path = std::move(file.path), .logicalSize = logicalSize, .ending = {}};
     FileProgress progress(progress_, processed.logicalSize);

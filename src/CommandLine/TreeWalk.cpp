@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "CommandLine/TreeWalk.h"
 
+#include <utility>
+
 #include "Platform/ReservedNames.h"
 
 namespace quillbrook::TreeWalk {
@@ -20,7 +22,9 @@ void tellOmissions(DirectoryEnumerator& entries, TreeVisitor& visitor) {
 
 bool walk(const FilePath& root, FileSystem& fileSystem, const OpenEnumerator& openEnumerator, TreeVisitor& visitor) {
   const auto status = fileSystem.lstat(root);
-  if (!status || status->kind != FileKind::directory) return visitor.visit({.path = root, .isNamed = true});
+  if (!status || status->kind != FileKind::directory) {
+    return visitor.visit({.path = root, .isNamed = true, .status = std::nullopt});
+  }
 
   const auto entries = openEnumerator(root, DirectoryEnumerator::Depth::recursive);
   if (!entries) {
@@ -32,7 +36,12 @@ bool walk(const FilePath& root, FileSystem& fileSystem, const OpenEnumerator& op
     tellOmissions(**entries, visitor);
     if (!entry) return true;
     if (entry->kind != FileKind::regular || ReservedNames::isWorkFileName(entry->path.name())) continue;
-    if (!visitor.visit({.path = std::move(entry->path), .isNamed = false})) return false;
+    const auto seen = (*entries)->status();
+    if (!seen && seen.error() == ErrorNumber::noEntry) continue;  // one that has vanished is nobody's concern
+    if (seen && seen->kind != FileKind::regular) continue;
+    TreeFile file{.path = std::move(entry->path), .isNamed = false, .status = std::nullopt};
+    if (seen) file.status = *seen;
+    if (!visitor.visit(std::move(file))) return false;
   }
 }
 

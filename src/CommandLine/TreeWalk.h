@@ -1,9 +1,12 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <optional>
+
 #include "CommandLine/Io.h"
 #include "Platform/ErrorNumber.h"
 #include "Platform/FilePath.h"
+#include "Platform/FileStatus.h"
 
 namespace quillbrook {
 
@@ -11,6 +14,7 @@ namespace quillbrook {
 struct TreeFile {
   FilePath path;
   bool isNamed = false;  // the root itself, named by the user, whatever it is; otherwise a regular file in a folder
+  std::optional<FileStatus> status;  // as the walk saw it; not of one that is named or could not be looked at
 };
 
 // What the walk tells while it goes.

@@ -24,10 +24,16 @@ std::expected<FileCompressionInfo, FileCompressionInspectionError> inspect(const
     if (status.error() == ErrorNumber::noEntry) return std::unexpected(FileNotFound{url});
     return std::unexpected(IOError::numbered(url, "lstat", status.error()));
   }
-  const auto logicalSize = static_cast<std::uint64_t>(status->st_size);
-  const std::uint64_t blocks = static_cast<std::uint64_t>(status->st_blocks) * 512;
-  if ((status->st_flags & UF_COMPRESSED) == 0) {
-    const bool eligible = isEligible(*status, logicalSize);
+  return inspect(url, *status, fileSystem);
+}
+
+std::expected<FileCompressionInfo, FileCompressionInspectionError> inspect(const FilePath& url,
+                                                                           const FileStatus& status,
+                                                                           FileSystem& fileSystem) {
+  const auto logicalSize = static_cast<std::uint64_t>(status.st_size);
+  const std::uint64_t blocks = static_cast<std::uint64_t>(status.st_blocks) * 512;
+  if ((status.st_flags & UF_COMPRESSED) == 0) {
+    const bool eligible = isEligible(status, logicalSize);
     return FileCompressionInfo{.status = eligible ? FileCompressionStatus(Uncompressed{}) : Incompressible{},
                                .logicalSize = logicalSize,
                                .physicalSize = blocks};
@@ -39,8 +45,8 @@ std::expected<FileCompressionInfo, FileCompressionInspectionError> inspect(const
   // The payload can be more than the block count shows.
   const std::uint64_t payload = (value ? value->size() : 0) + forkLength.value_or(0);
   const std::uint64_t physicalSize = std::max(blocks, payload);
-  if (!value) return classify(status->st_flags, std::nullopt, logicalSize, physicalSize);
-  return classify(status->st_flags, *value, logicalSize, physicalSize);
+  if (!value) return classify(status.st_flags, std::nullopt, logicalSize, physicalSize);
+  return classify(status.st_flags, *value, logicalSize, physicalSize);
 }
 
 std::expected<std::optional<ByteBuffer>, FileCompressionInspectionError> readDecmpfsAttribute(const FilePath& url,

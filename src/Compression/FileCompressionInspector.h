@@ -24,6 +24,10 @@ inline constexpr std::uint64_t minimumEligibleByteCount = 4'096;
 [[nodiscard]] std::expected<FileCompressionInfo, FileCompressionInspectionError> inspect(
     const FilePath& url, FileSystem& fileSystem = FileSystem::native());
 
+// The same for one of which lstat has just told this.
+[[nodiscard]] std::expected<FileCompressionInfo, FileCompressionInspectionError> inspect(
+    const FilePath& url, const FileStatus& status, FileSystem& fileSystem = FileSystem::native());
+
 // The bytes of com.apple.decmpfs, nothing if there is no such attribute.
 [[nodiscard]] std::expected<std::optional<ByteBuffer>, FileCompressionInspectionError> readDecmpfsAttribute(
     const FilePath& url, FileSystem& fileSystem = FileSystem::native());

@@ -47,7 +47,7 @@ std::optional<FileCandidate> candidateOf(const Entry& entry, DirectoryEnumerator
 FileSystemSearcher::CompressionChecker FileSystemSearcher::standardCompressionChecker(FileSystem& fileSystem) {
   return [&fileSystem](const FilePath& url, const FileStatus& status) {
     if ((status.st_flags & UF_COMPRESSED) == 0) return false;
-    const auto info = FileCompressionInspector::inspect(url, fileSystem);
+    const auto info = FileCompressionInspector::inspect(url, status, fileSystem);
     return info && std::holds_alternative<Compressed>(info->status);
   };
 }
