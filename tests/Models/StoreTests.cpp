@@ -1,0 +1,3 @@
+// SPDX-License-Identifier: MIT
+#include "Models/LiveQuery.h"
+#include "Support/ScratchFolder.h"
