@@ -1,0 +1,150 @@
+// SPDX-License-Identifier: MIT
+
+#include <sys/mount.h>
+
+#include "StoreFixture.h"
+#include "Support/ChildProcess.h"
+
+namespace quillbrook::test {
+namespace {
+
+using testing::SizeIs;
+
+// Saves a record at a time; whether all went well.
+bool saveMany(const FilePath& store, int count) {
+  const auto container = makeStoreContainer(store);
+  if (!container) return false;
+  StoreContext context(*container);
+  for (int i = 0; i < count; ++i) {
+    context.insert(log(i));
+    if (!context.save()) return false;
+  }
+  return true;
+}
+
+class StoreSharing : public testing::Test {
+ protected:
+  ScratchFolder scratch;
+  FilePath store = scratch.path("store.sqlite");
+};
+
+TEST_F(StoreSharing, ProcessesMakeAndFillOneStoreAtOnce) {
+  constexpr int processes = 4;
+  for (int round = 0; round < 5; ++round) {
+    const auto path = scratch.path(std::to_string(round));
+    std::vector<pid_t> children;
+    for (int i = 0; i < processes; ++i) {
+      children.push_back(fork());
+      if (children.back() == 0) _exit(saveMany(path, 10) ? 0 : 1);
+    }
+    for (const pid_t child : children) {
+      int status = -1;
+      EXPECT_EQ(waitpid(child, &status, 0), child);
+      EXPECT_EQ(status, 0);
+    }
+    EXPECT_THAT(saved<CompressionLog>(makeStoreContainer(path).value()), SizeIs(10 * processes));
+  }
+}
+
+TEST_F(StoreSharing, ThreadsWorkInContextsOfTheirOwn) {
+  const auto container = makeStoreContainer(store).value();
+  {
+    std::vector<std::jthread> threads;
+    for (int i = 0; i < 4; ++i) threads.emplace_back([&] { EXPECT_TRUE(saveMany(store, 10)); });
+  }
+  EXPECT_THAT(saved<CompressionLog>(container), SizeIs(40));
+}
+
+TEST_F(StoreSharing, AProcessThatIsKilledHasSavedAllOrNothing) {
+  const unsigned seed = std::random_device{}();
+  SCOPED_TRACE("seed " + std::to_string(seed));
+  std::mt19937 random(seed);
+  const auto saveInPairs = [&] {
+    StoreContext context(makeStoreContainer(store).value());
+    for (int i = 0;; ++i) {
+      context.insert(item());
+      context.insert(log(i));
+      context.insert(incompressible("/" + std::to_string(i % 7)));
+      if (!context.save()) _exit(1);
+    }
+    return true;
+  };
+  for (int round = 0; round < 8; ++round) {
+    const pid_t child = fork();
+    if (child == 0) _exit(saveInPairs() ? 0 : 1);
+    std::this_thread::sleep_for(std::chrono::milliseconds(std::uniform_int_distribution(5, 60)(random)));
+    kill(child, SIGKILL);
+    EXPECT_EQ(waitpid(child, nullptr, 0), child);
+    const auto container = makeStoreContainer(store);
+    ASSERT_TRUE(container) << describe(container.error());
+    EXPECT_EQ(saved<RegisteredItem>(*container).size(), saved<CompressionLog>(*container).size());
+  }
+}
+
+TEST_F(StoreSharing, AStoreThatStaysLockedIsToldAndNothingIsLost) {
+  const auto lock = [](const FilePath& path, const char* sql) {
+    static std::unique_ptr<Database> database;  // in a process of its own
+    auto opened = Database::open(path);
+    if (opened) database = std::move(*opened);
+    return database && database->execute(StoreAction::save, sql);
+  };
+  const auto isBusy = [](const StoreError& error, StoreAction action) {
+    const auto* busy = std::get_if<StoreErrors::Busy>(&error);
+    return busy != nullptr && busy->action == action;
+  };
+  StoreContext context(makeStoreContainer(store).value());
+  context.insert(log(1));
+  ASSERT_TRUE(context.save());
+  const auto other = scratch.path("other.sqlite");
+  ASSERT_TRUE(makeStoreContainer(other));
+  {
+    const WaitingChild writer([&] { return lock(store, "BEGIN IMMEDIATE"); });
+    const WaitingChild exclusive(
+        [&] { return lock(other, "PRAGMA locking_mode = EXCLUSIVE; BEGIN EXCLUSIVE; PRAGMA user_version = 20000"); });
+    // At the same time, since each waits.
+    const std::jthread opening([&] { EXPECT_TRUE(isBusy(makeStoreContainer(other).error(), StoreAction::open)); });
+    context.insert(log(2));
+    EXPECT_THAT(all<CompressionLog>(context), SizeIs(2)) << "reading waits for nobody";
+    const auto refused = context.save();
+    ASSERT_FALSE(refused);
+    EXPECT_TRUE(isBusy(refused.error(), StoreAction::save)) << describe(refused.error());
+  }
+  EXPECT_TRUE(context.hasChanges());
+  ASSERT_TRUE(context.save());
+  EXPECT_THAT(all<CompressionLog>(context), SizeIs(2));
+}
+
+TEST_F(StoreSharing, AFullDiskIsToldAndNothingIsLost) {
+  scratch.makeFolder("small");
+  const auto small = scratch.path("small");
+  if (mount("tmpfs", small.c_str(), "tmpfs", 0, "size=512k") != 0) GTEST_SKIP() << "no tmpfs can be mounted here";
+  const auto fill = [&] {
+    std::ofstream filler(small.appending("filler").bytes(), std::ios::app);
+    while (filler << std::string(4'096, 'x') << std::flush) {
+    }
+  };
+  {
+    const auto container = makeStoreContainer(small.appending("store.sqlite")).value();
+    StoreContext context(container);
+    context.insert(log(0));
+    ASSERT_TRUE(context.save());
+    fill();
+    for (int i = 1; i < 2'000; ++i) context.insert(log(i));
+    const auto refused = context.save();
+    ASSERT_FALSE(refused);
+    EXPECT_TRUE(std::holds_alternative<StoreErrors::DiskFull>(refused.error())) << describe(refused.error());
+    EXPECT_THAT(saved<CompressionLog>(container), SizeIs(1));
+    std::filesystem::remove(small.appending("filler").bytes());
+    context.erase(context.fetch<CompressionLog>().value().front().handle);
+    fill();
+    std::cerr << describe(makeStoreContainer(small.appending("new.sqlite")).error()) << "\n";
+    std::filesystem::remove(small.appending("filler").bytes());
+    const auto done = context.save();
+    EXPECT_TRUE(done) << describe(done.error());
+    EXPECT_THAT(saved<CompressionLog>(container), SizeIs(1'999));
+  }
+  umount2(small.c_str(), MNT_DETACH);
+}
+
+}  // namespace
+}  // namespace quillbrook::test

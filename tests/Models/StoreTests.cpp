@@ -1,3 +1,0 @@
-// SPDX-License-Identifier: MIT
-#include "Models/LiveQuery.h"
-#include "Support/ScratchFolder.h"
