@@ -118,32 +118,34 @@ TEST_F(StoreSharing, AFullDiskIsToldAndNothingIsLost) {
   scratch.makeFolder("small");
   const auto small = scratch.path("small");
   if (mount("tmpfs", small.c_str(), "tmpfs", 0, "size=512k") != 0) GTEST_SKIP() << "no tmpfs can be mounted here";
+  constexpr auto unmount = [](const FilePath* folder) { umount2(folder->c_str(), MNT_DETACH); };
+  const std::unique_ptr<const FilePath, decltype(unmount)> mounted(&small, unmount);
   const auto fill = [&] {
     std::ofstream filler(small.appending("filler").bytes(), std::ios::app);
     while (filler << std::string(4'096, 'x') << std::flush) {
     }
   };
-  {
-    const auto container = makeStoreContainer(small.appending("store.sqlite")).value();
-    StoreContext context(container);
-    context.insert(log(0));
-    ASSERT_TRUE(context.save());
-    fill();
-    for (int i = 1; i < 2'000; ++i) context.insert(log(i));
-    const auto refused = context.save();
-    ASSERT_FALSE(refused);
-    EXPECT_TRUE(std::holds_alternative<StoreErrors::DiskFull>(refused.error())) << describe(refused.error());
-    EXPECT_THAT(saved<CompressionLog>(container), SizeIs(1));
-    std::filesystem::remove(small.appending("filler").bytes());
-    context.erase(context.fetch<CompressionLog>().value().front().handle);
-    fill();
-    std::cerr << describe(makeStoreContainer(small.appending("new.sqlite")).error()) << "\n";
-    std::filesystem::remove(small.appending("filler").bytes());
-    const auto done = context.save();
-    EXPECT_TRUE(done) << describe(done.error());
-    EXPECT_THAT(saved<CompressionLog>(container), SizeIs(1'999));
+  ASSERT_TRUE(makeStoreContainer(small.appending("closed.sqlite")));
+  const auto container = makeStoreContainer(small.appending("store.sqlite")).value();
+  StoreContext context(container);
+  context.insert(log(0));
+  ASSERT_TRUE(context.save());
+  fill();
+  for (int i = 1; i < 2'000; ++i) context.insert(log(i));
+  const auto refused = context.save();
+  ASSERT_FALSE(refused);
+  EXPECT_TRUE(std::holds_alternative<StoreErrors::DiskFull>(refused.error())) << describe(refused.error());
+  EXPECT_THAT(saved<CompressionLog>(container), SizeIs(1));
+  context.erase(context.fetch<CompressionLog>().value().front().handle);
+  for (const char* name : {"new.sqlite", "closed.sqlite"}) {
+    const auto opened = makeStoreContainer(small.appending(name));
+    ASSERT_FALSE(opened) << name;
+    EXPECT_TRUE(std::holds_alternative<StoreErrors::DiskFull>(opened.error())) << describe(opened.error());
   }
-  umount2(small.c_str(), MNT_DETACH);
+  std::filesystem::remove(small.appending("filler").bytes());
+  const auto done = context.save();
+  EXPECT_TRUE(done) << describe(done.error());
+  EXPECT_THAT(saved<CompressionLog>(container), SizeIs(1'999));
 }
 
 }  // namespace
