@@ -11,11 +11,6 @@
 namespace quillbrook {
 namespace {
 
-using namespace std::chrono_literals;
-
-// How long a store that another program has locked is waited for.
-constexpr std::chrono::milliseconds patience = 5s;
-
 bool hasLog(const FilePath& store) {
   std::error_code error;
   const auto byteCount = std::filesystem::file_size(store.bytes() + "-wal", error);

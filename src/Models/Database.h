@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -17,6 +18,9 @@ namespace quillbrook {
 // One connection to a store's file. Belongs to one thread at a time, and to the process that opened it.
 class Database {
  public:
+  // How long a store that another program has locked is waited for.
+  static constexpr std::chrono::milliseconds patience{5'000};
+
   // An existing file, for reading and writing. Foreign keys are enforced, and what is committed is on the disk. A
   // write-ahead log that was left beside it stays as it is when the connection closes.
   [[nodiscard]] static StoreResult<std::unique_ptr<Database>> open(const FilePath& store);

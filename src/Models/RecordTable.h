@@ -39,7 +39,7 @@ struct RecordTable<RegisteredItem> {
       Column{"displayName", &RegisteredItem::displayName},
       Column{"notes", &RegisteredItem::notes},
   };
-  static constexpr std::string_view insertionRule = "";
+  static constexpr std::string_view insertionRule{};
 };
 
 template <>
@@ -91,7 +91,7 @@ struct RecordTable<CompressionLog> {
       Column{"success", &CompressionLog::success},
       Column{"errorMessage", &CompressionLog::errorMessage},
   };
-  static constexpr std::string_view insertionRule = "";
+  static constexpr std::string_view insertionRule{};
 };
 
 // Calls `use(index, column)` for each column, counted from 1.

@@ -17,9 +17,6 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// SQLite does not wait by itself where two processes switch a new store to the write-ahead log at once: so often is it
-// tried again.
-constexpr int attempts = 500;
 constexpr auto pause = 10ms;
 
 StoreResult<void> requireSound(const Database& database) {
@@ -51,11 +48,14 @@ StoreResult<void> requireTables(const Database& database, SchemaVersion version)
   return requireTable<IncompressibleFile>(database);
 }
 
+// Where the file system allows no write-ahead log, SQLite stays with its older journal, which is as safe.
 StoreResult<void> switchToLog(const Database& database) {
-  for (int attempt = 1;; ++attempt) {
+  // SQLite itself does not wait where two processes do this to a new store at once.
+  const auto end = std::chrono::steady_clock::now() + Database::patience;
+  for (;;) {
     auto done = database.execute(StoreAction::open, "PRAGMA journal_mode = WAL");
     const bool isBusy = !done && std::holds_alternative<StoreErrors::Busy>(done.error());
-    if (!isBusy || attempt == attempts) return done;
+    if (!isBusy || std::chrono::steady_clock::now() >= end) return done;
     std::this_thread::sleep_for(pause);
   }
 }
@@ -81,7 +81,7 @@ StoreResult<StoreContainer> makeStoreContainer(const FilePath& path) {
   }
   const auto opened = Database::open(path);
   if (!opened) return std::unexpected(opened.error());
-  Database& database = **opened;
+  const Database& database = **opened;
   const auto version = QuillbrookMigrationPlan::versionOf(database);
   if (!version) return std::unexpected(version.error());
   if (auto sound = requireSound(database); !sound) return std::unexpected(std::move(sound).error());

@@ -17,12 +17,13 @@ class StoreContainer {
  public:
   [[nodiscard]] const FilePath& path() const { return path_; }
 
+ private:
+  friend StoreResult<StoreContainer> makeStoreContainer(const FilePath& path);
+  friend class StoreContext;
+
+  explicit StoreContainer(FilePath path) : path_(std::move(path)) {}
   // A connection of its own for each caller.
   [[nodiscard]] StoreResult<std::unique_ptr<Database>> connect() const;
-
- private:
-  explicit StoreContainer(FilePath path) : path_(std::move(path)) {}
-  friend StoreResult<StoreContainer> makeStoreContainer(const FilePath& path);
 
   FilePath path_;
 };

@@ -18,6 +18,22 @@ namespace {
 
 constexpr std::string_view savedByOthers = "PRAGMA data_version";
 
+// Rows of which neither stands before the other stay as they were.
+template <typename Record>
+std::vector<Row<Record>> sorted(std::vector<Row<Record>> rows, const auto& before) {
+  std::vector<Row<Record>*> order;
+  order.reserve(rows.size());
+  for (auto& row : rows) order.push_back(&row);
+  std::ranges::sort(order, [&](const auto* a, const auto* b) {
+    if (before(a->record, b->record)) return true;
+    return a < b && !before(b->record, a->record);
+  });
+  std::vector<Row<Record>> result;
+  result.reserve(rows.size());
+  for (auto* row : order) result.push_back(std::move(*row));
+  return result;
+}
+
 bool isOwnedBy(const FileSnapshot& snapshot, RowHandle<RegisteredItem> item) {
   return snapshot.registeredItem == item;
 }
@@ -115,10 +131,8 @@ StoreResult<std::vector<Row<Record>>> StoreContext::fetch(const FetchRequest<Rec
     if (!isErased(fileRow, record) && !unsaved.replace(record)) take(fetched(fileRow, std::move(record)));
   }
   unsaved.forEach(take);
-  if (request.before) {
-    std::ranges::stable_sort(rows, [&](const auto& a, const auto& b) { return request.before(a.record, b.record); });
-  }
-  return rows;
+  if (!request.before) return rows;
+  return sorted(std::move(rows), request.before);
 }
 
 StoreResult<std::vector<Row<FileSnapshot>>> StoreContext::snapshots(RowHandle<RegisteredItem> item) {

@@ -17,7 +17,8 @@ Transaction::Transaction(Transaction&& other) noexcept
 
 Transaction::~Transaction() {
   // Some failures have ended it already. Otherwise undoing only forgets: it may fail without harm.
-  if (database_ != nullptr && database_->isInTransaction()) static_cast<void>(database_->execute(action_, "ROLLBACK"));
+  if (database_ == nullptr || !database_->isInTransaction()) return;
+  [[maybe_unused]] const auto undone = database_->execute(action_, "ROLLBACK");
 }
 
 StoreResult<void> Transaction::commit() {
