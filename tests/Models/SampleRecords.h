@@ -15,7 +15,7 @@ namespace quillbrook::test {
 
 inline UUID uuid(std::uint8_t first) {
   UUID id;
-  std::iota(id.bytes.begin(), id.bytes.end(), first);
+  for (auto& byte : id.bytes) byte = first++;
   return id;
 }
 

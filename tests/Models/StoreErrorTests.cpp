@@ -10,11 +10,12 @@ using namespace StoreErrors;
 
 TEST(StoreErrorText, NamesTheCaseAndTellsWhatToDo) {
   const FilePath store("/s\xFF");
-  const struct {
+  struct Case {
     StoreError error;
     std::string described;
     std::string told;
-  } cases[] = {
+  };
+  const std::vector<Case> cases{
       {CannotOpen{store, ErrorNumber::accessDenied, "unable to open database file"},
        "cannotOpen(store: /s\uFFFD, reason: 13, words: unable to open database file)",
        "Could not open the store /s\uFFFD; see that its folder exists and that you may read and write both: unable to "

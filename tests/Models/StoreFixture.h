@@ -12,6 +12,7 @@ namespace quillbrook::test {
 template <typename Record>
 std::vector<Record> records(const std::vector<Row<Record>>& rows) {
   std::vector<Record> found;
+  found.reserve(rows.size());
   for (const auto& row : rows) found.push_back(row.record);
   return found;
 }

@@ -50,6 +50,7 @@ TEST_F(StoreSharing, ThreadsWorkInContextsOfTheirOwn) {
   const auto container = makeStoreContainer(store).value();
   {
     std::vector<std::jthread> threads;
+    threads.reserve(4);
     for (int i = 0; i < 4; ++i) threads.emplace_back([&] { EXPECT_TRUE(saveMany(store, 10)); });
   }
   EXPECT_THAT(saved<CompressionLog>(container), SizeIs(40));
