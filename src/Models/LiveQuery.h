@@ -49,11 +49,7 @@ class LiveQuery final : public StoreObserver {
     const auto failure = fetched ? std::nullopt : std::optional(fetched.error());
     const bool isChanged = failure != failure_ || (fetched && *fetched != rows_);
     failure_ = failure;
-    if (fetched) {
-      rows_ = std::move(*fetched);
-    } else {
-      context_.tellAtNextLook();
-    }
+    if (fetched) rows_ = std::move(*fetched);
     return isChanged;
   }
 

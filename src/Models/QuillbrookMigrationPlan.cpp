@@ -51,7 +51,6 @@ StoreResult<void> migrate(const Database& database) {
   // Asked again, since another process may have been first.
   const auto version = versionOf(database);
   if (!version) return std::unexpected(version.error());
-  if (*version == current) return {};
   std::string steps;
   if (*version < SchemaV1::version) steps += SchemaV1::tables;
   if (*version < SchemaV2::version) steps += SchemaV2::addedTables;

@@ -49,9 +49,6 @@ StoreResult<void> StoreContext::connect() {
   if (database_) return {};
   auto database = container_.connect();
   if (!database) return std::unexpected(std::move(database).error());
-  const auto version = (*database)->number(StoreAction::open, savedByOthers);
-  if (!version) return std::unexpected(version.error());
-  seenVersion_ = *version;
   database_ = std::move(*database);
   return {};
 }

@@ -56,8 +56,6 @@ class StoreContext {
 
   // Tells the observers if another context or process has saved since they were last told. Cheap where nobody has.
   void look();
-  // The next look tells them in any case: for one that could not read what is new.
-  void tellAtNextLook() { seenVersion_.reset(); }
   // Told in this thread, until it is removed.
   void addObserver(StoreObserver& observer);
   void removeObserver(StoreObserver& observer);
@@ -90,7 +88,7 @@ class StoreContext {
 
   StoreContainer container_;
   std::unique_ptr<Database> database_;       // opened by the first call that needs it
-  std::optional<std::int64_t> seenVersion_;  // of what others have saved, as SQLite counts it
+  std::optional<std::int64_t> seenVersion_;  // when the observers were last told, of what others have saved
   std::int64_t lastNumber_ = 0;              // of an inserted row
   // Owners stand before what they own.
   std::tuple<ContextTable<RegisteredItem>, ContextTable<FileSnapshot>, ContextTable<IncompressibleFile>,

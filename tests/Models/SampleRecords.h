@@ -23,38 +23,29 @@ inline StoreDate date(std::int64_t microseconds) {
   return StoreDate(std::chrono::microseconds(microseconds));
 }
 
-inline RegisteredItem item(std::uint8_t number = 1) {
-  return {.id = uuid(number),
-          .bookmark = {0x00, 0xFF, 0x27, number},
-          .kind = "folder",
-          .includeSubfolders = true,
-          .registeredAt = date(1'700'000'000'123'456 + number),
-          .displayName = FilePath("Fotos \xFF\xFE\n'"),
-          .notes = std::nullopt};
+inline RegisteredItem item() {
+  return {uuid(1),     {0x00, 0xFF, 0x27, 0x01},    "folder",
+          true,        date(1'700'000'000'123'457), FilePath("Fotos \xFF\xFE\n'"),
+          std::nullopt};
 }
 
 inline RegisteredItem itemWithNotes() {
-  return {.id = uuid(2),
-          .bookmark = {},
-          .kind = "neither",
-          .includeSubfolders = false,
-          .registeredAt = date(-1),
-          .displayName = FilePath("写真"),
-          .notes = ""};
+  return {uuid(2), {}, "neither", false, date(-1), FilePath("写真"), ""};
 }
 
 inline FileSnapshot snapshot(std::optional<RowHandle<RegisteredItem>> owner) {
-  return {.id = uuid(3),
-          .registeredItem = owner,
-          .relativePath = FilePath("a/\x80"
-                                   "b"),
-          .inode = std::numeric_limits<std::int64_t>::min(),
-          .logicalSize = std::numeric_limits<std::int64_t>::max(),
-          .physicalSize = 4'096,
-          .isCompressed = true,
-          .algorithm = "LZFSE",
-          .mtime = date(1'600'000'000'000'001),
-          .lastObservedAt = date(1'600'000'000'000'002)};
+  using Limits = std::numeric_limits<std::int64_t>;
+  return {uuid(3),
+          owner,
+          FilePath("a/\x80"
+                   "b"),
+          Limits::min(),
+          Limits::max(),
+          4'096,
+          true,
+          "LZFSE",
+          date(1'600'000'000'000'001),
+          date(1'600'000'000'000'002)};
 }
 
 inline FileSnapshot ownerlessSnapshot() {
@@ -65,20 +56,12 @@ inline FileSnapshot ownerlessSnapshot() {
 }
 
 inline IncompressibleFile incompressible(std::string path = "/home/a/\xC3", std::int64_t size = 5'000) {
-  return {.targetPath = FilePath(std::move(path)), .recordedAt = date(1'700'000'000'000'003), .sizeAtRecord = size};
+  return {FilePath(std::move(path)), date(1'700'000'000'000'003), size};
 }
 
 inline CompressionLog log(std::int64_t time = 1'700'000'000'000'004) {
-  return {.id = uuid(4),
-          .executedAt = date(time),
-          .operation = "compress",
-          .targetPath = FilePath("/home/a/\xE3\x81"),
-          .sizeBefore = 100'000,
-          .sizeAfter = 40'000,
-          .algorithm = "LZFSE",
-          .durationMs = 12,
-          .success = true,
-          .errorMessage = std::nullopt};
+  return {uuid(4), date(time), "compress",  FilePath("/home/a/\xE3\x81"), 100'000, 40'000, "LZFSE",
+          12,      true,       std::nullopt};
 }
 
 inline CompressionLog failedLog() {

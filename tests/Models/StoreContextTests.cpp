@@ -49,20 +49,28 @@ TEST_F(StoreContextTest, ShowsWhatIsNotSavedToItselfAlone) {
 
 TEST_F(StoreContextTest, FetchesWhatIsAskedForInTheOrderThatIsAskedFor) {
   StoreContext context(container);
-  for (const int time : {5, 9, 5}) context.insert(log(time));
+  const auto insert = [&](std::int64_t name, std::int64_t time, bool success) {
+    auto record = log(time);
+    record.durationMs = name;
+    record.success = success;
+    context.insert(record);
+  };
+  for (int name = 0; name < 20; ++name) insert(name, name == 10 ? 9 : 5, name == 10 || name < 3);
   ASSERT_TRUE(context.save());
-  auto unsaved = failedLog();
-  unsaved.executedAt = date(7);
-  context.insert(unsaved);
-  const auto timesOf = [&](const FetchRequest<CompressionLog>& request) {
-    std::vector<std::int64_t> times;
-    for (const auto& record : all(context, request)) times.push_back(record.executedAt.time_since_epoch().count());
-    return times;
+  insert(20, 7, false);
+  const auto fetched = [&](const FetchRequest<CompressionLog>& request) {
+    std::vector<std::int64_t> names;
+    for (const auto& record : all(context, request)) names.push_back(record.durationMs);
+    return names;
   };
   const auto succeeded = [](const CompressionLog& record) { return record.success; };
-  EXPECT_THAT(timesOf({}), ElementsAre(5, 9, 5, 7));
-  EXPECT_THAT(timesOf({.where = {}, .before = descending(&CompressionLog::executedAt)}), ElementsAre(9, 7, 5, 5));
-  EXPECT_THAT(timesOf({.where = succeeded, .before = descending(&CompressionLog::executedAt)}), ElementsAre(9, 5, 5));
+  std::vector<std::int64_t> expected(21);
+  std::ranges::generate(expected, [next = 0]() mutable { return next++; });
+  EXPECT_EQ(fetched({}), expected);
+  EXPECT_THAT(fetched({.where = succeeded, .before = {}}), ElementsAre(0, 1, 2, 10));
+  std::ranges::rotate(expected, expected.begin() + 20);
+  std::rotate(expected.begin(), expected.begin() + 11, expected.begin() + 12);
+  EXPECT_EQ(fetched({.where = {}, .before = descending(&CompressionLog::executedAt)}), expected);
 }
 
 // What insert named stays so named after the save: for erasing, as an owner, and in what is fetched.
@@ -117,6 +125,7 @@ TEST_F(StoreContextTest, WhatOthersHaveRemovedStandsInNobodysWay) {
           "DELETE FROM RegisteredItem; INSERT INTO RegisteredItem SELECT NULL, zeroblob(16), x'', '', 0, 0, x'', ''");
   context.insert(snapshot(owner));
   context.insert(log());
+  ASSERT_TRUE(context.save());
   context.erase(owner);
   ASSERT_TRUE(context.save());
   EXPECT_THAT(saved<FileSnapshot>(container), IsEmpty());
