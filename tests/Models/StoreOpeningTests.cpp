@@ -165,12 +165,5 @@ TEST_F(StoreOpening, WhatMayNotBeWrittenIsNotReadEither) {
   EXPECT_EQ(scratch.read("folder/store.sqlite"), scratch.read("store.sqlite"));
 }
 
-TEST_F(StoreOpening, AStoreThatCannotBeMadeIsToldWithTheReason) {
-  const auto opened = makeStoreContainer(scratch.path("missing/store.sqlite"));
-  ASSERT_FALSE(opened);
-  ASSERT_TRUE(std::holds_alternative<StoreErrors::CannotOpen>(opened.error()));
-  EXPECT_EQ(std::get<StoreErrors::CannotOpen>(opened.error()).reason, ErrorNumber::noEntry);
-}
-
 }  // namespace
 }  // namespace quillbrook::test
