@@ -25,8 +25,9 @@ StoreResult<void> requireSound(const Database& database) {
   if (const auto hasRow = check->step(); !hasRow) return std::unexpected(hasRow.error());
   std::string finding;
   check->read(0, finding);
-  if (finding != "ok") return std::unexpected(StoreErrors::Damaged{database.store(), std::move(finding)});
-  return {};
+  if (finding == "ok") return {};
+  // A line before it may name the database.
+  return std::unexpected(StoreErrors::Damaged{database.store(), finding.substr(finding.rfind('\n') + 1)});
 }
 
 template <typename Record>
