@@ -1,0 +1,57 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <ostream>
+#include <vector>
+
+#include "Models/RegisteredItem.h"
+#include "Models/StoreContainer.h"
+#include "Platform/FilePath.h"
+#include "Platform/FileSystem.h"
+#include "Platform/Timestamp.h"
+
+namespace quillbrook {
+
+// The unattended run: everything that is registered is walked, what is uncompressed and has been left alone for half an
+// hour is compressed, one file after the other. Only reads the store. Belongs to one thread, which it blocks.
+class HeadlessAutoRecompressRunner {
+ public:
+  // What it touches besides the store.
+  struct Surroundings {
+    std::ostream& out;
+    std::ostream& err;
+    FileSystem& fileSystem = FileSystem::native();
+    std::function<Timestamp()> now = currentTime;
+  };
+
+  HeadlessAutoRecompressRunner(StoreContainer container, Surroundings surroundings);
+
+  // The process's exit code: 1 if the registry could not be read or any file failed, else 0.
+  [[nodiscard]] int run();
+
+ private:
+  struct Counters {
+    std::int64_t candidates = 0;
+    std::int64_t succeeded = 0;
+    std::int64_t failed = 0;
+    std::int64_t skippedAlreadyCompressed = 0;
+    std::int64_t skippedNoShrink = 0;
+    std::int64_t savedBytes = 0;
+  };
+
+  [[nodiscard]] static Timestamp currentTime();
+  void runItem(const RegisteredItem& item);
+  [[nodiscard]] std::vector<FilePath> filesOf(const RegisteredItem& item, const FilePath& url) const;
+  [[nodiscard]] bool mayTouch(const FilePath& file) const;
+  void compress(const FilePath& file);
+  void printSummary(double seconds) const;
+
+  StoreContainer container_;
+  Surroundings surroundings_;
+  Timestamp cutoff_;
+  Counters counters_;
+};
+
+}  // namespace quillbrook

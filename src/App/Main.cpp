@@ -1,0 +1,9 @@
+// SPDX-License-Identifier: MIT
+#include <string>
+#include <vector>
+
+#include "App/QuillbrookApp.h"
+
+int main(int argumentCount, char** arguments) {
+  return quillbrook::QuillbrookApp::run(std::vector<std::string>(arguments, arguments + argumentCount));
+}
