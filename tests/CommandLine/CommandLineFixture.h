@@ -22,8 +22,8 @@ class OmittingWalk final : public DirectoryEnumerator {
       return std::make_unique<OmittingWalk>(*std::move(inner), reasons);
     };
   }
-  OmittingWalk(std::unique_ptr<DirectoryEnumerator> inner, const Reasons& reasons)
-      : inner_(std::move(inner)), reasons_(reasons) {}
+  OmittingWalk(std::unique_ptr<DirectoryEnumerator> inner, Reasons reasons)
+      : inner_(std::move(inner)), reasons_(std::move(reasons)) {}
 
   std::optional<Entry> next() override {
     auto entry = inner_->next();

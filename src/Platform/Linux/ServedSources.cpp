@@ -1,19 +1,15 @@
 // SPDX-License-Identifier: MIT
 #include "Platform/Linux/ServedSources.h"
 
-#include <fcntl.h>
-#include <poll.h>
-
 #include <algorithm>
 #include <optional>
 #include <utility>
 #include <vector>
 
-#include "Platform/Linux/FileDescriptor.h"
 #include "Platform/Linux/FileSystemPlace.h"
 #include "Platform/Linux/FolderPath.h"
 #include "Platform/Linux/MountTable.h"
-#include "Platform/Linux/SystemCall.h"
+#include "Platform/Linux/MountTableWatch.h"
 #include "Platform/Linux/VolumeProtocol.h"
 #include "Platform/Mutex.h"
 
@@ -22,20 +18,10 @@ namespace {
 
 struct Known {
   Mutex mutex;
-  FileDescriptor changes QB_GUARDED_BY(mutex);  // the mount table, polled
+  MountTableWatch watch QB_GUARDED_BY(mutex);
   std::vector<MountEntry> table QB_GUARDED_BY(mutex);
   std::vector<FileSystemPlace> sources QB_GUARDED_BY(mutex);
 };
-
-bool hasChanged(Known& known) QB_REQUIRES(known.mutex) {
-  if (known.changes.isOpen()) {
-    struct pollfd change{.fd = known.changes.get(), .events = POLLPRI, .revents = 0};
-    return ::poll(&change, 1, 0) != 0;
-  }
-  auto changes = SystemCall::openAt(AT_FDCWD, MountTable::path, O_RDONLY);
-  if (changes) known.changes = std::move(*changes);
-  return true;
-}
 
 void readAgain(Known& known) QB_REQUIRES(known.mutex) {
   known.table = MountTable::read().value_or(std::vector<MountEntry>());
@@ -53,7 +39,7 @@ void readAgain(Known& known) QB_REQUIRES(known.mutex) {
 bool contain(int folder) {
   static Known known;
   const MutexLock guard(known.mutex);
-  if (hasChanged(known)) readAgain(known);
+  if (known.watch.hasChanged()) readAgain(known);
   if (known.sources.empty()) return false;
   const auto path = FolderPath::of(folder);
   const auto place = path ? FileSystemPlace::of(*path, known.table) : std::nullopt;

@@ -16,13 +16,6 @@
 namespace quillbrook::ShownStatus {
 namespace {
 
-FileKind kind(std::uint32_t mode) {
-  if (S_ISREG(mode)) return FileKind::regular;
-  if (S_ISDIR(mode)) return FileKind::directory;
-  if (S_ISLNK(mode)) return FileKind::symbolicLink;
-  return FileKind::other;
-}
-
 Timestamp timestamp(const struct statx_timestamp& time) {
   return {.seconds = time.tv_sec, .nanoseconds = time.tv_nsec};
 }
@@ -32,7 +25,7 @@ FileStatus hostStatus(const struct statx& found) {
   status.st_dev = makedev(found.stx_dev_major, found.stx_dev_minor);
   status.st_ino = found.stx_ino;
   status.st_mode = found.stx_mode & SystemCall::permissionBits;
-  status.kind = kind(found.stx_mode);
+  status.kind = kindOf(found.stx_mode);
   status.st_nlink = found.stx_nlink;
   status.st_uid = found.stx_uid;
   status.st_gid = found.stx_gid;
@@ -63,6 +56,13 @@ FileStatus withState(FileStatus status, const Result<std::optional<ContainerStat
 }
 
 }  // namespace
+
+FileKind kindOf(std::uint32_t mode) {
+  if (S_ISREG(mode)) return FileKind::regular;
+  if (S_ISDIR(mode)) return FileKind::directory;
+  if (S_ISLNK(mode)) return FileKind::symbolicLink;
+  return FileKind::other;
+}
 
 Result<FileStatus> of(int file) {
   const auto status = hostStatusAt(file, "");

@@ -25,13 +25,6 @@ constexpr int openFlags = O_RDONLY | O_DIRECTORY;
 // Levels further up than this give their descriptor back.
 constexpr std::size_t openLevelCount = 64;
 
-FileKind kindOfMode(mode_t mode) {
-  if (S_ISREG(mode)) return FileKind::regular;
-  if (S_ISDIR(mode)) return FileKind::directory;
-  if (S_ISLNK(mode)) return FileKind::symbolicLink;
-  return FileKind::other;
-}
-
 std::shared_ptr<const ReachableVolume> volumeOf(int folder) {
   const auto place = MountPlace::of(folder);
   return place ? VolumeRegistry::find(folder, place->mountIdentifier) : nullptr;
@@ -157,7 +150,7 @@ void TreeEnumerator::descend() {
 }
 
 // Whether another mount stands on the folder, which beneath the volume's own is not to be seen.
-bool TreeEnumerator::isMountedOver(const Level& level, const char* name) const {
+bool TreeEnumerator::isMountedOver(const Level& level, const char* name) {
   if (level.mounted.empty()) return false;
   const auto& mounts = level.volume->mountsOnTop;
   return std::ranges::find(mounts, level.mounted.appending(name).bytes()) != mounts.end();
@@ -167,7 +160,7 @@ void TreeEnumerator::enter(Level level) {
   std::optional<ErrorNumber> failure;
   level.names = EntryNames::read(level.folder.get(), buffer_, failure);
   level.prefixLength = path_.size();
-  if (failure) omit(pathOf(level), *failure);
+  if (failure) omit(pathOf(level), failure);
   if (levels_.size() >= openLevelCount) levels_[levels_.size() - openLevelCount].folder.reset();
   levels_.push_back(std::move(level));
 }
@@ -199,11 +192,11 @@ bool TreeEnumerator::isPrivate(const Level& level, const char* name) const {
 }
 
 // Not every file system fills the type in. Nothing for an entry that is gone by now.
-std::optional<FileKind> TreeEnumerator::kindOf(const Level& level, const EntryNames::Entry& entry) const {
-  if (entry.type != DT_UNKNOWN) return kindOfMode(static_cast<mode_t>(DTTOIF(entry.type)));
+std::optional<FileKind> TreeEnumerator::kindOf(const Level& level, const EntryNames::Entry& entry) {
+  if (entry.type != DT_UNKNOWN) return ShownStatus::kindOf(static_cast<std::uint32_t>(DTTOIF(entry.type)));
   struct stat status{};
   if (::fstatat(level.folder.get(), entry.name, &status, AT_SYMLINK_NOFOLLOW) != 0) return std::nullopt;
-  return kindOfMode(status.st_mode);
+  return ShownStatus::kindOf(status.st_mode);
 }
 
 FilePath TreeEnumerator::pathOf(const Level& level) const {

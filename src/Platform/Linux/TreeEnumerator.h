@@ -61,11 +61,11 @@ class TreeEnumerator final : public DirectoryEnumerator {
   // What a folder on a mount of its own leads to: beneath, if that is a volume.
   [[nodiscard]] static Level levelOn(FileDescriptor folder, const struct stat& status);
   void descend();
-  [[nodiscard]] bool isMountedOver(const Level& level, const char* name) const;
   void enter(Level level);
   void ascend();
   [[nodiscard]] bool isPrivate(const Level& level, const char* name) const;
-  [[nodiscard]] std::optional<FileKind> kindOf(const Level& level, const EntryNames::Entry& entry) const;
+  [[nodiscard]] static bool isMountedOver(const Level& level, const char* name);
+  [[nodiscard]] static std::optional<FileKind> kindOf(const Level& level, const EntryNames::Entry& entry);
   [[nodiscard]] FilePath pathOf(const Level& level) const;
   void omit(FilePath folder, std::optional<ErrorNumber> error);
 

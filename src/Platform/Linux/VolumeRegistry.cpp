@@ -3,7 +3,6 @@
 
 #include <fcntl.h>
 #include <linux/magic.h>
-#include <poll.h>
 #include <sys/stat.h>
 #include <sys/vfs.h>
 #include <sys/xattr.h>
@@ -19,6 +18,7 @@
 #include "Platform/Linux/FolderPath.h"
 #include "Platform/Linux/MountPlace.h"
 #include "Platform/Linux/MountTable.h"
+#include "Platform/Linux/MountTableWatch.h"
 #include "Platform/Linux/SystemCall.h"
 #include "Platform/Linux/VolumeProtocol.h"
 #include "Platform/Mutex.h"
@@ -28,7 +28,7 @@ namespace {
 
 struct Registry {
   Mutex mutex;
-  FileDescriptor table QB_GUARDED_BY(mutex);  // the mount table, polled for changes
+  MountTableWatch watch QB_GUARDED_BY(mutex);
   // Null: not a volume of ours.
   std::map<std::uint64_t, std::shared_ptr<const ReachableVolume>> volumes QB_GUARDED_BY(mutex);
   std::uint64_t changeCount QB_GUARDED_BY(mutex) = 0;
@@ -117,20 +117,8 @@ Resolved resolve(int folder, std::uint64_t identifier) {
   return {.volume = std::move(volume), .isLasting = true};
 }
 
-// Whether the mount table has changed since this was asked last.
-bool tableHasChanged(Registry& known) QB_REQUIRES(known.mutex) {
-  if (!known.table.isOpen()) {
-    auto table = SystemCall::openAt(AT_FDCWD, MountTable::path, O_RDONLY);
-    if (!table) return true;
-    known.table = std::move(*table);
-    return true;
-  }
-  struct pollfd change{.fd = known.table.get(), .events = POLLPRI, .revents = 0};
-  return ::poll(&change, 1, 0) != 0;
-}
-
 void forgetIfChanged(Registry& known) QB_REQUIRES(known.mutex) {
-  if (!tableHasChanged(known)) return;
+  if (!known.watch.hasChanged()) return;
   known.volumes.clear();
   ++known.changeCount;
 }
