@@ -136,6 +136,9 @@ TEST_F(StoreOpening, ANewerStoresLogIsLeftAsItIs) {
 
 TEST_F(StoreOpening, WhatMayNotBeWrittenIsNotReadEither) {
   ASSERT_EQ(chmod(scratch.folder().c_str(), 0777), 0);
+  // Before becoming somebody who may not read the sources.
+  keep(latest);
+  ASSERT_EQ(chmod(store().c_str(), 0644), 0);
   const OrdinaryUser user;
   if (!user.isOrdinary()) GTEST_SKIP() << "cannot act as a user whom permissions bind";
   struct Case {
@@ -149,7 +152,6 @@ TEST_F(StoreOpening, WhatMayNotBeWrittenIsNotReadEither) {
       {0000, 0700, "cannotOpen"},
   };
   scratch.makeFolder("folder");
-  keep(latest);
   const auto kept = scratch.path("folder/store.sqlite");
   std::filesystem::copy_file(store().bytes(), kept.bytes());
   for (const auto& [ofStore, ofFolder, expected] : cases) {

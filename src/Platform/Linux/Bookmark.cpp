@@ -2,8 +2,6 @@
 #include "Platform/Bookmark.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
-#include <sys/sysmacros.h>
 
 #include <algorithm>
 #include <array>
@@ -17,10 +15,8 @@
 #include "Platform/Linux/FolderPath.h"
 #include "Platform/Linux/HostIdentity.h"
 #include "Platform/Linux/LocatedInode.h"
-#include "Platform/Linux/MountTable.h"
 #include "Platform/Linux/SystemCall.h"
 #include "Platform/Linux/VolumePath.h"
-#include "Platform/Linux/VolumeProtocol.h"
 #include "Platform/LittleEndian.h"
 
 namespace quillbrook::Bookmark {
@@ -112,20 +108,29 @@ std::optional<FilePath> findInFolder(const Content& content) {
   }
 }
 
-// By way of any mount of the file system. Beneath a volume that is mounted in place paths are the same.
-std::optional<FilePath> findByHandle(const Content& content) {
-  const auto table = MountTable::read();
-  if (!table || content.handle.empty()) return std::nullopt;
-  const std::string device =
-      std::to_string(content.identity.deviceMajor) + ":" + std::to_string(content.identity.deviceMinor);
-  for (const MountEntry& entry : *table) {
-    if (entry.device != device || entry.type == VolumeProtocol::mountType) continue;
-    const auto mount = SystemCall::openAt(AT_FDCWD, entry.mountPoint.c_str(), O_RDONLY | O_DIRECTORY);
-    if (!mount) continue;
-    const FileDescriptor file = FileHandle::open(mount->get(), content.handle);
-    const auto path = file.isOpen() ? FolderPath::of(file.get()) : std::unexpected(ErrorNumber::noEntry);
-    if (path && leadsTo(*path, content.identity)) return *path;
+// The nearest folder above the path that there still is, open for reading.
+std::optional<FileDescriptor> openAncestor(const FilePath& path) {
+  for (FilePath folder = path.parent();; folder = folder.parent()) {
+    const auto place = VolumePath::locate(folder.appending(path.name()));
+    auto opened =
+        place ? SystemCall::openAt(place->folder(), ".", O_RDONLY | O_DIRECTORY) : std::unexpected(place.error());
+    if (opened) return std::move(*opened);
+    if (folder.bytes() == "/") return std::nullopt;
   }
+}
+
+// Wherever it is on the file system that the path is on. Beneath a volume that is mounted in place paths are the same.
+std::optional<FilePath> findByHandle(const Content& content) {
+  const auto ancestor = openAncestor(content.path);
+  const auto there = ancestor ? HostIdentity::at(ancestor->get(), "") : std::unexpected(ErrorNumber::noEntry);
+  // A handle of one file system may by chance be another's too.
+  if (!there || there->deviceMajor != content.identity.deviceMajor ||
+      there->deviceMinor != content.identity.deviceMinor) {
+    return std::nullopt;
+  }
+  const FileDescriptor file = FileHandle::open(ancestor->get(), content.handle);
+  const auto path = file.isOpen() ? FolderPath::of(file.get()) : std::unexpected(ErrorNumber::noEntry);
+  if (path && leadsTo(*path, content.identity)) return *path;
   return std::nullopt;
 }
 

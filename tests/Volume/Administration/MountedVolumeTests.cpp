@@ -6,6 +6,7 @@
 #include "Platform/FileSystem.h"
 #include "Platform/Linux/FileDescriptor.h"
 #include "Platform/Linux/FuseUnmount.h"
+#include "Platform/Linux/MountTable.h"
 #include "Platform/Linux/ProcessDescriptor.h"
 #include "SourceTree.h"
 #include "Support/ChildProcess.h"
@@ -102,6 +103,11 @@ TEST_F(MountedVolumeTests, MountsListsChecksAndUnmounts) {
 
 // A bind mount that is older than the volume shows what lies beneath it, by paths that have nothing in common.
 TEST_F(MountedVolumeTests, KnowsItsOwnByEveryMount) {
+  const auto table = MountTable::read();
+  ASSERT_TRUE(table);
+  if (std::ranges::find(*table, "/", &MountEntry::mountPoint) == table->end()) {
+    GTEST_SKIP() << "the root of this process is no mount, so the mount table does not tell where folders lie";
+  }
   tree_.writeContainer("sub/inner", content_);
   const SourceTree elsewhere;
   if (::mount(tree_.at("sub").c_str(), elsewhere.folder().c_str(), nullptr, MS_BIND, nullptr) != 0) {
