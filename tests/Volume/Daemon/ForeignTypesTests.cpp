@@ -19,8 +19,8 @@ TEST(ForeignTypesTest, AreReadThroughTheMountOrNotSupported) {
   for (const auto& [name, container, content] : rows) {
     source.write(name, {reinterpret_cast<const char*>(container.data.data()), container.data.size()});
     const auto state = container.state.encode();
-    ASSERT_EQ(setxattr(source.at(name).c_str(), ContainerState::attributeName.data(), state.data(), state.size(), 0),
-              0);
+    const std::string attribute(ContainerState::attributeName);
+    ASSERT_EQ(setxattr(source.at(name).c_str(), attribute.c_str(), state.data(), state.size(), 0), 0);
   }
   const MountedFolder mounted(source.folder().bytes());
   ASSERT_TRUE(mounted.isMounted());
