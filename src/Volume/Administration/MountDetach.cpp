@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "Volume/Administration/MountDetach.h"
 
+#include <chrono>
+#include <thread>
 #include <utility>
 #include <variant>
 
@@ -36,13 +38,18 @@ std::expected<void, VolumeError> takeAway(const FilePath& mountPoint, FuseUnmoun
 }  // namespace
 
 std::expected<void, VolumeError> MountDetach::detach(const FilePath& mountPoint) {
-  auto detached = takeAway(mountPoint, FuseUnmount::Manner::ifUnused);
-  if (detached) return detached;
-  // Words of the helper are in the user's language: whether it was in use is asked of the processes. If that cannot be
-  // told, the first failure is what there is to say.
-  auto users = FolderUsers::find(mountPoint);
-  if (users && !users->empty()) return std::unexpected(VolumeErrors::InUse{mountPoint, std::move(*users)});
-  return detached;
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(1);
+  for (;;) {
+    auto detached = takeAway(mountPoint, FuseUnmount::Manner::ifUnused);
+    if (detached) return detached;
+    // Words of the helper are in the user's language: whether it was in use is asked of the processes. If that cannot
+    // be told, the first failure is what there is to say.
+    auto users = FolderUsers::find(mountPoint);
+    if (users && !users->empty()) return std::unexpected(VolumeErrors::InUse{mountPoint, std::move(*users)});
+    // A call that names a file keeps the mount for as long as it takes, and no process shows it.
+    if (!users || std::chrono::steady_clock::now() >= deadline) return detached;
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  }
 }
 
 std::expected<bool, VolumeError> MountDetach::clearStale(const FilePath& folder) {

@@ -10,6 +10,7 @@
 namespace quillbrook::MountDetach {
 
 // The topmost mount at `mountPoint`, which must not be in use: InUse, HelperFailed, FuseUnavailable, SystemFailure.
+// Waits a second for users that cannot be seen.
 [[nodiscard]] std::expected<void, VolumeError> detach(const FilePath& mountPoint);
 
 // Every volume at `folder` whose daemon has died, whoever still stands in it. Whether there was one.

@@ -127,11 +127,23 @@ TEST_F(MountedVolumeTests, KnowsItsOwnByEveryMount) {
   EXPECT_EQ(::umount2(elsewhere.folder().c_str(), MNT_DETACH), 0);
 }
 
+// The signal is sent when kill returns; each thread stops in its own time, and may answer until then.
+void stop(pid_t process) {
+  ASSERT_EQ(::kill(process, SIGSTOP), 0);
+  const auto runs = [](const std::filesystem::directory_entry& thread) {
+    std::string stat;
+    std::getline(std::ifstream(thread.path() / "stat"), stat);
+    return !stat.substr(stat.rfind(')') + 1).starts_with(" T");
+  };
+  const std::filesystem::path threads = "/proc/" + std::to_string(process) + "/task";
+  while (std::ranges::any_of(std::filesystem::directory_iterator(threads), runs)) ::usleep(1'000);
+}
+
 TEST_F(MountedVolumeTests, ListsAVolumeWhoseDaemonDoesNotAnswer) {
   mount();
   const pid_t daemon = listed().daemon.value_or(0);
   ASSERT_GT(daemon, 0);
-  ASSERT_EQ(::kill(daemon, SIGSTOP), 0);
+  stop(daemon);
   const VolumeListing stopped = listed();
   ASSERT_EQ(::kill(daemon, SIGCONT), 0);
   EXPECT_EQ(stopped.condition, VolumeListing::Condition::silent);
