@@ -4,8 +4,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <chrono>
-#include <stop_token>
 #include <string>
 #include <utility>
 #include <variant>
@@ -16,6 +14,7 @@
 #include "Models/SecurityScopedBookmark.h"
 #include "Models/StoreContext.h"
 #include "Platform/ByteCountText.h"
+#include "Platform/CancellableFileSystem.h"
 #include "Platform/Log.h"
 #include "Platform/SecurityScope.h"
 #include "Registration/ItemKind.h"
@@ -67,13 +66,6 @@ double secondsBetween(Timestamp start, Timestamp end) {
 HeadlessAutoRecompressRunner::HeadlessAutoRecompressRunner(StoreContainer container, Surroundings surroundings)
     : container_(std::move(container)), surroundings_(std::move(surroundings)) {}
 
-Timestamp HeadlessAutoRecompressRunner::currentTime() {
-  const auto now = std::chrono::system_clock::now().time_since_epoch();
-  const auto seconds = std::chrono::floor<std::chrono::seconds>(now);
-  return {.seconds = seconds.count(),
-          .nanoseconds = static_cast<std::uint32_t>(std::chrono::nanoseconds(now - seconds).count())};
-}
-
 int HeadlessAutoRecompressRunner::run() {
   headlessLog.write(LogLevel::info, "--auto-recompress start");
   StoreContext context(container_);
@@ -88,6 +80,10 @@ int HeadlessAutoRecompressRunner::run() {
   const Timestamp start = surroundings_.now();
   cutoff_ = {.seconds = start.seconds - editingGuardSeconds, .nanoseconds = start.nanoseconds};
   for (const auto& row : *rows) runItem(row.record);
+  if (surroundings_.stop.stop_requested()) {
+    headlessLog.write(LogLevel::standard, "--auto-recompress stopped");
+    return counters_.failed > 0 ? 1 : 0;
+  }
   printSummary(secondsBetween(start, surroundings_.now()));
   headlessLog.write(LogLevel::info, "--auto-recompress done: candidates=%d succeeded=%d failed=%d saved=%d",
                     {counters_.candidates, counters_.succeeded, counters_.failed, counters_.savedBytes});
@@ -95,6 +91,7 @@ int HeadlessAutoRecompressRunner::run() {
 }
 
 void HeadlessAutoRecompressRunner::runItem(const RegisteredItem& item) {
+  if (surroundings_.stop.stop_requested()) return;
   const auto place = SecurityScopedBookmark::resolve(item.bookmark);
   if (!place) {
     headlessLog.write(LogLevel::standard, "bookmark resolve failed for %{private}s", {item.displayName.bytes()});
@@ -103,6 +100,7 @@ void HeadlessAutoRecompressRunner::runItem(const RegisteredItem& item) {
   SecurityScope scope;
   const bool isAccessed = scope.start(place->url);
   for (const FilePath& file : filesOf(item, place->url)) {
+    if (surroundings_.stop.stop_requested()) break;
     if (mayTouch(file)) compress(file);
   }
   if (isAccessed) scope.stop();
@@ -119,7 +117,7 @@ std::vector<FilePath> HeadlessAutoRecompressRunner::filesOf(const RegisteredItem
                                 .excludeAlreadyCompressed = true,
                                 .excludeHidden = true};
   const FileSystemSearcher searcher{FileSystemSearcher::standardCompressionChecker(surroundings_.fileSystem)};
-  auto found = searcher.search(criteria, std::stop_token());
+  auto found = searcher.search(criteria, surroundings_.stop);
   if (!found) {
     headlessLog.write(LogLevel::standard, "search failed for %{private}s: %{public}s",
                       {item.displayName.bytes(), userText(found.error())});
@@ -148,13 +146,14 @@ bool HeadlessAutoRecompressRunner::mayTouch(const FilePath& file) const {
 
 void HeadlessAutoRecompressRunner::compress(const FilePath& file) {
   ++counters_.candidates;
-  const auto result =
-      FileCompressor::compress(file, FileCompressor::defaultStreamingThreshold, nullptr, surroundings_.fileSystem);
+  CancellableFileSystem fileSystem(surroundings_.fileSystem, surroundings_.stop);
+  const auto result = FileCompressor::compress(file, FileCompressor::defaultStreamingThreshold, nullptr, fileSystem);
   if (result) {
     ++counters_.succeeded;
     counters_.savedBytes += std::max<std::int64_t>(result->bytesBefore - result->bytesAfter, 0);
     return;
   }
+  if (fileSystem.hasRefused()) return;
   switch (refusalOf(result.error())) {
     case Refusal::nothingToDo: ++counters_.skippedAlreadyCompressed; break;
     case Refusal::noGain: ++counters_.skippedNoShrink; break;

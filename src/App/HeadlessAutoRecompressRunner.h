@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <functional>
 #include <ostream>
+#include <stop_token>
 #include <vector>
 
 #include "Models/RegisteredItem.h"
@@ -23,12 +24,14 @@ class HeadlessAutoRecompressRunner {
     std::ostream& out;
     std::ostream& err;
     FileSystem& fileSystem = FileSystem::native();
-    std::function<Timestamp()> now = currentTime;
+    std::function<Timestamp()> now = Timestamp::now;
+    std::stop_token stop = {};  // between two files, or within one that is then left as it was, ends the run
   };
 
   HeadlessAutoRecompressRunner(StoreContainer container, Surroundings surroundings);
 
-  // The process's exit code: 1 if the registry could not be read or any file failed, else 0.
+  // The process's exit code: 1 if the registry could not be read or any file failed, else 0. A run that was stopped has
+  // no summary.
   [[nodiscard]] int run();
 
  private:
@@ -41,7 +44,6 @@ class HeadlessAutoRecompressRunner {
     std::int64_t savedBytes = 0;
   };
 
-  [[nodiscard]] static Timestamp currentTime();
   void runItem(const RegisteredItem& item);
   [[nodiscard]] std::vector<FilePath> filesOf(const RegisteredItem& item, const FilePath& url) const;
   [[nodiscard]] bool mayTouch(const FilePath& file) const;

@@ -1,9 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include "App/LaunchRecord.h"
 
+#include "Settings/SettingsKeys.h"
+
 namespace quillbrook {
 
 Result<void> LaunchRecord::record(UserDefaults& defaults, Timestamp now) {
+  using namespace SettingsKeys;
   if (const auto last = defaults.get(lastLaunchAt)) {
     if (const auto done = defaults.set(previousLaunchAt, last); !done) return done;
   }

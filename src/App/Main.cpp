@@ -5,5 +5,5 @@
 #include "App/QuillbrookApp.h"
 
 int main(int argumentCount, char** arguments) {
-  return quillbrook::QuillbrookApp::run(std::vector<std::string>(arguments, arguments + argumentCount));
+  return quillbrook::QuillbrookApp::runProcess(std::vector<std::string>(arguments, arguments + argumentCount));
 }

@@ -1,73 +1,85 @@
 // SPDX-License-Identifier: MIT
 #include "App/QuillbrookApp.h"
 
-#include <expected>
-#include <filesystem>
 #include <iostream>
+#include <optional>
 #include <ostream>
 #include <string_view>
-#include <system_error>
+#include <utility>
 
+#include "App/AppContext.h"
+#include "App/AppDelegate.h"
+#include "App/ApplicationStore.h"
 #include "App/CommandLineHelp.h"
 #include "App/CommandLineVersion.h"
-#include "App/HeadlessAutoRecompressRunner.h"
+#include "App/LaunchRecord.h"
 #include "App/RunMode.h"
-#include "Models/StoreContainer.h"
-#include "Platform/ErrorNumber.h"
-#include "Platform/StandardFolders.h"
+#include "Platform/Log.h"
 #include "Platform/StandardOutput.h"
+#include "Platform/StopSignals.h"
 #include "Platform/Terminal.h"
+#include "Platform/UserDefaults.h"
 
 namespace quillbrook::QuillbrookApp {
 namespace {
 
-// The error in words.
-std::expected<StoreContainer, std::string> openStore() {
-  const FilePath folder = StandardFolders::applicationSupport();
-  std::error_code failure;
-  std::filesystem::create_directories(folder.bytes(), failure);
-  if (failure) {
-    return std::unexpected("the folder " + folder.displayText() +
-                           " cannot be made; see to its permissions: " + ErrorNumber{failure.value()}.text());
-  }
-  auto container = makeStoreContainer(folder.appending("store.sqlite"));
-  if (!container) return std::unexpected(sentence(container.error()));
-  return *std::move(container);
-}
+constexpr Log startLog{"start"};
 
-int runHeadless(std::ostream& out) {
-  auto store = openStore();
-  if (!store) {
-    std::cerr << "Failed to create ModelContainer: " << store.error() << '\n';
+// Everything that needs the store.
+int launch(std::span<const std::string> arguments, RunMode mode, const AppSurroundings& surroundings) {
+  auto container = ApplicationStore::open();
+  if (!container) {
+    surroundings.err << "Failed to create ModelContainer: " << sentence(container.error()) << '\n';
     return 1;
   }
-  return HeadlessAutoRecompressRunner(*std::move(store), {.out = out, .err = std::cerr}).run();
+  AppContext::shared() = {.container = *std::move(container), .runMode = mode};
+  if (mode == RunMode::gui) {
+    if (const auto recorded = LaunchRecord::record(UserDefaults::standard(), Timestamp::now()); !recorded) {
+      startLog.write(LogLevel::error, "launch not recorded: %{public}s", {recorded.error().text()});
+    }
+  }
+  if (const auto exitCode = AppDelegate::applicationDidFinishLaunching(arguments, surroundings)) return *exitCode;
+  surroundings.err
+      << "quillbrook: the window is not built in; use quillbrookctl, or --help to see what else there is\n";
+  return 1;
+}
+
+int dispatch(std::span<const std::string> arguments, const AppSurroundings& surroundings) {
+  const RunMode mode = runMode(arguments);
+  switch (mode) {
+    case RunMode::help: surroundings.out << CommandLineHelp::text; return 0;
+    case RunMode::version: surroundings.out << CommandLineVersion::text(); return 0;
+    case RunMode::headlessAutoRecompress:
+    case RunMode::gui: break;
+  }
+  return launch(arguments, mode, surroundings);
 }
 
 }  // namespace
 
-int run(std::span<const std::string> arguments) {
+int run(std::span<const std::string> arguments, const AppSurroundings& surroundings) {
+  const int exitCode = dispatch(arguments, surroundings);
+  surroundings.out.flush();
+  const auto lost = surroundings.outFailure ? surroundings.outFailure() : std::nullopt;
+  // Whoever reads the two lines of a run may be gone: the files were compressed all the same.
+  if (!lost || lost == ErrorNumber::brokenPipe) return exitCode;
+  surroundings.err << "quillbrook: the results cannot be written; every file is whole: make room there, or send them "
+                      "elsewhere: "
+                   << lost->text() << '\n';
+  return exitCode == 0 ? 1 : exitCode;
+}
+
+int runProcess(std::span<const std::string> arguments) {
   Terminal::settleSignals();
-  // Whoever reads the two lines may be gone: the files are compressed all the same.
   Terminal::ignoreBrokenPipes();
+  const StopSignals signals;
   StandardOutput output;
   std::ostream out(&output);
-  int exitCode = 0;
-  switch (runMode(arguments)) {
-    case RunMode::help: out << CommandLineHelp::text; break;
-    case RunMode::version: out << CommandLineVersion::text(); break;
-    case RunMode::headlessAutoRecompress: exitCode = runHeadless(out); break;
-    case RunMode::gui:
-      std::cerr << "quillbrook: the window is not built in; use quillbrookctl, or --help to see what else there is\n";
-      return 1;
-  }
-  out.flush();
-  const auto lost = output.failure();
-  if (!lost || lost == ErrorNumber::brokenPipe) return exitCode;
-  std::cerr << "quillbrook: the results cannot be written; every file is whole: make room there, or send them "
-               "elsewhere: "
-            << lost->text() << '\n';
-  return 1;
+  return run(arguments, {.out = out,
+                         .err = std::cerr,
+                         .outFailure = [&output] { return output.failure(); },
+                         .stop = signals.token(),
+                         .stopSignal = StopSignals::received()});
 }
 
 }  // namespace quillbrook::QuillbrookApp

@@ -18,7 +18,6 @@
 #include <vector>
 
 #include "CommandLine/BoundedQueue.h"
-#include "CommandLine/CancellableFileSystem.h"
 #include "CommandLine/ExitCode.h"
 #include "CommandLine/FileProgress.h"
 #include "CommandLine/OperationPrinter.h"
@@ -27,6 +26,7 @@
 #include "CommandLine/TreeWalk.h"
 #include "Compression/FileCompressionInspector.h"
 #include "Compression/FileCompressor.h"
+#include "Platform/CancellableFileSystem.h"
 
 namespace quillbrook::Operation {
 namespace {

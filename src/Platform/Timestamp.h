@@ -10,6 +10,9 @@ namespace quillbrook {
 struct Timestamp {
   std::int64_t seconds = 0;
   std::uint32_t nanoseconds = 0;
+
+  [[nodiscard]] static Timestamp now();
+
   friend auto operator<=>(const Timestamp&, const Timestamp&) = default;
 };
 

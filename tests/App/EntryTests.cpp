@@ -2,6 +2,7 @@
 #include "App/CommandLineVersion.h"
 #include "App/LaunchRecord.h"
 #include "App/RunMode.h"
+#include "Settings/SettingsKeys.h"
 #include "Support/ScratchFolder.h"
 
 namespace quillbrook {
@@ -37,11 +38,11 @@ TEST(LaunchRecord, RemembersTheLaunchBefore) {
   const Timestamp first{.seconds = 1'700'000'000, .nanoseconds = 5'000};
   const Timestamp second{.seconds = 1'700'000'100, .nanoseconds = 0};
   EXPECT_TRUE(LaunchRecord::record(defaults, first));
-  EXPECT_EQ(defaults.get(LaunchRecord::previousLaunchAt), std::nullopt);
+  EXPECT_EQ(defaults.get(SettingsKeys::previousLaunchAt), std::nullopt);
   EXPECT_TRUE(LaunchRecord::record(defaults, second));
-  EXPECT_EQ(defaults.get(LaunchRecord::lastLaunchAt), second);
-  EXPECT_EQ(defaults.get(LaunchRecord::previousLaunchAt), first);
-  EXPECT_EQ(defaults.get(LaunchRecord::launchCount), 2);
+  EXPECT_EQ(defaults.get(SettingsKeys::lastLaunchAt), second);
+  EXPECT_EQ(defaults.get(SettingsKeys::previousLaunchAt), first);
+  EXPECT_EQ(defaults.get(SettingsKeys::launchCount), 2);
 }
 
 }  // namespace

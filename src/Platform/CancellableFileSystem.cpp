@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "CommandLine/CancellableFileSystem.h"
+#include "Platform/CancellableFileSystem.h"
 
 #include <utility>
 
