@@ -15,12 +15,12 @@ std::optional<int> AppDelegate::applicationDidFinishLaunching(std::span<const st
     surroundings.err << "ERROR: ModelContainer is not initialized. headless mode aborted.\n";
     return 1;
   }
-  const int exitCode = HeadlessAutoRecompressRunner(*container, {.out = surroundings.out,
-                                                                 .err = surroundings.err,
-                                                                 .fileSystem = surroundings.fileSystem,
-                                                                 .stop = surroundings.stop})
-                           .run();
-  if (!surroundings.stop.stop_requested()) return exitCode;
+  HeadlessAutoRecompressRunner runner(*container, {.out = surroundings.out,
+                                                   .err = surroundings.err,
+                                                   .fileSystem = surroundings.fileSystem,
+                                                   .stop = surroundings.stop});
+  const int exitCode = runner.run();
+  if (!runner.wasStopped()) return exitCode;
   surroundings.err << "quillbrook: stopped; every file is whole, and the next run goes on from here\n";
   constexpr int signalBase = 128;
   return signalBase + surroundings.stopSignal;

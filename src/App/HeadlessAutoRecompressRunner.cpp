@@ -55,6 +55,14 @@ Refusal refusalOf(const EngineError& error) {
   return refused == nullptr ? Refusal::failure : std::visit(RefusalOf{}, *refused);
 }
 
+// The error's plain form without its path, which is nobody else's business.
+std::string reasonOf(const EngineError& error) {
+  const auto* refused = std::get_if<FileCompressionError>(&error);
+  if (refused == nullptr) return describe(error);
+  const auto* failure = std::get_if<IOError>(refused);
+  return failure == nullptr ? std::string(caseName(error)) : fmt::format("ioError({})", failure->detail);
+}
+
 double secondsBetween(Timestamp start, Timestamp end) {
   constexpr double nanosecondsPerSecond = 1e9;
   return static_cast<double>(end.seconds - start.seconds) +
@@ -80,7 +88,7 @@ int HeadlessAutoRecompressRunner::run() {
   const Timestamp start = surroundings_.now();
   cutoff_ = {.seconds = start.seconds - editingGuardSeconds, .nanoseconds = start.nanoseconds};
   for (const auto& row : *rows) runItem(row.record);
-  if (surroundings_.stop.stop_requested()) {
+  if (wasStopped_) {
     headlessLog.write(LogLevel::standard, "--auto-recompress stopped");
     return counters_.failed > 0 ? 1 : 0;
   }
@@ -90,8 +98,13 @@ int HeadlessAutoRecompressRunner::run() {
   return counters_.failed > 0 ? 1 : 0;
 }
 
+bool HeadlessAutoRecompressRunner::mustStop() {
+  wasStopped_ = wasStopped_ || surroundings_.stop.stop_requested();
+  return wasStopped_;
+}
+
 void HeadlessAutoRecompressRunner::runItem(const RegisteredItem& item) {
-  if (surroundings_.stop.stop_requested()) return;
+  if (mustStop()) return;
   const auto place = SecurityScopedBookmark::resolve(item.bookmark);
   if (!place) {
     headlessLog.write(LogLevel::standard, "bookmark resolve failed for %{private}s", {item.displayName.bytes()});
@@ -100,13 +113,13 @@ void HeadlessAutoRecompressRunner::runItem(const RegisteredItem& item) {
   SecurityScope scope;
   const bool isAccessed = scope.start(place->url);
   for (const FilePath& file : filesOf(item, place->url)) {
-    if (surroundings_.stop.stop_requested()) break;
+    if (mustStop()) break;
     if (mayTouch(file)) compress(file);
   }
   if (isAccessed) scope.stop();
 }
 
-std::vector<FilePath> HeadlessAutoRecompressRunner::filesOf(const RegisteredItem& item, const FilePath& url) const {
+std::vector<FilePath> HeadlessAutoRecompressRunner::filesOf(const RegisteredItem& item, const FilePath& url) {
   if (item.kind != rawValue(ItemKind::folder)) return {url};
   const SearchCriteria criteria{.rootURL = url,
                                 .recursive = item.includeSubfolders,
@@ -120,7 +133,8 @@ std::vector<FilePath> HeadlessAutoRecompressRunner::filesOf(const RegisteredItem
   auto found = searcher.search(criteria, surroundings_.stop);
   if (!found) {
     headlessLog.write(LogLevel::standard, "search failed for %{private}s: %{public}s",
-                      {item.displayName.bytes(), userText(found.error())});
+                      {item.displayName.bytes(), std::string(caseName(found.error()))});
+    wasStopped_ = wasStopped_ || std::holds_alternative<Cancelled>(found.error());
     return {};
   }
   std::vector<FilePath> files;
@@ -153,14 +167,17 @@ void HeadlessAutoRecompressRunner::compress(const FilePath& file) {
     counters_.savedBytes += std::max<std::int64_t>(result->bytesBefore - result->bytesAfter, 0);
     return;
   }
-  if (fileSystem.hasRefused()) return;
+  if (fileSystem.hasRefused()) {
+    wasStopped_ = true;
+    return;
+  }
   switch (refusalOf(result.error())) {
     case Refusal::nothingToDo: ++counters_.skippedAlreadyCompressed; break;
     case Refusal::noGain: ++counters_.skippedNoShrink; break;
     case Refusal::failure:
       ++counters_.failed;
       headlessLog.write(LogLevel::error, "compress failed: %{private}s — %{public}s",
-                        {file.bytes(), describe(result.error())});
+                        {file.bytes(), reasonOf(result.error())});
       break;
   }
 }

@@ -30,9 +30,10 @@ class HeadlessAutoRecompressRunner {
 
   HeadlessAutoRecompressRunner(StoreContainer container, Surroundings surroundings);
 
-  // The process's exit code: 1 if the registry could not be read or any file failed, else 0. A run that was stopped has
-  // no summary.
+  // The process's exit code: 1 if the registry could not be read or any file failed, else 0.
   [[nodiscard]] int run();
+  // Whether the last run was stopped before its end: then it has no summary.
+  [[nodiscard]] bool wasStopped() const { return wasStopped_; }
 
  private:
   struct Counters {
@@ -44,8 +45,9 @@ class HeadlessAutoRecompressRunner {
     std::int64_t savedBytes = 0;
   };
 
+  [[nodiscard]] bool mustStop();
   void runItem(const RegisteredItem& item);
-  [[nodiscard]] std::vector<FilePath> filesOf(const RegisteredItem& item, const FilePath& url) const;
+  [[nodiscard]] std::vector<FilePath> filesOf(const RegisteredItem& item, const FilePath& url);
   [[nodiscard]] bool mayTouch(const FilePath& file) const;
   void compress(const FilePath& file);
   void printSummary(double seconds) const;
@@ -54,6 +56,7 @@ class HeadlessAutoRecompressRunner {
   Surroundings surroundings_;
   Timestamp cutoff_;
   Counters counters_;
+  bool wasStopped_ = false;
 };
 
 }  // namespace quillbrook

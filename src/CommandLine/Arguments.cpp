@@ -5,13 +5,19 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <array>
+#include <charconv>
 #include <cstdint>
+#include <functional>
 #include <memory>
+#include <optional>
 #include <string_view>
+#include <system_error>
 #include <thread>
 #include <utility>
 #include <vector>
 
+#include "Discovery/MegabyteText.h"
 #include "Platform/BundleInfo.h"
 
 namespace quillbrook::Arguments {
@@ -39,16 +45,64 @@ struct Values {
   unsigned jobs = std::clamp(std::thread::hardware_concurrency(), 1U, maximumJobs);
   bool json = false;
   MountOptions mount;
+  bool noSubfolders = false;
+  bool yes = false;
+  SearchForm form;
+  std::string olderThan;
+  std::string extensions;
+  bool includesCompressed = false;
+  bool includesHidden = false;
   bool version = false;
 };
 
 // One verb and the command that it makes of the values. `paths` holds as many as `operands` allows.
-enum class Operands : std::uint8_t { none, folder, paths };
+enum class Operands : std::uint8_t { none, folder, paths, settingAtMost, settingAndValue };
 struct Verb {
   CLI::App* app;
   Operands operands;
   Command (*make)(const Values& values, const std::vector<FilePath>& paths);
 };
+
+// What an option takes, for whoever gave it something else.
+struct OptionRule {
+  std::string_view option;
+  std::string_view words;
+};
+constexpr std::array optionRules{
+    OptionRule{"--jobs", "a number from 1 to 8"},
+    OptionRule{"--older-than", "a number of months or years, as 6months or 1year"},
+    OptionRule{"--min-size", "a number of megabytes, as 10 or 0.5"},
+    OptionRule{"--max-size", "a number of megabytes, as 10 or 0.5"},
+    OptionRule{"--extensions", "all, text, sourceCode or binary"},
+};
+
+// "6months", "1year"; the plural is as good as the singular.
+struct Age {
+  int value = 0;
+  DateUnit unit = DateUnit::year;
+
+  static std::optional<Age> parse(std::string_view text) {
+    constexpr int mostUnits = 9'999;
+    Age age;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), age.value);
+    if (error != std::errc() || age.value < 0 || age.value > mostUnits) return std::nullopt;
+    const std::string_view unit = text.substr(static_cast<std::size_t>(end - text.data()));
+    if (unit == "month" || unit == "months") {
+      age.unit = DateUnit::month;
+    } else if (unit != "year" && unit != "years") {
+      return std::nullopt;
+    }
+    return age;
+  }
+};
+
+std::optional<ExtensionPreset> presetNamed(std::string_view name) {
+  if (name == "all") return ExtensionPreset::all;
+  if (name == "text") return ExtensionPreset::text;
+  if (name == "sourceCode") return ExtensionPreset::sourceCode;
+  if (name == "binary") return ExtensionPreset::binary;
+  return std::nullopt;
+}
 
 // CLI11 shows names as left out at will, since what stands behind "--" is no business of its own.
 class Formatter : public CLI::Formatter {
@@ -81,6 +135,9 @@ class Grammar {
                 [](const Values& values, const std::vector<FilePath>& paths) -> Command {
                   return InspectCommand{paths, values.json};
                 });
+    addRegistryVerbs();
+    addSearchVerbs();
+    addSettingsVerbs();
     addVolumeVerbs();
   }
 
@@ -96,15 +153,18 @@ class Grammar {
     } catch (const CLI::CallForHelp&) {
       // For the line of usage alone: a missing verb is told below in our words, and --version needs none.
       app_.require_subcommand(1);
-      volumeApp_->require_subcommand(1);
+      for (CLI::App* group : groups_) group->require_subcommand(1);
       return std::unexpected(ArgumentsAnswer{.isWrongUsage = false, .text = app_.help()});
     } catch (const CLI::ExtrasError&) {
       const auto extras = app_.remaining(true);
       return wrongUsage("'" + unguarded(extras.front()).displayText() + "' is not known here" + knownVerbs());
     } catch (const CLI::ParseError& error) {
-      // The one option that takes a value.
-      const std::string words = error.what();
-      return wrongUsage(words.starts_with("--jobs:") ? "--jobs takes a number from 1 to 8" : words);
+      const std::string_view words = error.what();
+      const auto rule = std::ranges::find_if(optionRules, [&](const OptionRule& candidate) {
+        return words.starts_with(candidate.option) && words.substr(candidate.option.size()).starts_with(':');
+      });
+      return wrongUsage(rule == optionRules.end() ? std::string(words)
+                                                  : fmt::format("{} takes {}", rule->option, rule->words));
     }
     if (values_.version) {
       const auto version = BundleInfo::string("CFBundleShortVersionString").value_or("0.0.0");
@@ -136,9 +196,10 @@ class Grammar {
     return app;
   }
 
-  CLI::App* addFolderVerb(CLI::App& parent, const std::string& verb, const std::string& description, Make make) {
+  CLI::App* addFolderVerb(CLI::App& parent, const std::string& verb, const std::string& description, Make make,
+                          const std::string& folder = "The volume's folder") {
     CLI::App* app = parent.add_subcommand(verb, description);
-    app->add_option("DIR", values_.names, "The volume's folder")->type_name("");
+    app->add_option("DIR", values_.names, folder)->type_name("");
     verbs_.push_back({app, Operands::folder, make});
     return app;
   }
@@ -154,10 +215,115 @@ class Grammar {
         ->check(CLI::Range(1U, maximumJobs).description(""));
   }
 
+  void addNoSubfolders(CLI::App& app) {
+    app.add_flag("--no-subfolders", values_.noSubfolders, "Only what lies directly in a folder");
+  }
+
+  // Several verbs under one word.
+  CLI::App& addGroup(const std::string& word, const std::string& description) {
+    CLI::App* group = app_.add_subcommand(word, description);
+    group->require_subcommand(0, 1);
+    groups_.push_back(group);
+    return *group;
+  }
+
+  void addRegistryVerbs() {
+    CLI::App* add = addPathVerb(app_, "add", "Register files and folders, so that they are kept compressed",
+                                [](const Values& values, const std::vector<FilePath>& paths) -> Command {
+                                  return AddCommand{paths, !values.noSubfolders, values.yes, values.json};
+                                });
+    addNoSubfolders(*add);
+    add->add_flag("--yes", values_.yes, "Register what a cloud service mirrors without asking");
+    addPathVerb(app_, "remove", "Take files and folders out of the registry; they stay as they are",
+                [](const Values& values, const std::vector<FilePath>& paths) -> Command {
+                  return RemoveCommand{paths, values.json};
+                });
+    CLI::App* list = app_.add_subcommand("list", "Show what is registered and what it holds");
+    addJson(*list);
+    verbs_.push_back({list, Operands::none, [](const Values& values, const std::vector<FilePath>&) -> Command {
+                        return ListCommand{values.json};
+                      }});
+    CLI::App* recompress = app_.add_subcommand("recompress", "Compress what is registered, as the schedule does");
+    verbs_.push_back({recompress, Operands::none,
+                      [](const Values&, const std::vector<FilePath>&) -> Command { return RecompressCommand{}; }});
+  }
+
+  void addSearchVerbs() {
+    CLI::App* search = addFolderVerb(
+        app_, "search", "Find files that are worth registering",
+        [](const Values& values, const std::vector<FilePath>& paths) -> Command {
+          SearchCommand command{values.form, values.json};
+          command.form.rootURL = paths.front();
+          command.form.recursive = !values.noSubfolders;
+          command.form.excludeAlreadyCompressed = !values.includesCompressed;
+          command.form.excludeHidden = !values.includesHidden;
+          command.form.extPreset = presetNamed(values.extensions).value_or(command.form.extPreset);
+          if (const auto age = Age::parse(values.olderThan)) {
+            command.form.dateMode = SearchForm::DateMode::olderThan;
+            command.form.dateValue = age->value;
+            command.form.dateUnit = age->unit;
+          }
+          return command;
+        },
+        "The folder to search");
+    addNoSubfolders(*search);
+    addValue(*search, "--older-than", values_.olderThan, "AGE", "Not changed for so long: 6months, 1year",
+             [](const std::string& text) { return Age::parse(text).has_value(); });
+    const auto isSize = [](const std::string& text) { return text.empty() || MegabyteText::bytes(text).has_value(); };
+    addValue(*search, "--min-size", values_.form.minSizeMB, "MB", "At least so many megabytes; 10 unless told", isSize);
+    addValue(*search, "--max-size", values_.form.maxSizeMB, "MB", "At most so many megabytes", isSize);
+    addValue(*search, "--extensions", values_.extensions, "KIND",
+             "Kinds of file: all, text, sourceCode or binary; all unless told",
+             [](const std::string& text) { return presetNamed(text).has_value(); });
+    search->add_flag("--compressed", values_.includesCompressed, "Those that are compressed already too");
+    search->add_flag("--hidden", values_.includesHidden, "Hidden ones too");
+    addJson(*search);
+    CLI::App* count = addFolderVerb(
+        app_, "count", "Count the files that registering a folder would take in",
+        [](const Values& values, const std::vector<FilePath>& paths) -> Command {
+          return CountCommand{paths.front(), !values.noSubfolders, values.json};
+        },
+        "The folder to count");
+    addNoSubfolders(*count);
+    addJson(*count);
+  }
+
+  void addValue(CLI::App& app, const std::string& option, std::string& value, const std::string& typeName,
+                const std::string& description, const std::function<bool(const std::string&)>& isGood) {
+    app.add_option(option, value, description)
+        ->type_name(typeName)
+        ->take_last()
+        ->check(CLI::Validator([isGood](std::string& text) { return std::string(isGood(text) ? "" : "wrong"); }, ""));
+  }
+
+  void addSettingsVerbs() {
+    CLI::App& defaults = addGroup("defaults", "Show and change settings");
+    CLI::App* get = addWordsVerb(defaults, "get", "Show one setting, or all", "NAME", Operands::settingAtMost,
+                                 [](const Values& values, const std::vector<FilePath>& words) -> Command {
+                                   DefaultsGetCommand command;
+                                   command.json = values.json;
+                                   if (!words.empty()) command.name = words.front().bytes();
+                                   return command;
+                                 });
+    addJson(*get);
+    CLI::App* set = addWordsVerb(defaults, "set", "Change a setting: its name, and its value", "NAME VALUE",
+                                 Operands::settingAndValue,
+                                 [](const Values& values, const std::vector<FilePath>& words) -> Command {
+                                   return DefaultsSetCommand{words[0].bytes(), words[1].bytes(), values.json};
+                                 });
+    addJson(*set);
+  }
+
+  CLI::App* addWordsVerb(CLI::App& parent, const std::string& verb, const std::string& description,
+                         const std::string& words, Operands operands, Make make) {
+    CLI::App* app = parent.add_subcommand(verb, description);
+    app->add_option(words, values_.names)->type_name("");
+    verbs_.push_back({app, operands, make});
+    return app;
+  }
+
   void addVolumeVerbs() {
-    CLI::App& volume = *app_.add_subcommand("volume", "Mount and look after volumes");
-    volume.require_subcommand(0, 1);
-    volumeApp_ = &volume;
+    CLI::App& volume = addGroup("volume", "Mount and look after volumes");
     CLI::App* mount = addFolderVerb(volume, "mount", "Mount a volume over its own folder",
                                     [](const Values& values, const std::vector<FilePath>& paths) -> Command {
                                       return VolumeMountCommand{paths.front(), values.mount};
@@ -198,7 +364,9 @@ class Grammar {
   std::expected<Command, ArgumentsAnswer> finish(const std::vector<FilePath>& paths) {
     const auto verb = std::ranges::find_if(verbs_, [](const Verb& v) { return v.app->parsed(); });
     if (verb == verbs_.end()) {
-      return wrongUsage((volumeApp_->parsed() ? "'volume' needs a verb" : "a verb is needed") + knownVerbs());
+      const CLI::App* group = parsedGroup();
+      return wrongUsage((group != nullptr ? "'" + group->get_name() + "' needs a verb" : "a verb is needed") +
+                        knownVerbs());
     }
     switch (verb->operands) {
       case Operands::none:
@@ -210,13 +378,25 @@ class Grammar {
       case Operands::paths:
         if (paths.empty()) return wrongUsage("at least one file or folder is needed");
         break;
+      case Operands::settingAtMost:
+        if (paths.size() > 1) return wrongUsage("at most one setting is expected");
+        break;
+      case Operands::settingAndValue:
+        if (paths.size() != 2) return wrongUsage("a setting and its value are needed");
+        break;
     }
     return verb->make(values_, paths);
   }
 
+  [[nodiscard]] const CLI::App* parsedGroup() const {
+    const auto group = std::ranges::find_if(groups_, [](const CLI::App* app) { return app->parsed(); });
+    return group == groups_.end() ? nullptr : *group;
+  }
+
   // ": mount, unmount" where a verb is still to come.
   [[nodiscard]] std::string knownVerbs() const {
-    const CLI::App& app = volumeApp_->parsed() ? *volumeApp_ : app_;
+    const CLI::App* group = parsedGroup();
+    const CLI::App& app = group != nullptr ? *group : app_;
     if (!app.get_subcommands().empty()) return {};
     std::string text;
     for (const CLI::App* verb : app.get_subcommands(nullptr)) {
@@ -236,7 +416,7 @@ class Grammar {
   }
 
   CLI::App app_{"", std::string(programName)};
-  CLI::App* volumeApp_ = nullptr;
+  std::vector<CLI::App*> groups_;
   Values values_;
   std::vector<Verb> verbs_;
 };

@@ -2,10 +2,13 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
+#include <string>
 #include <string_view>
 #include <variant>
 #include <vector>
 
+#include "Discovery/SearchForm.h"
 #include "Platform/FilePath.h"
 #include "Volume/Administration/VolumeMount.h"
 
@@ -29,6 +32,40 @@ struct InspectCommand {
   std::vector<FilePath> paths;  // at least one
   bool json = false;
 };
+
+struct AddCommand {
+  std::vector<FilePath> paths;  // at least one
+  bool includeSubfolders = true;
+  bool yes = false;  // in spite of any warning
+  bool json = false;
+};
+struct RemoveCommand {
+  std::vector<FilePath> paths;  // at least one; an item's identifier is taken as well
+  bool json = false;
+};
+struct ListCommand {
+  bool json = false;
+};
+struct SearchCommand {
+  SearchForm form;
+  bool json = false;
+};
+struct CountCommand {
+  FilePath folder;
+  bool includeSubfolders = true;
+  bool json = false;
+};
+struct DefaultsGetCommand {
+  std::optional<std::string> name;  // nothing: all
+  bool json = false;
+};
+struct DefaultsSetCommand {
+  std::string name;
+  std::string value;
+  bool json = false;
+};
+// The unattended run, here and now.
+struct RecompressCommand {};
 
 struct VolumeMountCommand {
   FilePath folder;
@@ -56,8 +93,9 @@ struct VolumeDisableCommand {
 };
 
 // What the user asked for.
-using Command =
-    std::variant<OperationCommand, InspectCommand, VolumeMountCommand, VolumeUnmountCommand, VolumeListCommand,
-                 VolumeCheckCommand, VolumeRestoreCommand, VolumeEnableCommand, VolumeDisableCommand>;
+using Command = std::variant<OperationCommand, InspectCommand, AddCommand, RemoveCommand, ListCommand, SearchCommand,
+                             CountCommand, DefaultsGetCommand, DefaultsSetCommand, RecompressCommand,
+                             VolumeMountCommand, VolumeUnmountCommand, VolumeListCommand, VolumeCheckCommand,
+                             VolumeRestoreCommand, VolumeEnableCommand, VolumeDisableCommand>;
 
 }  // namespace quillbrook

@@ -2,26 +2,17 @@
 #include "CommandLine/JsonLines.h"
 
 #include <cmath>
-#include <nlohmann/json.hpp>
 #include <optional>
 
-#include "CommandLine/Base64.h"
+#include "CommandLine/JsonObject.h"
 #include "CommandLine/Outcome.h"
 
 namespace quillbrook::JsonLines {
 namespace {
 
-using Json = nlohmann::ordered_json;
-
-std::string line(const Json& object) {
-  // Details can quote names, which need not be UTF-8.
-  return object.dump(-1, ' ', false, Json::error_handler_t::replace);
-}
-
-void addPath(Json& object, const std::string& key, const FilePath& path) {
-  object[key] = path.displayText();
-  if (!path.isUtf8()) object[key + "Base64"] = Base64::text(path.bytes());
-}
+using JsonObject::addPath;
+using JsonObject::Json;
+using JsonObject::line;
 
 Json algorithmName(std::optional<CompressionType> type) {
   return type ? Json(name(*type)) : Json(nullptr);

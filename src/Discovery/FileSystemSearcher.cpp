@@ -13,6 +13,7 @@
 #include "Platform/StatFlags.h"
 #include "Registration/PackageDetector.h"
 #include "Registration/PackageTraversalPolicy.h"
+#include "Registration/PlaceKind.h"
 
 namespace quillbrook {
 namespace {
@@ -59,7 +60,7 @@ std::expected<std::vector<FileCandidate>, FileSystemSearchError> FileSystemSearc
   if (stop.stop_requested()) return std::unexpected(Cancelled{});
   const auto entries = open(criteria.rootURL, criteria.recursive ? Depth::recursive : Depth::direct);
   if (!entries) {
-    if (entries.error() == ErrorNumber::noEntry) return std::unexpected(RootNotFound{criteria.rootURL});
+    if (PlaceKind::isMissing(criteria.rootURL)) return std::unexpected(RootNotFound{criteria.rootURL});
     return std::unexpected(RootNotADirectory{criteria.rootURL});
   }
   std::vector<FileCandidate> matches;

@@ -25,12 +25,16 @@ std::string withoutBlanksAround(std::string_view text) {
 // A number that no double holds, too large or too close to 0.
 double outOfRange(std::string_view number) {
   if (number.starts_with('-')) return -1;
-  const bool hasNegativeExponent = number.find('-') != std::string_view::npos;
-  return hasNegativeExponent ? 0 : std::numeric_limits<double>::infinity();
+  const auto exponent = number.find_first_of("eE");
+  const bool isTiny = exponent != std::string_view::npos
+                          ? number.substr(exponent + 1).starts_with('-')
+                          : number.substr(0, number.find('.')).find_first_not_of('0') == std::string_view::npos;
+  return isTiny ? 0 : std::numeric_limits<double>::infinity();
 }
 
 // All of the text, as the C locale writes numbers.
 std::optional<double> numberOf(std::string_view text) {
+  if (text.starts_with("+-")) return std::nullopt;
   if (text.starts_with('+')) text.remove_prefix(1);
   double number = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);

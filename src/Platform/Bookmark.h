@@ -26,8 +26,8 @@ struct Resolved {
 [[nodiscard]] Result<std::vector<std::uint8_t>> create(const FilePath& url);
 
 // At its path if anything stands there; else the same inode, born at the same moment, by another name in its folder or,
-// where the process may look for that, anywhere on its file system. `invalid` for bytes that are no bookmark, `noEntry`
-// if it is not found, else why the path cannot be looked at.
+// where the process may look for that, anywhere on its file system, which may take a walk through all of it. `invalid`
+// for bytes that are no bookmark, `noEntry` if it is not found, else why the path cannot be looked at.
 [[nodiscard]] Result<Resolved> resolve(std::span<const std::uint8_t> bookmark);
 
 }  // namespace Bookmark

@@ -8,7 +8,7 @@
 namespace quillbrook {
 
 // Turns SIGINT and SIGTERM into a request to stop, for as long as it lives. At most one at a time in a process.
-// Programs that are started meanwhile get the signals as usual.
+// Programs that are started meanwhile get the signals as usual. A signal that was ignored before stays ignored.
 class StopSignals {
  public:
   StopSignals();

@@ -27,14 +27,14 @@ struct DefaultsKey {
 };
 
 // The user's settings: one JSON object in a file of its own, written at once and in one step, so that another process
-// may use it at the same time. Keys that nobody here knows are kept. A file that cannot be understood is set aside,
-// with a line in the log, and the settings begin anew. Any thread.
+// may use it at the same time. Keys that nobody here knows are kept. A file that cannot be understood is as if nothing
+// were set, and set aside, with a line in the log, once something is. Any thread.
 class UserDefaults {
  public:
   using Value = std::variant<bool, std::int64_t, std::string>;
   using Observer = std::function<void(std::string_view name)>;
 
-  // Ends its observer's being told with its own life.
+  // Ends its observer's being told with its own life; a call that another thread is making then may still go on.
   class Observation {
    public:
     explicit Observation(std::shared_ptr<const Observer> observer) : observer_(std::move(observer)) {}
@@ -55,7 +55,7 @@ class UserDefaults {
   // What somebody has set, if it has one of these types.
   [[nodiscard]] std::optional<Value> value(std::string_view name) const;
   // Nothing takes the setting away. One that is so already is not written, and tells nobody. Errors as of making the
-  // folder, and of writing and renaming a file; then nothing has changed.
+  // folder, and of reading, writing and renaming a file; then nothing has changed.
   [[nodiscard]] Result<void> setValue(std::string_view name, const std::optional<Value>& value);
 
   // Of another type than the key's: as if nobody had set it.

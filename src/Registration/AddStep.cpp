@@ -17,7 +17,7 @@ AddDecision decide(const FilePath& url, std::optional<ItemKind> found, const Fil
   if (!found) return LocationMissing{url};
   const bool isDirectory = *found == ItemKind::folder;
   if (const auto service = CloudFolderDetector::detect(url, home)) {
-    return PendingCloudWarning{url, *service, isDirectory};
+    return PendingCloudWarning{UUID::random(), url, *service, isDirectory};
   }
   return registering(url, isDirectory);
 }

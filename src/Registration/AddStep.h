@@ -7,7 +7,7 @@
 #include "Registration/AddDecision.h"
 #include "Registration/ItemKind.h"
 
-// The way of a place from the open panel or a drop into the registry. Pure; any thread.
+// The way of a place from the open panel or a drop into the registry. Any thread.
 namespace quillbrook::AddStep {
 
 // `found` is what is there, links followed; nothing if nothing is.

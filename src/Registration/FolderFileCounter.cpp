@@ -4,6 +4,7 @@
 #include "Platform/ReservedNames.h"
 #include "Registration/PackageDetector.h"
 #include "Registration/PackageTraversalPolicy.h"
+#include "Registration/PlaceKind.h"
 
 namespace quillbrook::FolderFileCounter {
 
@@ -13,7 +14,7 @@ std::expected<std::size_t, FolderFileCounterError> count(const FilePath& url, bo
   if (stop.stop_requested()) return std::unexpected(Cancelled{});
   const auto entries = open(url, includeSubfolders ? Depth::recursive : Depth::direct);
   if (!entries) {
-    if (entries.error() == ErrorNumber::noEntry) return std::unexpected(FolderNotFound{url});
+    if (PlaceKind::isMissing(url)) return std::unexpected(FolderNotFound{url});
     return std::unexpected(NotADirectory{url});
   }
   // What was left out is not asked for: the count is a hint, and comes out lower.

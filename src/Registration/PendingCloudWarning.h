@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "Models/UUID.h"
 #include "Platform/FilePath.h"
 #include "Registration/CloudService.h"
 
@@ -8,6 +9,7 @@ namespace quillbrook {
 
 // A place whose registration waits until the user has read that a cloud service mirrors it.
 struct PendingCloudWarning {
+  UUID id;  // new for each, so that a second warning of the same place is another one
   FilePath url;
   CloudService service = CloudService::fileProviderGeneric;
   bool isDirectory = false;

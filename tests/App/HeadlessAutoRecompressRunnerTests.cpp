@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "App/HeadlessAutoRecompressRunner.h"
 #include "Compression/FileCompressor.h"
+#include "Models/SecurityScopedBookmark.h"
 #include "Models/StoreContext.h"
 #include "Platform/ByteCountText.h"
 #include "Platform/Log.h"
@@ -36,7 +37,8 @@ class HeadlessAutoRecompressRunnerTest : public testing::Test {
   int run(FileSystem& fileSystem = CompressingFileSystem::instance()) {
     out_.str({});
     err_.str({});
-    return HeadlessAutoRecompressRunner(container_, {.out = out_,
+    calls_ = 0;
+    HeadlessAutoRecompressRunner runner(container_, {.out = out_,
                                                      .err = err_,
                                                      .fileSystem = fileSystem,
                                                      .now =
@@ -44,8 +46,11 @@ class HeadlessAutoRecompressRunnerTest : public testing::Test {
                                                            return Timestamp{
                                                                .seconds = now_.seconds + (calls_++ % 2),
                                                                .nanoseconds = calls_ % 2 == 0 ? 240'000'000U : 0U};
-                                                         }})
-        .run();
+                                                         },
+                                                     .stop = stop_.get_token()});
+    const int exitCode = runner.run();
+    wasStopped_ = runner.wasStopped();
+    return exitCode;
   }
   // The six figures of the summary but the size.
   [[nodiscard]] std::string figures() const {
@@ -67,6 +72,8 @@ class HeadlessAutoRecompressRunnerTest : public testing::Test {
   std::ostringstream out_;
   std::ostringstream err_;
   unsigned calls_ = 0;
+  std::stop_source stop_;
+  bool wasStopped_ = false;
 };
 
 TEST_F(HeadlessAutoRecompressRunnerTest, AnEmptyRegistryIsTwoLines) {
@@ -99,6 +106,7 @@ TEST_F(HeadlessAutoRecompressRunnerTest, CompressesWhatHasBeenLeftAloneAndCounts
   add("folder");
   EXPECT_EQ(run(), 0);
   EXPECT_EQ(figures(), "4 2 0 1 1") << out_.str();
+  EXPECT_THAT(out_.str(), testing::ContainsRegex("削減 [0-9]+ KB / 所要 1\\.2 秒"));
   EXPECT_TRUE(isCompressed("folder/exact.txt"));
   EXPECT_TRUE(isCompressed("folder/sub/deep.txt"));
   for (const char* name : {"folder/old.txt", "folder/recent.txt", "folder/justnow.txt", "folder/.hidden.txt",
@@ -136,9 +144,74 @@ TEST_F(HeadlessAutoRecompressRunnerTest, OneFailureAmongManyIsTold) {
   });
   EXPECT_EQ(run(failing), 1);
   EXPECT_EQ(figures(), "3 2 1 0 0");
-  EXPECT_THAT(Log::entries().end()[-2].message, HasSubstr("compress failed: <private> — ioError"));
+  EXPECT_THAT(Log::entries().end()[-2].message,
+              testing::StartsWith("compress failed: <private> — ioError(chflags: errno=5)"));
   EXPECT_EQ(run(), 0) << "the next run finishes the work";
   EXPECT_EQ(figures(), "1 1 0 0 0");
+}
+
+TEST_F(HeadlessAutoRecompressRunnerTest, TheFormatsLimitIsNotTried) {
+  for (const auto& [name, byteCount] : {std::pair("limit", 2'147'483'647LL), std::pair("beyond", 2'147'483'648LL)}) {
+    tree_.write(name, "");
+    std::filesystem::resize_file(tree_.at(name), static_cast<std::uintmax_t>(byteCount));
+    touch(name, 7'200, 0);
+    add(name, ItemKind::file);
+  }
+  // The one that is tried fails at once, for want of a lock.
+  FaultyFileSystem failing(CompressingFileSystem::instance(), [](const FaultyFileSystem::Call& call) {
+    return call.operation == "openForLocking" ? std::optional(ErrorNumber::accessDenied) : std::nullopt;
+  });
+  EXPECT_EQ(run(failing), 1);
+  EXPECT_EQ(figures(), "1 0 1 0 0");
+  EXPECT_EQ(Log::entries().end()[-2].message, "skip oversized: <private>");
+}
+
+TEST_F(HeadlessAutoRecompressRunnerTest, OddRowsAndFoldersThatCannotBeSearchedEndNothing) {
+  write("one.txt", 7'200);
+  write("folder/a.txt", 7'200);
+  {
+    StoreContext context(container_);
+    context.insert(RegisteredItem{.id = UUID::random(),
+                                  .bookmark = SecurityScopedBookmark::create(tree_.path("one.txt")).value(),
+                                  .kind = "something else",
+                                  .registeredAt = {},
+                                  .displayName = FilePath("one.txt"),
+                                  .notes = std::nullopt});
+    context.insert(RegisteredItem{.id = UUID::random(),
+                                  .bookmark = SecurityScopedBookmark::create(tree_.path("one.txt")).value(),
+                                  .kind = "folder",
+                                  .registeredAt = {},
+                                  .displayName = FilePath("one.txt"),
+                                  .notes = std::nullopt});
+    ASSERT_TRUE(context.save());
+  }
+  add("folder");
+  EXPECT_EQ(run(), 0);
+  EXPECT_EQ(figures(), "2 2 0 0 0") << "a kind that nobody knows is a file, and a file is no folder";
+  const auto entries = Log::entries();
+  EXPECT_TRUE(std::ranges::any_of(entries, [](const LogEntry& entry) {
+    return entry.message == "search failed for <private>: rootNotADirectory";
+  }));
+}
+
+TEST_F(HeadlessAutoRecompressRunnerTest, AStopLeavesTheFileInHandAsItWasAndStartsNoOther) {
+  for (const char* name : {"folder/a.txt", "folder/b.txt", "folder/c.txt"}) write(name, 7'200);
+  add("folder");
+  FaultyFileSystem stopping(CompressingFileSystem::instance(), [&](const FaultyFileSystem::Call& call) {
+    if (call.operation == "createExclusively" && call.path == tree_.path("folder/b.txt.slimtmp")) stop_.request_stop();
+    return std::nullopt;
+  });
+  EXPECT_EQ(run(stopping), 0);
+  EXPECT_TRUE(wasStopped_);
+  EXPECT_THAT(out_.str(), testing::Not(HasSubstr("完了")));
+  EXPECT_TRUE(isCompressed("folder/a.txt"));
+  EXPECT_FALSE(isCompressed("folder/b.txt"));
+  EXPECT_FALSE(isCompressed("folder/c.txt"));
+  EXPECT_FALSE(tree_.exists("folder/b.txt.slimtmp"));
+  stop_ = std::stop_source();
+  EXPECT_EQ(run(), 0);
+  EXPECT_FALSE(wasStopped_);
+  EXPECT_EQ(figures(), "2 2 0 0 0");
 }
 
 TEST_F(HeadlessAutoRecompressRunnerTest, ARegistryThatCannotBeReadIsFatal) {

@@ -39,7 +39,7 @@ TEST(Arguments, WrongUsageAndHelpSayWhatToDo) {
   };
   const std::vector<Case> cases{
       {{}, "a verb is needed"},
-      {{"compact", "a"}, "'compact' is not known here: compress, decompress, inspect, volume\n"},
+      {{"compact", "a"}, "'compact' is not known here: compress, decompress, inspect, add,"},
       {{"volume", "sync"}, "'sync' is not known here: mount, unmount,"},
       {{"compress", "--"}, "quillbrookctl compress --help"},
       {{"compress", "--jobs", "0", "a"}, "--jobs takes a number from 1 to 8\n"},
@@ -48,6 +48,20 @@ TEST(Arguments, WrongUsageAndHelpSayWhatToDo) {
       {{"compress", "a", "--jobs"}, "--jobs takes a number from 1 to 8\n"},
       {{"compress", "--json=false", "a"}, "json"},
       {{"inspect", "--jobs", "2", "a"}, "--jobs"},
+      {{"search", "d", "--min-size", "x"}, "--min-size takes a number of megabytes"},
+      {{"search", "d", "--min-size", "-3"}, "--min-size takes a number of megabytes"},
+      {{"search", "d", "--max-size=-3"}, "--max-size takes a number of megabytes"},
+      {{"search", "d", "--older-than", "-1years"}, "--older-than takes a number of months or years"},
+      {{"search", "d", "--older-than", "99999999999999years"}, "--older-than takes a number of months or years"},
+      {{"search", "d", "--older-than", "3"}, "--older-than takes a number of months or years"},
+      {{"search", "d", "--extensions", "Text"}, "--extensions takes all, text, sourceCode or binary"},
+      {{"search"}, "exactly one folder"},
+      {{"count", "a", "b"}, "exactly one folder"},
+      {{"add"}, "at least one file or folder"},
+      {{"recompress", "a"}, "'a' is not known here"},
+      {{"defaults"}, "'defaults' needs a verb: get, set"},
+      {{"defaults", "get", "a", "b"}, "at most one setting"},
+      {{"defaults", "set", "a"}, "a setting and its value"},
       {{"volume"}, "'volume' needs a verb"},
       {{"volume", "mount"}, "exactly one folder"},
       {{"volume", "mount", "a", "--", "b"}, "exactly one folder"},
@@ -82,6 +96,29 @@ TEST(Arguments, OptionsReachTheirCommands) {
   const OperationCommand decompress = operation({"decompress", "a", "--jobs=8", "--json"});
   EXPECT_EQ(decompress.kind, OperationKind::decompress);
   EXPECT_TRUE(decompress.jobs == 8 && decompress.json);
+
+  SearchForm form{.rootURL = FilePath("d")};
+  EXPECT_EQ(std::get<SearchCommand>(Arguments::parse(Words{"search", "d"}).value()).form, form);
+  form = {.rootURL = FilePath("d"),
+          .recursive = false,
+          .dateMode = SearchForm::DateMode::olderThan,
+          .dateValue = 18,
+          .dateUnit = DateUnit::month,
+          .minSizeMB = "1.5",
+          .maxSizeMB = "1e3",
+          .extPreset = ExtensionPreset::sourceCode,
+          .excludeAlreadyCompressed = false,
+          .excludeHidden = false};
+  EXPECT_EQ(std::get<SearchCommand>(Arguments::parse(Words{"search", "--no-subfolders", "--older-than", "18months",
+                                                           "--min-size=1.5", "--max-size", "1e3", "--extensions",
+                                                           "sourceCode", "--compressed", "--hidden", "d"})
+                                        .value())
+                .form,
+            form);
+  const auto add = std::get<AddCommand>(Arguments::parse(Words{"add", "--yes", "a", "[b]"}).value());
+  EXPECT_TRUE(add.yes && add.includeSubfolders && !add.json);
+  EXPECT_EQ(add.paths, (std::vector{FilePath("a"), FilePath("[b]")}));
+  EXPECT_FALSE(std::get<AddCommand>(Arguments::parse(Words{"add", "--no-subfolders", "a"}).value()).includeSubfolders);
 
   // Each option alone, so that none answers for another.
   const Words options{"--read-only", "--allow-other", "--foreground", "--force"};

@@ -61,16 +61,22 @@ class CommandLineTest : public testing::Test {
           .err = err,
           .outIsTerminal = isTerminal,
           .errIsTerminal = isTerminal,
+          .readLine = readLine,
           .width = 80,
           .fileSystem = fileSystem,
           .openEnumerator = openEnumerator,
           .volumes = volumes,
+          .openStore = [this] { return makeStoreContainer(store.path("store.sqlite")); },
+          .defaults = defaults,
+          .home = tree.path("home"),
+          .currentTime = [] { return Timestamp{.seconds = 1'700'000'000, .nanoseconds = 123'456'789}; },
           .now = [this] { return now += std::chrono::milliseconds(250); },
           .stop = stop.get_token(),
           .stopSignal = stopSignal};
     return CommandLine::run(arguments, io);
   }
 
+  [[nodiscard]] std::string at(std::string_view name) const { return tree.path(name).bytes(); }
   // Standard output, one object a line.
   [[nodiscard]] std::vector<Json> objects() const {
     std::vector<Json> objects;
@@ -91,6 +97,9 @@ class CommandLineTest : public testing::Test {
   }
 
   ScratchFolder tree;
+  ScratchFolder store;
+  UserDefaults defaults{store.path("defaults.json")};
+  std::function<std::optional<std::string>(const std::stop_token&)> readLine;
   OpenEnumerator openEnumerator = DirectoryEnumerator::open;
   VolumeOperations volumes;
   bool isTerminal = false;

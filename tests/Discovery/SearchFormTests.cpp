@@ -19,6 +19,9 @@ TEST(MegabyteText, IsANumberOrNoLimit) {
       {"1e3", 1'000'000'000},
       {".0000019", 1},
       {"1e-400", 0},
+      {"0." + std::string(400, '0') + "1", 0},
+      {"1" + std::string(400, '0') + ".5", most},
+      {"+-0", std::nullopt},
       {"0", 0},
       {"18446744073709", 18'446'744'073'709'000'704U},  // the nearest double
       {"18446744073710", most},

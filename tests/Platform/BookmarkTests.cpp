@@ -35,10 +35,17 @@ TEST_F(BookmarkTest, FollowsAFileThatGetsAnotherName) {
   rename("folder/\xff other\n", "elsewhere/deep/moved");
   if (geteuid() == 0) {
     EXPECT_EQ(resolved(), "elsewhere/deep/moved stale");
-  }
-  std::filesystem::remove_all(tree_.at("folder"));
-  if (geteuid() == 0) {
+    std::filesystem::remove_all(tree_.at("folder"));
     EXPECT_EQ(resolved(), "elsewhere/deep/moved stale");
+    // As after a start of the machine: the kernel has the inode, and no name of it yet.
+    sync();
+    if (std::ofstream("/proc/sys/vm/drop_caches") << "2" << std::flush) {
+      EXPECT_EQ(resolved(), "elsewhere/deep/moved stale");
+    } else {
+      std::cout << "SKIPPED: the kernel's names cannot be dropped here\n";
+    }
+  } else {
+    std::cout << "SKIPPED: only root may ask for a file by its handle\n";
   }
   std::filesystem::permissions(tree_.folder().bytes(), std::filesystem::perms(0755));
   const OrdinaryUser user;

@@ -39,6 +39,8 @@ TEST_F(UserDefaultsTest, KeepsWhatIsSetForTheNextProcess) {
   EXPECT_EQ(next.get(word), "日本語\n\"\x01");
   EXPECT_EQ(next.get(date), instant);
   EXPECT_EQ(next.get(DefaultsKey<bool>{"count", true}), true) << "of another type";
+  folder_.write("big.json", R"({"count": 18446744073709551615})");
+  EXPECT_EQ(UserDefaults(folder_.path("big.json")).get(count), 90) << "more than 64 bits with a sign hold";
   EXPECT_TRUE(next.set(date, std::nullopt));
   EXPECT_EQ(next.value("date"), std::nullopt);
 }
@@ -71,20 +73,39 @@ TEST_F(UserDefaultsTest, TellsObserversOfChangesAlone) {
   }
   EXPECT_TRUE(defaults.set(count, 8));
   EXPECT_EQ(told, std::vector<std::string>{"count"});
+
+  std::optional<UserDefaults::Observation> last;
+  const auto ending = defaults.observe([&](std::string_view) { last.reset(); });
+  last = defaults.observe([&](std::string_view name) { told.emplace_back(name); });
+  EXPECT_TRUE(defaults.set(count, 9));
+  EXPECT_EQ(told.size(), 1U) << "an observation that another observer ends is over";
 }
 
 TEST_F(UserDefaultsTest, SetsADamagedFileAside) {
   for (const char* damaged : {"{\"count\": ", "[]", "", "\xff\xfe"}) {
     SCOPED_TRACE(damaged);
     folder_.write("new/folder/defaults.json", damaged);
-    const std::size_t entries = Log::entries().size();
     UserDefaults defaults(file_);
     EXPECT_EQ(defaults.get(count), 90);
-    EXPECT_EQ(folder_.read("new/folder/defaults.json.damaged"), damaged);
-    EXPECT_EQ(Log::entries().size(), entries + 1);
+    EXPECT_EQ(folder_.read("new/folder/defaults.json"), damaged) << "who only reads leaves it to others";
     EXPECT_TRUE(defaults.set(count, 1));
+    EXPECT_EQ(folder_.read("new/folder/defaults.json.damaged"), damaged);
+    EXPECT_EQ(Log::entries().back().message, "damaged settings, set aside as <private>");
     EXPECT_EQ(UserDefaults(file_).get(count), 1);
   }
+}
+
+TEST_F(UserDefaultsTest, WhatCannotBeReadIsNotWrittenOver) {
+  const OrdinaryUser user;
+  if (!user.isOrdinary()) GTEST_SKIP() << "cannot become an ordinary user";
+  const ScratchFolder own;
+  own.write("defaults.json", R"({"count": 1})");
+  std::filesystem::permissions(own.at("defaults.json"), std::filesystem::perms::none);
+  UserDefaults defaults(own.path("defaults.json"));
+  EXPECT_EQ(defaults.get(count), 90);
+  EXPECT_EQ(defaults.set(word, "x").error(), ErrorNumber::accessDenied);
+  std::filesystem::permissions(own.at("defaults.json"), std::filesystem::perms(0600));
+  EXPECT_EQ(UserDefaults(own.path("defaults.json")).get(count), 1);
 }
 
 TEST_F(UserDefaultsTest, WhatCannotBeWrittenHasNotChanged) {

@@ -45,14 +45,21 @@ TEST(AddStep, WarnsOnceThenCountsFoldersAndRegistersFiles) {
   const FilePath home("/home/u");
   const FilePath plain("/home/u/a");
   const FilePath cloud("/home/u/Dropbox/a");
-  const auto warning = [&](bool isDirectory) { return PendingCloudWarning{cloud, CloudService::dropbox, isDirectory}; };
+  const auto warning = [&](bool isDirectory) {
+    return PendingCloudWarning{UUID(), cloud, CloudService::dropbox, isDirectory};
+  };
   const std::vector<std::tuple<FilePath, std::optional<ItemKind>, AddDecision>> cases{
       {plain, std::nullopt, LocationMissing{plain}},   {cloud, std::nullopt, LocationMissing{cloud}},
       {plain, ItemKind::folder, FolderToCount{plain}}, {plain, ItemKind::file, FileToRegister{plain}},
       {cloud, ItemKind::folder, warning(true)},        {cloud, ItemKind::file, warning(false)},
   };
   for (const auto& [url, found, expected] : cases) {
-    EXPECT_EQ(AddStep::decide(url, found, home), expected) << url.bytes();
+    AddDecision decision = AddStep::decide(url, found, home);
+    if (auto* pending = std::get_if<PendingCloudWarning>(&decision)) {
+      EXPECT_NE(pending->id, std::get<PendingCloudWarning>(AddStep::decide(url, found, home)).id);
+      pending->id = UUID();
+    }
+    EXPECT_EQ(decision, expected) << url.bytes();
   }
   EXPECT_EQ(AddStep::afterWarning(warning(true)), AddDecision(FolderToCount{cloud}));
   EXPECT_EQ(AddStep::afterWarning(warning(false)), AddDecision(FileToRegister{cloud}));

@@ -15,8 +15,11 @@
 #include "Platform/Linux/FolderPath.h"
 #include "Platform/Linux/HostIdentity.h"
 #include "Platform/Linux/LocatedInode.h"
+#include "Platform/Linux/MountPlace.h"
 #include "Platform/Linux/SystemCall.h"
+#include "Platform/Linux/TreeEnumerator.h"
 #include "Platform/Linux/VolumePath.h"
+#include "Platform/Linux/VolumeRegistry.h"
 #include "Platform/LittleEndian.h"
 
 namespace quillbrook::Bookmark {
@@ -83,11 +86,21 @@ std::optional<Content> decode(std::span<const std::uint8_t> bytes) {
   return content;
 }
 
-// Of what a program sees at the path: beneath the mount in a volume, where inodes keep their numbers.
-Result<HostIdentity> identityAt(const FilePath& path) {
-  const auto inode = LocatedInode::open(path, FinalLink::noFollow);
+// What a program sees at the path: beneath the mount in a volume, where inodes keep their numbers, and for the volume's
+// own folder its source.
+Result<FileDescriptor> openHostInode(const FilePath& path) {
+  auto inode = LocatedInode::open(path, FinalLink::noFollow);
   if (!inode) return std::unexpected(inode.error());
-  return HostIdentity::at(inode->descriptor.get(), "");
+  const auto place = MountPlace::of(inode->descriptor.get());
+  const auto volume = place ? VolumeRegistry::find(inode->descriptor.get(), place->mountIdentifier) : nullptr;
+  if (!volume || !volume->source.isOpen() || volume->mountPoint != path.bytes()) return std::move(inode->descriptor);
+  return SystemCall::openAt(volume->source.get(), ".", O_PATH | O_DIRECTORY);
+}
+
+Result<HostIdentity> identityAt(const FilePath& path) {
+  const auto inode = openHostInode(path);
+  if (!inode) return std::unexpected(inode.error());
+  return HostIdentity::at(inode->get(), "");
 }
 
 bool leadsTo(const FilePath& path, const HostIdentity& identity) {
@@ -119,6 +132,29 @@ std::optional<FileDescriptor> openAncestor(const FilePath& path) {
   }
 }
 
+// The highest folder above the path that lies on the same file system as the nearest.
+FilePath highestAncestor(const Content& content) {
+  FilePath highest = content.path.parent();
+  while (!identityAt(highest) && highest.bytes() != "/") highest = highest.parent();
+  const auto nearest = identityAt(highest);
+  while (nearest && highest.bytes() != "/") {
+    const auto above = identityAt(highest.parent());
+    if (!above || above->deviceMajor != nearest->deviceMajor || above->deviceMinor != nearest->deviceMinor) break;
+    highest = highest.parent();
+  }
+  return highest;
+}
+
+std::optional<FilePath> findBelow(const FilePath& folder, const HostIdentity& identity) {
+  const auto walk = TreeEnumerator::open(folder, DirectoryEnumerator::Depth::recursive);
+  if (!walk) return std::nullopt;
+  while (const auto entry = (*walk)->next()) {
+    const auto status = (*walk)->hostStatus();
+    if (status && status->st_ino == identity.inode && leadsTo(entry->path, identity)) return entry->path;
+  }
+  return std::nullopt;
+}
+
 // Wherever it is on the file system that the path is on. Beneath a volume that is mounted in place paths are the same.
 std::optional<FilePath> findByHandle(const Content& content) {
   const auto ancestor = openAncestor(content.path);
@@ -129,21 +165,22 @@ std::optional<FilePath> findByHandle(const Content& content) {
     return std::nullopt;
   }
   const FileDescriptor file = FileHandle::open(ancestor->get(), content.handle);
-  const auto path = file.isOpen() ? FolderPath::of(file.get()) : std::unexpected(ErrorNumber::noEntry);
+  if (!file.isOpen()) return std::nullopt;
+  const auto path = FolderPath::of(file.get());
   if (path && leadsTo(*path, content.identity)) return *path;
-  return std::nullopt;
+  // It is there, but the kernel has not come across its name yet: that has to be looked for.
+  return findBelow(highestAncestor(content), content.identity);
 }
 
 }  // namespace
 
 Result<std::vector<std::uint8_t>> create(const FilePath& url) {
   if (!url.bytes().starts_with('/')) return std::unexpected(ErrorNumber::invalid);
-  const auto inode = LocatedInode::open(url, FinalLink::noFollow);
+  const auto inode = openHostInode(url);
   if (!inode) return std::unexpected(inode.error());
-  const auto identity = HostIdentity::at(inode->descriptor.get(), "");
+  const auto identity = HostIdentity::at(inode->get(), "");
   if (!identity) return std::unexpected(identity.error());
-  return encode(
-      {.identity = *identity, .handle = FileHandle::of(inode->descriptor.get()).value_or(Bytes()), .path = url});
+  return encode({.identity = *identity, .handle = FileHandle::of(inode->get()).value_or(Bytes()), .path = url});
 }
 
 Result<Resolved> resolve(std::span<const std::uint8_t> bookmark) {

@@ -21,10 +21,13 @@ struct Known {
   MountTableWatch watch QB_GUARDED_BY(mutex);
   std::vector<MountEntry> table QB_GUARDED_BY(mutex);
   std::vector<FileSystemPlace> sources QB_GUARDED_BY(mutex);
+  bool isUnknown QB_GUARDED_BY(mutex) = false;  // the table is there and could not be read
 };
 
 void readAgain(Known& known) QB_REQUIRES(known.mutex) {
-  known.table = MountTable::read().value_or(std::vector<MountEntry>());
+  auto table = MountTable::read();
+  known.isUnknown = !table && table.error() != ErrorNumber::noEntry;
+  known.table = std::move(table).value_or(std::vector<MountEntry>());
   known.sources.clear();
   for (const MountEntry& entry : known.table) {
     if (entry.type != VolumeProtocol::mountType) continue;
@@ -39,7 +42,8 @@ void readAgain(Known& known) QB_REQUIRES(known.mutex) {
 bool contain(int folder) {
   static Known known;
   const MutexLock guard(known.mutex);
-  if (known.watch.hasChanged()) readAgain(known);
+  if (known.watch.hasChanged() || known.isUnknown) readAgain(known);
+  if (known.isUnknown) return true;
   if (known.sources.empty()) return false;
   const auto path = FolderPath::of(folder);
   const auto place = path ? FileSystemPlace::of(*path, known.table) : std::nullopt;

@@ -47,7 +47,11 @@ StopSignals::StopSignals() : waiter_(std::make_unique<Waiter>()) {
   struct sigaction action{};
   action.sa_handler = handle;
   action.sa_flags = SA_RESTART;
-  for (std::size_t i = 0; i < signals.size(); ++i) ::sigaction(signals[i], &action, &waiter_->previous[i]);
+  for (std::size_t i = 0; i < signals.size(); ++i) {
+    ::sigaction(signals[i], nullptr, &waiter_->previous[i]);
+    // Whoever started the process wants it to go on, as a shell does with what runs in the background.
+    if (waiter_->previous[i].sa_handler != SIG_IGN) ::sigaction(signals[i], &action, nullptr);
+  }
 }
 
 StopSignals::~StopSignals() {

@@ -63,6 +63,7 @@ Json jsonOf(const UserDefaults::Value& value) {
 
 std::optional<UserDefaults::Value> valueOf(const Json& json) {
   if (json.is_boolean()) return json.get<bool>();
+  if (json.is_number_unsigned() && json.get<std::uint64_t>() > INT64_MAX) return std::nullopt;
   if (json.is_number_integer()) return json.get<std::int64_t>();
   if (json.is_string()) return json.get<std::string>();
   return std::nullopt;
@@ -83,27 +84,25 @@ struct UserDefaults::Content {
   Json values QB_GUARDED_BY(mutex) = Json::object();
   std::vector<std::weak_ptr<const Observer>> observers QB_GUARDED_BY(mutex);
 
-  // What cannot be read leaves what was known.
-  void readAgain() QB_REQUIRES(mutex) {
+  // What cannot be read leaves what was known. Only who holds the lock sets a damaged file aside: to others it is as if
+  // nothing were set.
+  Result<void> readAgain(bool isLocked) QB_REQUIRES(mutex) {
     const Version now = versionOf(file);
-    if (now == version) return;
+    if (now == version) return {};
     const auto content = read(file);
     if (!content) {
       defaultsLog.write(LogLevel::error, "settings cannot be read: %{public}s", {content.error().text()});
-      return;
+      return std::unexpected(content.error());
     }
-    if (!*content) setAside(file);
+    if (!*content && isLocked) setAside(file);
     values = content->value_or(Json::object());
-    version = *content ? now : versionOf(file);
+    version = *content || !isLocked ? now : versionOf(file);
+    return {};
   }
 
-  std::vector<std::shared_ptr<const Observer>> listeners() QB_REQUIRES(mutex) {
-    std::vector<std::shared_ptr<const Observer>> living;
-    std::erase_if(observers, [&](const auto& observer) {
-      if (auto alive = observer.lock()) living.push_back(std::move(alive));
-      return observer.expired();
-    });
-    return living;
+  std::vector<std::weak_ptr<const Observer>> listeners() QB_REQUIRES(mutex) {
+    std::erase_if(observers, [](const auto& observer) { return observer.expired(); });
+    return observers;
   }
 };
 
@@ -120,26 +119,29 @@ UserDefaults& UserDefaults::standard() {
 
 std::optional<UserDefaults::Value> UserDefaults::value(std::string_view name) const {
   const MutexLock guard(content_->mutex);
-  content_->readAgain();
+  // Why it could not be read is in the log.
+  [[maybe_unused]] const auto read = content_->readAgain(false);
   const auto found = content_->values.find(name);
   return found == content_->values.end() ? std::nullopt : valueOf(*found);
 }
 
 Result<void> UserDefaults::setValue(std::string_view name, const std::optional<Value>& value) {
   if (value && !isText(*value)) return std::unexpected(ErrorNumber::invalid);
-  std::vector<std::shared_ptr<const Observer>> listeners;
+  std::vector<std::weak_ptr<const Observer>> listeners;
   {
     const MutexLock guard(content_->mutex);
     std::error_code failure;
     std::filesystem::create_directories(content_->file.parent().bytes(), failure);
     if (failure) return std::unexpected(ErrorNumber{failure.value()});
     // Another process that sets something waits, so that neither loses what the other has set.
-    const FilePath lockFile = content_->file.appendingExtension("lock");
-    const auto lock = SystemCall::openAt(AT_FDCWD, lockFile.c_str(), O_RDWR | O_CREAT, 0600);
+    const FilePath folder = content_->file.parent();
+    const auto lock = SystemCall::openAt(AT_FDCWD, folder.c_str(), O_RDONLY | O_DIRECTORY);
     if (!lock) return std::unexpected(lock.error());
     if (const auto held = SystemCall::checked([&] { return ::flock(lock->get(), LOCK_EX); }); !held) return held;
 
-    content_->readAgain();
+    // Settings that are there and cannot be read must not be written over.
+    content_->version = {};
+    if (const auto read = content_->readAgain(true); !read) return read;
     Json values = content_->values;
     if (value) {
       values[std::string(name)] = jsonOf(*value);
@@ -153,7 +155,9 @@ Result<void> UserDefaults::setValue(std::string_view name, const std::optional<V
     content_->version = versionOf(content_->file);
     listeners = content_->listeners();
   }
-  for (const auto& listener : listeners) (*listener)(name);
+  for (const auto& listener : listeners) {
+    if (const auto alive = listener.lock()) (*alive)(name);
+  }
   return {};
 }
 

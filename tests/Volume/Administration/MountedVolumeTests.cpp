@@ -3,6 +3,7 @@
 #include <poll.h>
 #include <sys/mount.h>
 
+#include "Platform/Bookmark.h"
 #include "Platform/FileSystem.h"
 #include "Platform/Linux/FileDescriptor.h"
 #include "Platform/Linux/FuseUnmount.h"
@@ -125,6 +126,22 @@ TEST_F(MountedVolumeTests, KnowsItsOwnByEveryMount) {
   ASSERT_TRUE(free);
   EXPECT_TRUE((*free)->flock());
   EXPECT_EQ(::umount2(elsewhere.folder().c_str(), MNT_DETACH), 0);
+}
+
+// What is registered while it is mounted is found after it was unmounted and renamed.
+TEST_F(MountedVolumeTests, ABookmarkOfTheVolumeIsOneOfItsFolder) {
+  mount();
+  const auto whole = Bookmark::create(tree_.folder());
+  const auto part = Bookmark::create(tree_.path("ordinary"));
+  ASSERT_TRUE(whole && part);
+  EXPECT_EQ(Bookmark::resolve(*whole), (Bookmark::Resolved{tree_.folder(), false}));
+  unmount();
+  EXPECT_EQ(Bookmark::resolve(*whole), (Bookmark::Resolved{tree_.folder(), false}));
+  const FilePath renamed = tree_.folder().appendingExtension("renamed");
+  std::filesystem::rename(tree_.folder().bytes(), renamed.bytes());
+  const auto found = Bookmark::resolve(*whole);
+  std::filesystem::rename(renamed.bytes(), tree_.folder().bytes());
+  EXPECT_EQ(found, (Bookmark::Resolved{renamed, true}));
 }
 
 // The signal is sent when kill returns; each thread stops in its own time, and may answer until then.
