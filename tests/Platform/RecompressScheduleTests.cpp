@@ -64,10 +64,10 @@ TEST_F(RecompressScheduleTest, PutsTimerAndServiceInPlaceAndTakesThemAway) {
 
   if (std::filesystem::exists("/usr/bin/systemd-analyze")) {
     ::setenv("XDG_RUNTIME_DIR", folder_.at("").c_str(), 1);
-    auto peer = ChildProgram::start({"/usr/bin/systemd-analyze", "--user", "verify", folder_.at(timer_)},
+    auto peer = ChildProgram::start({"/usr/bin/systemd-analyze", "--user", "--man=no", "verify", folder_.at(timer_)},
                                     ChildProgram::Session::own);
     ASSERT_TRUE(peer.has_value());
-    EXPECT_EQ(peer->wait(), 0);
+    EXPECT_EQ(peer->wait(), 0) << peer->words();
     EXPECT_EQ(peer->words(), "");
   } else {
     std::cout << "SKIPPED: systemd-analyze, the peer, is not installed\n";
@@ -114,6 +114,7 @@ TEST_F(RecompressScheduleTest, AManagerThatRefusesIsTold) {
   EXPECT_EQ(RecompressSchedule::disable()->reach, Reach::notRunning);
   EXPECT_EQ(RecompressSchedule::status()->reach, Reach::notRunning);
 
+  std::filesystem::remove(folder_.path(link_).parent().bytes());
   folder_.write("config/systemd/user/timers.target.wants", "");
   EXPECT_TRUE(std::holds_alternative<ScheduleErrors::SystemFailure>(RecompressSchedule::enable().error()));
 }
