@@ -100,32 +100,46 @@ std::optional<std::string> dateOf(std::string_view properties, std::string_view 
   return std::string(values.front());
 }
 
+std::string disabledSentence(const ScheduleOutcome& outcome) {
+  if (!outcome.wasEnabled) return "The unattended run was not scheduled: nothing of this user's starts it.";
+  switch (outcome.reach) {
+    case Reach::running:
+      return "The unattended run is not scheduled any more; one that is under way goes on to its end.";
+    case Reach::notRunning:
+      return "The unattended run is not scheduled any more: no service manager of yours is running, and the next will "
+             "not know of it.";
+    case Reach::notInstalled: break;
+  }
+  return "The unattended run is not scheduled any more; systemd is not installed, so if crontab starts it, remove its "
+         "line there.";
+}
+
 }  // namespace
 
 std::expected<ScheduleOutcome, ScheduleError> RecompressSchedule::enable(ScheduleInterval interval) {
   auto program = InstalledProgram::find("quillbrook");
   if (!program) return std::unexpected(ScheduleErrors::ProgramMissing{std::move(program.error())});
   const SchedulePlaces places;
-  const ScheduleOutcome outcome{.timerFile = places.timer,
-                                .serviceFile = places.service,
-                                .reach = UserServiceManager::reach(),
-                                .interval = interval,
-                                .wasEnabled = UserUnit::isEnabled(places.link)};
+  ScheduleOutcome outcome{.timerFile = places.timer,
+                          .serviceFile = places.service,
+                          .reach = UserServiceManager::reach(),
+                          .interval = interval,
+                          .wasEnabled = UserUnit::isEnabled(places.link)};
   if (const auto placed = putInPlace(places, *program, interval); !placed) return failure(placed.error());
   if (outcome.reach != Reach::running) return outcome;
   if (const auto told = UserServiceManager::run({"daemon-reload"}); !told) return failure(told.error());
-  // A timer that waits already would go on waiting for the date that it had.
+  // One that waits already begins anew, with the dates that it has now.
   if (const auto told = UserServiceManager::run({"restart", timerName}); !told) return failure(told.error());
   return outcome;
 }
 
 std::expected<ScheduleOutcome, ScheduleError> RecompressSchedule::disable() {
   const SchedulePlaces places;
-  const ScheduleOutcome outcome{.timerFile = places.timer,
-                                .serviceFile = places.service,
-                                .reach = UserServiceManager::reach(),
-                                .interval = std::nullopt,
-                                .wasEnabled = UserUnit::isEnabled(places.link)};
+  ScheduleOutcome outcome{.timerFile = places.timer,
+                          .serviceFile = places.service,
+                          .reach = UserServiceManager::reach(),
+                          .interval = std::nullopt,
+                          .wasEnabled = UserUnit::isEnabled(places.link)};
   const bool isManaged = outcome.reach == Reach::running;
   if (isManaged) {
     // It refuses to stop what it does not know, and a timer may wait whose file is gone already.
@@ -168,20 +182,8 @@ std::expected<ScheduleStatus, ScheduleError> RecompressSchedule::status() {
 }
 
 std::string sentence(const ScheduleOutcome& outcome) {
-  if (!outcome.interval) {
-    if (!outcome.wasEnabled) return "The unattended run was not scheduled: nothing of this user's starts it.";
-    switch (outcome.reach) {
-      case Reach::running:
-        return "The unattended run is not scheduled any more; one that is under way goes on to its end.";
-      case Reach::notRunning:
-        return "The unattended run is not scheduled any more: no service manager of yours is running, and the next "
-               "will not know of it.";
-      case Reach::notInstalled:
-        return "The unattended run is not scheduled any more; systemd is not installed, so if crontab starts it, "
-               "remove its line there.";
-    }
-  }
-  const auto interval = name(outcome.interval.value_or(ScheduleInterval::weekly));
+  if (!outcome.interval) return disabledSentence(outcome);
+  const auto interval = name(*outcome.interval);
   switch (outcome.reach) {
     case Reach::running:
       return fmt::format("The unattended run is scheduled {}, on mains power ({}).", interval, timerName);
