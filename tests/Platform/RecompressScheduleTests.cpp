@@ -10,12 +10,12 @@ using Reach = ServiceManagerReach;
 
 class RecompressScheduleTest : public testing::Test {
  protected:
-  RecompressScheduleTest() {
+  void SetUp() override {
     makeProgram("quillbrook", "");
     ::setenv("XDG_CONFIG_HOME", folder_.at("config").c_str(), 1);
     ::setenv("PATH", folder_.at("programs").c_str(), 1);
   }
-  ~RecompressScheduleTest() override {
+  void TearDown() override {
     ::setenv("PATH", path_.c_str(), 1);
     ::unsetenv("XDG_CONFIG_HOME");
   }
@@ -39,7 +39,7 @@ class RecompressScheduleTest : public testing::Test {
   static constexpr const char* timer_ = "config/systemd/user/quillbrook-recompress.timer";
   static constexpr const char* service_ = "config/systemd/user/quillbrook-recompress.service";
   static constexpr const char* link_ = "config/systemd/user/timers.target.wants/quillbrook-recompress.timer";
-  const std::string path_ = ::getenv("PATH");
+  const FilePath path_{::getenv("PATH") == nullptr ? "" : ::getenv("PATH")};
   const ScratchFolder folder_;
 };
 

@@ -25,7 +25,8 @@ TEST(UserUnitTests, FindsAProgramButNoFolderOfItsNameAndNothingByARelativePath) 
   for (const char* name : {"relative/odd program", "with blank/odd program"}) {
     std::filesystem::permissions(folder.at(name), std::filesystem::perms::owner_all);
   }
-  const std::string before = ::getenv("PATH");
+  const char* path = ::getenv("PATH");
+  const std::string before(path == nullptr ? "" : path);
   const std::string relative = std::filesystem::relative(folder.at("relative")).native();
   ::setenv("PATH", (relative + "::" + folder.at("first") + ":" + folder.at("unusable")).c_str(), 1);
   const auto missing = InstalledProgram::find("odd program");
