@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "Platform/Linux/FolderPath.h"
+#include "Platform/Linux/InstalledProgram.h"
 #include "Platform/Linux/MountTable.h"
 #include "Platform/Linux/SystemCall.h"
 #include "Platform/Linux/VolumeNesting.h"
@@ -145,21 +146,17 @@ Result<std::vector<FilePath>> homesOfPeople() {
 
 }  // namespace
 
-FilePath MountSurroundings::configurationFolder() {
-  return resolved(StandardFolders::configuration());
-}
-
 Result<MountSurroundings> MountSurroundings::current() {
   MountSurroundings surroundings;
   surroundings.home = resolved(StandardFolders::home());
-  surroundings.configuration = configurationFolder();
+  surroundings.configuration = resolved(StandardFolders::configuration());
   surroundings.data = resolved(StandardFolders::data());
   surroundings.state = resolved(StandardFolders::state());
   if (const auto runtime = StandardFolders::runtime()) surroundings.runtime = resolved(*runtime);
   auto homes = homesOfPeople();
   if (!homes) return std::unexpected(homes.error());
   surroundings.otherHomes = std::move(*homes);
-  surroundings.programs.push_back(DaemonProgram::ownFolder());
+  surroundings.programs.push_back(InstalledProgram::ownFolder());
   if (const auto daemon = DaemonProgram::find()) surroundings.programs.push_back(daemon->parent());
   return surroundings;
 }

@@ -23,8 +23,6 @@ struct MountSurroundings {
   std::vector<FilePath> otherHomes;  // of the people in the user database
   std::vector<FilePath> programs;    // the folders of the running executable and of the daemon
 
-  // $XDG_CONFIG_HOME of this process.
-  [[nodiscard]] static FilePath configurationFolder();
   // From this process's environment and the user database. Errors as of reading the latter. One thread at a time.
   [[nodiscard]] static Result<MountSurroundings> current();
 };

@@ -43,14 +43,4 @@ bool isOfFolder(std::string_view name) {
   return name != templateFile && name.starts_with(beforePath) && name.ends_with(behindPath);
 }
 
-std::string quoted(const FilePath& program) {
-  std::string text = "\"";
-  for (const char byte : program.bytes()) {
-    if (byte == '"' || byte == '\\') text += '\\';
-    if (byte == '%') text += byte;
-    text += byte;
-  }
-  return text + '"';
-}
-
 }  // namespace quillbrook::UnitName

@@ -6,7 +6,7 @@
 
 #include "Platform/FilePath.h"
 
-// The names of the systemd user units that mount volumes at login, and what stands in them. Any thread.
+// The names of the systemd user units that mount volumes at login. Any thread.
 namespace quillbrook::UnitName {
 
 // The file of the one unit that all folders share.
@@ -20,8 +20,5 @@ inline constexpr std::string_view templateFile = "quillbrook-volume@.service";
 
 // Whether a file's name is that of some folder's unit.
 [[nodiscard]] bool isOfFolder(std::string_view name);
-
-// systemd.syntax(7) and systemd.service(5): a program between double quotes, with "%" taken as it is.
-[[nodiscard]] std::string quoted(const FilePath& program);
 
 }  // namespace quillbrook::UnitName

@@ -7,27 +7,13 @@
 #include <utility>
 
 #include "Platform/Linux/DaemonAddress.h"
+#include "Platform/Linux/ProgramWords.h"
 #include "Platform/Linux/VolumeProtocol.h"
 
 namespace quillbrook {
 namespace {
 
 using namespace VolumeErrors;
-
-// A program's last words as the end of a sentence: its white space at the end goes, nothing else.
-std::string_view trimmed(std::string_view words) {
-  const std::size_t last = words.find_last_not_of(" \t\r\n");
-  return last == std::string_view::npos ? std::string_view{} : words.substr(0, last + 1);
-}
-
-std::string withWords(std::string text, std::string_view words) {
-  words = trimmed(words);
-  if (words.empty()) return text + '.';
-  text += ": ";
-  text += words;
-  if (!words.ends_with('.')) text += '.';
-  return text;
-}
 
 std::string listed(const std::vector<FolderUser>& users) {
   std::string text;
@@ -72,13 +58,14 @@ struct Describer {
   }
   std::string operator()(const DaemonFailed& e) const {
     return fmt::format("daemonFailed(folder: {}, exitCode: {}, words: {}, hadMounted: {})", e.folder.displayText(),
-                       e.exitCode, trimmed(e.words), e.hadMounted);
+                       e.exitCode, ProgramWords::trimmed(e.words), e.hadMounted);
   }
   std::string operator()(const InUse& e) const {
     return fmt::format("inUse(folder: {}, users: {})", e.folder.displayText(), e.users.size());
   }
   std::string operator()(const HelperFailed& e) const {
-    return fmt::format("helperFailed(command: {}, exitCode: {}, words: {})", e.command, e.exitCode, trimmed(e.words));
+    return fmt::format("helperFailed(command: {}, exitCode: {}, words: {})", e.command, e.exitCode,
+                       ProgramWords::trimmed(e.words));
   }
   std::string operator()(const SystemFailure& e) const {
     return fmt::format("systemFailure(action: {}, path: {}, reason: {})", e.action, e.path.displayText(),
@@ -159,10 +146,11 @@ struct Sentence {
                          e.folder.displayText(), e.exitCode > signalBase ? "was ended by signal" : "failed with code",
                          e.exitCode > signalBase ? e.exitCode - signalBase : e.exitCode);
     }
-    return withWords(fmt::format("{} could not be mounted, since quillbrook-volume ended with code {}; put right what "
-                                 "it says and mount again",
-                                 e.folder.displayText(), e.exitCode),
-                     trimmed(e.words).empty() ? "it said nothing" : std::string_view(e.words));
+    return ProgramWords::behind(
+        fmt::format("{} could not be mounted, since quillbrook-volume ended with code {}; put right what "
+                    "it says and mount again",
+                    e.folder.displayText(), e.exitCode),
+        ProgramWords::trimmed(e.words).empty() ? "it said nothing" : std::string_view(e.words));
   }
   std::string operator()(const InUse& e) const {
     if (e.users.empty()) {
@@ -179,11 +167,7 @@ struct Sentence {
                                            : "",
                        listed(e.users));
   }
-  std::string operator()(const HelperFailed& e) const {
-    return withWords(
-        fmt::format("`{}` failed with code {}; put right what it says and try again", e.command, e.exitCode),
-        trimmed(e.words).empty() ? "it said nothing" : std::string_view(e.words));
-  }
+  std::string operator()(const HelperFailed& e) const { return ProgramWords::failure(e.command, e.exitCode, e.words); }
   std::string operator()(const SystemFailure& e) const {
     if (e.reason == ErrorNumber::readOnly) {
       return fmt::format("Could not {} {}, which cannot be written to: mount its file system for writing: {}.",

@@ -5,66 +5,57 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
-#include <cerrno>
-#include <filesystem>
 #include <string>
-#include <string_view>
-#include <system_error>
 #include <utility>
+#include <variant>
 #include <vector>
 
 #include "Platform/Linux/FolderListing.h"
 #include "Platform/Linux/FolderPath.h"
-#include "Platform/Linux/SmallFile.h"
 #include "Platform/Linux/SystemCall.h"
+#include "Platform/Linux/UserServiceManager.h"
+#include "Platform/Linux/UserUnit.h"
 #include "Volume/Administration/DaemonProgram.h"
 #include "Volume/Administration/MountPolicy.h"
 #include "Volume/Administration/MountedVolumes.h"
 #include "Volume/Administration/UnitName.h"
 #include "Volume/Administration/UnitTemplate.h"
-#include "Volume/Administration/UserServiceManager.h"
 
 namespace quillbrook {
 namespace {
 
-using UserServiceManager::Reach;
-
-constexpr std::string_view targetName = "default.target.wants";
+using Reach = ServiceManagerReach;
 
 struct UnitPlaces {
-  FilePath folder;  // of unit files
-  FilePath wants;   // of the links to what starts at login
   FilePath unitFile;
-  FilePath link;
+  FilePath link;  // to it, from what starts at login
 };
 
 UnitPlaces placesOf(const std::string& unit) {
-  UnitPlaces places;
-  places.folder = MountSurroundings::configurationFolder().appending("systemd/user");
-  places.wants = places.folder.appending(targetName);
-  places.unitFile = places.folder.appending(UnitName::templateFile);
-  places.link = places.wants.appending(unit);
-  return places;
+  return {.unitFile = UserUnit::file(UnitName::templateFile), .link = UserUnit::link("default.target", unit)};
 }
 
-std::expected<void, VolumeError> putInPlace(const UnitPlaces& places, const FilePath& daemon) {
-  std::error_code error;
-  std::filesystem::create_directories(places.wants.bytes(), error);
-  if (error) return systemFailure("create", places.wants, ErrorNumber{error.value()});
-  if (const auto written = SmallFile::replace(places.unitFile, UnitTemplate::filled(UnitName::quoted(daemon)));
-      !written) {
-    return systemFailure("write", places.unitFile, written.error());
-  }
-  const std::string target = "../" + std::string(UnitName::templateFile);
-  if (::symlink(target.c_str(), places.link.c_str()) != 0 && errno != EEXIST) {
-    return systemFailure("create", places.link, ErrorNumber{errno});
-  }
-  return {};
+std::unexpected<VolumeError> failure(const UserUnitError& error) {
+  struct Translation {
+    VolumeError operator()(const UserUnitErrors::SystemFailure& e) const {
+      return VolumeErrors::SystemFailure{e.action, e.path, e.reason};
+    }
+    VolumeError operator()(const UserUnitErrors::CommandFailed& e) const {
+      return VolumeErrors::HelperFailed{e.command, e.exitCode, e.words};
+    }
+  };
+  return std::unexpected(std::visit(Translation{}, error));
 }
 
-// Whether any folder is enabled still.
-Result<bool> hasInstances(const UnitPlaces& places) {
-  const auto folder = SystemCall::openAt(AT_FDCWD, places.wants.c_str(), O_PATH | O_DIRECTORY);
+std::expected<void, UserUnitError> putInPlace(const UnitPlaces& places, const FilePath& daemon) {
+  const std::string text = UserUnit::filled(UnitTemplate::text, "{PROGRAM}", UserUnit::quoted(daemon));
+  if (auto written = UserUnit::write(places.unitFile, text); !written) return written;
+  return UserUnit::enable(places.link, UnitName::templateFile);
+}
+
+// Whether any folder is enabled still, of those that have a link in `wants`.
+Result<bool> hasInstances(const FilePath& wants) {
+  const auto folder = SystemCall::openAt(AT_FDCWD, wants.c_str(), O_PATH | O_DIRECTORY);
   if (!folder && folder.error() == ErrorNumber::noEntry) return false;
   if (!folder) return std::unexpected(folder.error());
   auto listing = FolderListing::open(folder->get());
@@ -77,17 +68,13 @@ Result<bool> hasInstances(const UnitPlaces& places) {
   }
 }
 
-std::expected<void, VolumeError> takeAway(const UnitPlaces& places) {
-  if (::unlink(places.link.c_str()) != 0 && errno != ENOENT) {
-    return systemFailure("remove", places.link, ErrorNumber{errno});
-  }
-  const auto isNeeded = hasInstances(places);
-  if (!isNeeded) return systemFailure("read", places.wants, isNeeded.error());
+std::expected<void, UserUnitError> takeAway(const UnitPlaces& places) {
+  if (auto removed = UserUnit::remove(places.link); !removed) return removed;
+  const FilePath wants = places.link.parent();
+  const auto isNeeded = hasInstances(wants);
+  if (!isNeeded) return std::unexpected(UserUnitErrors::SystemFailure{"read", wants, isNeeded.error()});
   if (*isNeeded) return {};
-  if (::unlink(places.unitFile.c_str()) != 0 && errno != ENOENT) {
-    return systemFailure("remove", places.unitFile, ErrorNumber{errno});
-  }
-  return {};
+  return UserUnit::remove(places.unitFile);
 }
 
 std::expected<FilePath, VolumeError> resolvedFolder(const FilePath& folder) {
@@ -113,16 +100,16 @@ std::expected<UnitOutcome, VolumeError> VolumeUnit::enable(const FilePath& folde
                       .isEnabled = true};
   const UnitPlaces places = placesOf(outcome.unit);
   outcome.unitFile = places.unitFile;
-  if (const auto placed = putInPlace(places, *daemon); !placed) return std::unexpected(placed.error());
+  if (const auto placed = putInPlace(places, *daemon); !placed) return failure(placed.error());
   if (outcome.reach != Reach::running) return outcome;
-  if (const auto told = UserServiceManager::run({"daemon-reload"}); !told) return std::unexpected(told.error());
+  if (const auto told = UserServiceManager::run({"daemon-reload"}); !told) return failure(told.error());
   // A second daemon would be refused again and again, and nobody would be told.
   const auto volumes = MountedVolumes::read();
   if (!volumes) return MountedVolumes::failure(volumes.error());
   outcome.isMountedAlready = MountedVolumes::at(*volumes, *resolved) != nullptr;
   std::vector<std::string> command{"enable", outcome.unit};
   if (!outcome.isMountedAlready) command.emplace_back("--now");
-  if (const auto told = UserServiceManager::run(command); !told) return std::unexpected(told.error());
+  if (const auto told = UserServiceManager::run(command); !told) return failure(told.error());
   return outcome;
 }
 
@@ -137,15 +124,15 @@ std::expected<UnitOutcome, VolumeError> VolumeUnit::disable(const FilePath& fold
   const UnitPlaces places = placesOf(outcome.unit);
   outcome.unitFile = places.unitFile;
   // What a run that was interrupted left is taken away all the same.
-  outcome.wasEnabled = ::faccessat(AT_FDCWD, places.link.c_str(), F_OK, AT_SYMLINK_NOFOLLOW) == 0;
+  outcome.wasEnabled = UserUnit::isEnabled(places.link);
   const bool isManaged = outcome.reach == Reach::running;
   if (isManaged && ::access(places.unitFile.c_str(), F_OK) == 0) {
     if (const auto told = UserServiceManager::run({"disable", "--now", outcome.unit}); !told)
-      return std::unexpected(told.error());
+      return failure(told.error());
   }
-  if (const auto taken = takeAway(places); !taken) return std::unexpected(taken.error());
+  if (const auto taken = takeAway(places); !taken) return failure(taken.error());
   if (isManaged) {
-    if (const auto told = UserServiceManager::run({"daemon-reload"}); !told) return std::unexpected(told.error());
+    if (const auto told = UserServiceManager::run({"daemon-reload"}); !told) return failure(told.error());
   }
   return outcome;
 }

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "Platform/FilePath.h"
-#include "Volume/Administration/UserServiceManager.h"
+#include "Platform/ServiceManagerReach.h"
 #include "Volume/Administration/VolumeError.h"
 
 namespace quillbrook {
@@ -17,7 +17,7 @@ struct UnitOutcome {
   FilePath unitFile;
   // Only a running manager took it up: the volume is mounted, or unmounted, now. Otherwise what was put in place counts
   // from the next login on, once systemd is installed.
-  UserServiceManager::Reach reach = UserServiceManager::Reach::running;
+  ServiceManagerReach reach = ServiceManagerReach::running;
   bool isEnabled = false;         // enabled, otherwise disabled
   bool wasEnabled = false;        // of disabling: otherwise there was nothing to undo
   bool isMountedAlready = false;  // enabled while mounted: the mount stays as it is until the next login

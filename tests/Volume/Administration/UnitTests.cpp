@@ -43,7 +43,7 @@ TEST(VolumeUnitTests, PutsUnitAndLinkInPlaceAndTakesThemAway) {
 
   const auto first = VolumeUnit::enable(tree.path("one"), false);
   ASSERT_TRUE(first.has_value()) << sentence(first.error());
-  EXPECT_NE(first->reach, UserServiceManager::Reach::running);
+  EXPECT_NE(first->reach, ServiceManagerReach::running);
   const std::string folder = "home/.config/systemd/user/";
   const std::string unitFile = folder + "quillbrook-volume@.service";
   EXPECT_EQ(first->unitFile, tree.path(unitFile));

@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: MIT
-#include "Volume/Administration/UserServiceManager.h"
+#include "Platform/Linux/UserServiceManager.h"
 
 #include <utility>
 
-#include "Platform/FilePath.h"
 #include "Platform/Linux/ChildProgram.h"
 
 namespace quillbrook::UserServiceManager {
@@ -20,20 +19,20 @@ Result<ChildProgram> start(const std::vector<std::string>& arguments) {
 }  // namespace
 
 // A manager that answers has a version, whatever its state; without one the call fails.
-Reach reach() {
+ServiceManagerReach reach() {
   auto child = start({"show", "--property=Version", "--value"});
-  if (!child) return Reach::notInstalled;
-  return child->wait() == 0 ? Reach::running : Reach::notRunning;
+  if (!child) return ServiceManagerReach::notInstalled;
+  return child->wait() == 0 ? ServiceManagerReach::running : ServiceManagerReach::notRunning;
 }
 
-std::expected<void, VolumeError> run(const std::vector<std::string>& arguments) {
+std::expected<std::string, UserUnitError> run(const std::vector<std::string>& arguments) {
   auto child = start(arguments);
-  if (!child) return systemFailure("start", FilePath(program), child.error());
+  if (!child) return std::unexpected(UserUnitErrors::SystemFailure{"start", FilePath(program), child.error()});
   const int exitCode = child->wait();
-  if (exitCode == 0) return {};
+  if (exitCode == 0) return child->words();
   std::string command = std::string(program) + " --user";
   for (const std::string& argument : arguments) command += ' ' + argument;
-  return std::unexpected(VolumeErrors::HelperFailed{std::move(command), exitCode, child->words()});
+  return std::unexpected(UserUnitErrors::CommandFailed{std::move(command), exitCode, child->words()});
 }
 
 }  // namespace quillbrook::UserServiceManager
