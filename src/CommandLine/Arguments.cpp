@@ -50,6 +50,7 @@ struct Values {
   SearchForm form;
   std::string olderThan;
   std::string extensions;
+  std::string every;
   bool includesCompressed = false;
   bool includesHidden = false;
   bool version = false;
@@ -73,6 +74,7 @@ constexpr std::array optionRules{
     OptionRule{"--older-than", "a number of months or years, as 6months or 1year"},
     OptionRule{"--min-size", "a number of megabytes, as 10 or 0.5"},
     OptionRule{"--max-size", "a number of megabytes, as 10 or 0.5"},
+    OptionRule{"--every", "daily, weekly or monthly"},
     OptionRule{"--extensions", "all, text, sourceCode or binary"},
 };
 
@@ -138,6 +140,7 @@ class Grammar {
     addRegistryVerbs();
     addSearchVerbs();
     addSettingsVerbs();
+    addScheduleVerbs();
     addVolumeVerbs();
   }
 
@@ -314,6 +317,31 @@ class Grammar {
     addJson(*set);
   }
 
+  void addScheduleVerbs() {
+    CLI::App& schedule = addGroup("schedule", "Have the unattended run started by systemd");
+    CLI::App* enable =
+        addPlainVerb(schedule, "enable", "Start it at every interval, on mains power",
+                     [](const Values& values, const std::vector<FilePath>&) -> Command {
+                       return ScheduleEnableCommand{scheduleInterval(values.every).value_or(ScheduleInterval::weekly)};
+                     });
+    addValue(*enable, "--every", values_.every, "INTERVAL", "daily, weekly or monthly; weekly unless told",
+             [](const std::string& text) { return scheduleInterval(text).has_value(); });
+    addPlainVerb(schedule, "disable", "Undo 'schedule enable'",
+                 [](const Values&, const std::vector<FilePath>&) -> Command { return ScheduleDisableCommand{}; });
+    CLI::App* status = addPlainVerb(schedule, "status", "Show whether it is started, and when",
+                                    [](const Values& values, const std::vector<FilePath>&) -> Command {
+                                      return ScheduleStatusCommand{values.json};
+                                    });
+    addJson(*status);
+  }
+
+  // One that takes no names.
+  CLI::App* addPlainVerb(CLI::App& parent, const std::string& verb, const std::string& description, Make make) {
+    CLI::App* app = parent.add_subcommand(verb, description);
+    verbs_.push_back({app, Operands::none, make});
+    return app;
+  }
+
   CLI::App* addWordsVerb(CLI::App& parent, const std::string& verb, const std::string& description,
                          const std::string& words, Operands operands, Make make) {
     CLI::App* app = parent.add_subcommand(verb, description);
@@ -336,11 +364,10 @@ class Grammar {
                   [](const Values&, const std::vector<FilePath>& paths) -> Command {
                     return VolumeUnmountCommand{paths.front()};
                   });
-    CLI::App* list = volume.add_subcommand("list", "List the mounted volumes");
+    CLI::App* list = addPlainVerb(
+        volume, "list", "List the mounted volumes",
+        [](const Values& values, const std::vector<FilePath>&) -> Command { return VolumeListCommand{values.json}; });
     addJson(*list);
-    verbs_.push_back({list, Operands::none, [](const Values& values, const std::vector<FilePath>&) -> Command {
-                        return VolumeListCommand{values.json};
-                      }});
     CLI::App* check = addFolderVerb(volume, "check", "Decode and verify every compressed file, and change nothing",
                                     [](const Values& values, const std::vector<FilePath>& paths) -> Command {
                                       return VolumeCheckCommand{paths.front(), values.json};

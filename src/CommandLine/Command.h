@@ -10,6 +10,7 @@
 
 #include "Discovery/SearchForm.h"
 #include "Platform/FilePath.h"
+#include "Platform/ScheduleInterval.h"
 #include "Volume/Administration/VolumeMount.h"
 
 namespace quillbrook {
@@ -64,6 +65,13 @@ struct DefaultsSetCommand {
   std::string value;
   bool json = false;
 };
+struct ScheduleEnableCommand {
+  ScheduleInterval interval = ScheduleInterval::weekly;
+};
+struct ScheduleDisableCommand {};
+struct ScheduleStatusCommand {
+  bool json = false;
+};
 // The unattended run, here and now.
 struct RecompressCommand {};
 
@@ -95,7 +103,8 @@ struct VolumeDisableCommand {
 // What the user asked for.
 using Command = std::variant<OperationCommand, InspectCommand, AddCommand, RemoveCommand, ListCommand, SearchCommand,
                              CountCommand, DefaultsGetCommand, DefaultsSetCommand, RecompressCommand,
-                             VolumeMountCommand, VolumeUnmountCommand, VolumeListCommand, VolumeCheckCommand,
-                             VolumeRestoreCommand, VolumeEnableCommand, VolumeDisableCommand>;
+                             ScheduleEnableCommand, ScheduleDisableCommand, ScheduleStatusCommand, VolumeMountCommand,
+                             VolumeUnmountCommand, VolumeListCommand, VolumeCheckCommand, VolumeRestoreCommand,
+                             VolumeEnableCommand, VolumeDisableCommand>;
 
 }  // namespace quillbrook

@@ -15,6 +15,7 @@
 #include "CommandLine/Operation.h"
 #include "CommandLine/PathText.h"
 #include "CommandLine/RegistryCommands.h"
+#include "CommandLine/ScheduleCommands.h"
 #include "CommandLine/SearchCommands.h"
 #include "CommandLine/SettingsCommands.h"
 #include "CommandLine/VolumeCommands.h"
@@ -49,6 +50,9 @@ struct Runner {
   int operator()(const DefaultsGetCommand& command) const { return SettingsCommands::run(command, io); }
   int operator()(const DefaultsSetCommand& command) const { return SettingsCommands::run(command, io); }
   int operator()(const RecompressCommand&) const { return recompress(io); }
+  int operator()(const ScheduleEnableCommand& command) const { return ScheduleCommands::run(command, io); }
+  int operator()(const ScheduleDisableCommand& command) const { return ScheduleCommands::run(command, io); }
+  int operator()(const ScheduleStatusCommand& command) const { return ScheduleCommands::run(command, io); }
   int operator()(const auto& command) const { return VolumeCommands::run(command, io); }
 };
 
@@ -98,6 +102,7 @@ int runProcess(int argumentCount, const char* const* arguments) {
         .fileSystem = FileSystem::native(),
         .openEnumerator = DirectoryEnumerator::open,
         .volumes = {},
+        .schedule = {},
         .openStore = ApplicationStore::open,
         .defaults = UserDefaults::standard(),
         .home = StandardFolders::home(),

@@ -11,6 +11,7 @@
 #include <string>
 
 #include "App/ApplicationStore.h"
+#include "CommandLine/ScheduleOperations.h"
 #include "CommandLine/VolumeOperations.h"
 #include "Models/StoreContainer.h"
 #include "Platform/ErrorNumber.h"
@@ -38,6 +39,7 @@ struct Io {
   FileSystem& fileSystem;
   OpenEnumerator openEnumerator;
   VolumeOperations volumes;
+  ScheduleOperations schedule;
   std::function<std::expected<StoreContainer, ApplicationStoreError>()> openStore;
   UserDefaults& defaults;
   FilePath home;                           // the user's folder

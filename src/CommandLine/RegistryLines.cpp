@@ -48,6 +48,15 @@ struct Decided {
   }
 };
 
+std::string_view managerName(ServiceManagerReach reach) {
+  switch (reach) {
+    case ServiceManagerReach::running: return "running";
+    case ServiceManagerReach::notRunning: return "notRunning";
+    case ServiceManagerReach::notInstalled: break;
+  }
+  return "notInstalled";
+}
+
 std::string undecided(const FilePath& url, std::string_view outcome, std::string_view detail) {
   Json object = registrationOf(url, outcome);
   object["decision"] = nullptr;
@@ -131,6 +140,19 @@ std::string count(const FilePath& url, bool includeSubfolders, std::size_t files
   object["includeSubfolders"] = includeSubfolders;
   object["files"] = files;
   return line(object);
+}
+
+std::string schedule(const ScheduleStatus& status) {
+  const auto date = [](const std::optional<Timestamp>& instant) {
+    return instant ? Json(DateText::text(*instant)) : Json(nullptr);
+  };
+  return line(Json{{"type", "schedule"},
+                   {"enabled", status.isEnabled},
+                   {"interval", status.interval ? Json(name(*status.interval)) : Json(nullptr)},
+                   {"calendar", status.isEnabled ? Json(status.calendar) : Json(nullptr)},
+                   {"manager", managerName(status.reach)},
+                   {"nextRun", date(status.nextRun)},
+                   {"lastRun", date(status.lastRun)}});
 }
 
 std::string setting(const Setting& setting, const std::optional<UserDefaults::Value>& value) {

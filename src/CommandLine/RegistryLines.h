@@ -11,6 +11,7 @@
 #include "Discovery/SearchProgress.h"
 #include "Platform/ErrorNumber.h"
 #include "Platform/FilePath.h"
+#include "Platform/RecompressSchedule.h"
 #include "Registration/RegistrationDecision.h"
 #include "Settings/Setting.h"
 
@@ -31,6 +32,8 @@ namespace quillbrook::RegistryLines {
 [[nodiscard]] std::string candidate(const FileCandidate& candidate);
 [[nodiscard]] std::string searchSummary(const SearchProgress& result);
 [[nodiscard]] std::string count(const FilePath& url, bool includeSubfolders, std::size_t files);
+
+[[nodiscard]] std::string schedule(const ScheduleStatus& status);
 
 [[nodiscard]] std::string setting(const Setting& setting, const std::optional<UserDefaults::Value>& value);
 

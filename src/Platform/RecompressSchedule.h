@@ -9,6 +9,7 @@
 #include "Platform/ScheduleError.h"
 #include "Platform/ScheduleInterval.h"
 #include "Platform/ServiceManagerReach.h"
+#include "Platform/Timestamp.h"
 
 namespace quillbrook {
 
@@ -35,9 +36,9 @@ struct ScheduleStatus {
   // interval if it is one of them. A drop-in of the user's can still have other dates.
   std::string calendar;
   std::optional<ScheduleInterval> interval;
-  // In the words of a running manager, "Mon 2026-11-30 00:17:20 CET"; nothing if there is none.
-  std::optional<std::string> nextRun;
-  std::optional<std::string> lastRun;
+  // As a running manager tells; nothing if there is none.
+  std::optional<Timestamp> nextRun;
+  std::optional<Timestamp> lastRun;
 
   friend bool operator==(const ScheduleStatus&, const ScheduleStatus&) = default;
 };

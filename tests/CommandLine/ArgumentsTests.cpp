@@ -59,6 +59,8 @@ TEST(Arguments, WrongUsageAndHelpSayWhatToDo) {
       {{"count", "a", "b"}, "exactly one folder"},
       {{"add"}, "at least one file or folder"},
       {{"recompress", "a"}, "'a' is not known here"},
+      {{"schedule", "enable", "--every", "hour"}, "--every takes daily, weekly or monthly"},
+      {{"schedule", "status", "--every", "daily"}, "--every"},
       {{"defaults"}, "'defaults' needs a verb: get, set"},
       {{"defaults", "get", "a", "b"}, "at most one setting"},
       {{"defaults", "set", "a"}, "a setting and its value"},
@@ -119,6 +121,12 @@ TEST(Arguments, OptionsReachTheirCommands) {
   EXPECT_TRUE(add.yes && add.includeSubfolders && !add.json);
   EXPECT_EQ(add.paths, (std::vector{FilePath("a"), FilePath("[b]")}));
   EXPECT_FALSE(std::get<AddCommand>(Arguments::parse(Words{"add", "--no-subfolders", "a"}).value()).includeSubfolders);
+
+  const auto interval = [](const Words& words) {
+    return std::get<ScheduleEnableCommand>(Arguments::parse(words).value()).interval;
+  };
+  EXPECT_EQ(interval({"schedule", "enable"}), ScheduleInterval::weekly);
+  EXPECT_EQ(interval({"schedule", "enable", "--every", "monthly"}), ScheduleInterval::monthly);
 
   // Each option alone, so that none answers for another.
   const Words options{"--read-only", "--allow-other", "--foreground", "--force"};

@@ -66,6 +66,7 @@ class CommandLineTest : public testing::Test {
           .fileSystem = fileSystem,
           .openEnumerator = openEnumerator,
           .volumes = volumes,
+          .schedule = schedule,
           .openStore = [this] { return makeStoreContainer(store.path("store.sqlite")); },
           .defaults = defaults,
           .home = tree.path("home"),
@@ -102,6 +103,7 @@ class CommandLineTest : public testing::Test {
   std::function<std::optional<std::string>(const std::stop_token&)> readLine;
   OpenEnumerator openEnumerator = DirectoryEnumerator::open;
   VolumeOperations volumes;
+  ScheduleOperations schedule;
   bool isTerminal = false;
   std::ostringstream out;
   std::ostringstream err;

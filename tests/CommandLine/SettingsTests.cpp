@@ -24,5 +24,27 @@ TEST_F(SettingsTest, SettingsAreShownAndChanged) {
   EXPECT_THAT(err.str(), HasSubstr("as they were"));
 }
 
+TEST_F(SettingsTest, TheScheduleIsShown) {
+  ScheduleStatus status;
+  status.isEnabled = true;
+  status.calendar = "weekly";
+  status.interval = ScheduleInterval::weekly;
+  status.nextRun = Timestamp{.seconds = 1'764'461'840, .nanoseconds = 0};
+  schedule.status = [&] { return status; };
+  EXPECT_EQ(run({"schedule", "status", "--json"}), 0);
+  EXPECT_EQ(objects().front(), Json({{"type", "schedule"},
+                                     {"enabled", true},
+                                     {"interval", "weekly"},
+                                     {"calendar", "weekly"},
+                                     {"manager", "running"},
+                                     {"nextRun", "2025-11-30T00:17:20Z"},
+                                     {"lastRun", nullptr}}));
+  EXPECT_EQ(run({"schedule", "status"}), 0);
+  EXPECT_THAT(out.str(), HasSubstr("Last: never."));
+  schedule.enable = [](ScheduleInterval) { return std::unexpected(ScheduleError(ScheduleErrors::ProgramMissing{})); };
+  EXPECT_EQ(run({"schedule", "enable"}), 1);
+  EXPECT_THAT(err.str(), testing::StartsWith("quillbrookctl: "));
+}
+
 }  // namespace
 }  // namespace quillbrook

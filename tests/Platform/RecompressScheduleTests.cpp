@@ -84,13 +84,13 @@ TEST_F(RecompressScheduleTest, PutsTimerAndServiceInPlaceAndTakesThemAway) {
 TEST_F(RecompressScheduleTest, HasARunningManagerTakeItUp) {
   makeManager(
       "*=ActiveState*) echo active ;;\n"
-      "*NextElapse*) echo NextElapseUSecRealtime=Mon 2026-11-30 00:17:20 CET; echo LastTriggerUSec=n/a ;;\n");
+      "*NextElapse*) echo NextElapseUSecRealtime=@1764461840; echo LastTriggerUSec=n/a ;;\n");
   EXPECT_EQ(RecompressSchedule::enable()->reach, Reach::running);
   EXPECT_THAT(asked(), testing::EndsWith("--user daemon-reload\n--user restart quillbrook-recompress.timer\n"));
 
   const auto status = RecompressSchedule::status();
   ASSERT_TRUE(status.has_value()) << describe(status.error());
-  EXPECT_EQ(status->nextRun, "Mon 2026-11-30 00:17:20 CET");
+  EXPECT_EQ(status->nextRun, (Timestamp{.seconds = 1'764'461'840, .nanoseconds = 0}));
   EXPECT_EQ(status->lastRun, std::nullopt);
 
   static_cast<void>(asked());

@@ -1,10 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include "Platform/RecompressSchedule.h"
 
+#include <fmt/chrono.h>
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
+#include <ctime>
 #include <ranges>
 #include <string_view>
 #include <utility>
@@ -12,6 +15,7 @@
 #include <vector>
 
 #include "Platform/Linux/InstalledProgram.h"
+#include "Platform/Linux/ParsedNumber.h"
 #include "Platform/Linux/ScheduleTemplate.h"
 #include "Platform/Linux/SmallFile.h"
 #include "Platform/Linux/UserServiceManager.h"
@@ -92,12 +96,18 @@ std::string calendarOf(std::string_view timer) {
   return calendar;
 }
 
-// A date of the manager's; it has several ways to write that there is none.
-std::optional<std::string> dateOf(std::string_view properties, std::string_view key) {
-  constexpr std::array<std::string_view, 4> none{"", "n/a", "0", "infinity"};
+// A date of the manager's, "@1764461840"; it has several ways to write that there is none.
+std::optional<Timestamp> dateOf(std::string_view properties, std::string_view key) {
   const auto values = valuesOf(properties, key);
-  if (values.empty() || std::ranges::find(none, values.front()) != none.end()) return std::nullopt;
-  return std::string(values.front());
+  if (values.empty() || !values.front().starts_with('@')) return std::nullopt;
+  const auto seconds = parsedNumber<std::int64_t>(values.front().substr(1));
+  if (!seconds) return std::nullopt;
+  return Timestamp{.seconds = *seconds, .nanoseconds = 0};
+}
+
+// As the clock on the wall shows it.
+std::string shown(Timestamp date) {
+  return fmt::format("{:%Y-%m-%d %H:%M}", fmt::localtime(static_cast<std::time_t>(date.seconds)));
 }
 
 std::string disabledSentence(const ScheduleOutcome& outcome) {
@@ -174,7 +184,8 @@ std::expected<ScheduleStatus, ScheduleError> RecompressSchedule::status() {
     status.interval = scheduleInterval(status.calendar);
   }
   if (status.reach != Reach::running) return status;
-  const auto dates = UserServiceManager::run({"show", timerName, "--property=NextElapseUSecRealtime,LastTriggerUSec"});
+  const auto dates = UserServiceManager::run(
+      {"show", timerName, "--timestamp=unix", "--property=NextElapseUSecRealtime,LastTriggerUSec"});
   if (!dates) return failure(dates.error());
   status.nextRun = dateOf(*dates, "NextElapseUSecRealtime");
   status.lastRun = dateOf(*dates, "LastTriggerUSec");
@@ -214,9 +225,9 @@ std::string sentence(const ScheduleStatus& status) {
   switch (status.reach) {
     case Reach::running:
       return fmt::format("{} {} Last: {}.", text,
-                         status.nextRun ? fmt::format("Next: {}.", *status.nextRun)
+                         status.nextRun ? fmt::format("Next: {}.", shown(*status.nextRun))
                                         : "Your service manager has no date for it, though: enable it again.",
-                         status.lastRun.value_or("never"));
+                         status.lastRun ? shown(*status.lastRun) : "never");
     case Reach::notRunning:
       return text + " Nothing starts it before the next login: no service manager of yours is running.";
     case Reach::notInstalled:
