@@ -28,6 +28,21 @@ fill_disk
 [[ $code -eq 0 || $code -eq 3 ]] || fail "compress on a full disk ended with $code"
 same_checksums "$work/original" "$v" "contents after a compress on a full disk"
 rm "$work/disk/filler"
+# The unattended run, and a store for which there is no room.
+must "$ctl" decompress -- "$v" >/dev/null
+find "$v" -type f -exec touch -d '1 hour ago' {} +
+must "$ctl" add "$v" >/dev/null
+fill_disk
+"$QUILLBROOK_BIN/quillbrook" --auto-recompress >/dev/null; code=$?
+[[ $code -le 1 ]] || fail "the unattended run on a full disk ended with $code"
+same_checksums "$work/original" "$v" "contents after an unattended run on a full disk"
+[[ -z $(find "$v" -name '*.slimtmp') ]] || fail "the unattended run left work files"
+fill_disk
+XDG_DATA_HOME=$work/disk/data "$QUILLBROOK_BIN/quillbrook" --auto-recompress >/dev/null 2>"$work/errors"; code=$?
+[[ $code -eq 1 && $(cat "$work/errors") == "Failed to create ModelContainer: "* ]] || fail "a store on a full disk: $code $(cat "$work/errors")"
+rm "$work/disk/filler"
+must "$QUILLBROOK_BIN/quillbrook" --auto-recompress >/dev/null
+same_checksums "$work/original" "$v" "contents after the unattended run that followed"
 truncate -s 0 "$v/large.txt" || fail "emptying needs no space"
 unmount_volume "$v"
 must "$ctl" volume check "$v" >/dev/null
