@@ -9,29 +9,20 @@
 namespace quillbrook::FileCompressionInspector {
 namespace {
 
+constexpr std::uint64_t bytesPerBlock = 512;
+
 constexpr XattrOptions showCompression{.noFollow = false, .showCompression = true};
 
 bool isEligible(const FileStatus& status, std::uint64_t logicalSize) {
   return status.st_nlink < 2 && status.kind == FileKind::regular && logicalSize >= minimumEligibleByteCount;
 }
 
-}  // namespace
-
-std::expected<FileCompressionInfo, FileCompressionInspectionError> inspect(const FilePath& url,
-                                                                           FileSystem& fileSystem) {
-  const auto status = fileSystem.lstat(url);
-  if (!status) {
-    if (status.error() == ErrorNumber::noEntry) return std::unexpected(FileNotFound{url});
-    return std::unexpected(IOError::numbered(url, "lstat", status.error()));
-  }
-  return inspect(url, *status, fileSystem);
-}
-
-std::expected<FileCompressionInfo, FileCompressionInspectionError> inspect(const FilePath& url,
-                                                                           const FileStatus& status,
-                                                                           FileSystem& fileSystem) {
+// With the payload's attributes as they are now.
+std::expected<FileCompressionInfo, FileCompressionInspectionError> inspectNow(const FilePath& url,
+                                                                              const FileStatus& status,
+                                                                              FileSystem& fileSystem) {
   const auto logicalSize = static_cast<std::uint64_t>(status.st_size);
-  const std::uint64_t blocks = static_cast<std::uint64_t>(status.st_blocks) * 512;
+  const std::uint64_t blocks = static_cast<std::uint64_t>(status.st_blocks) * bytesPerBlock;
   if ((status.st_flags & UF_COMPRESSED) == 0) {
     const bool eligible = isEligible(status, logicalSize);
     return FileCompressionInfo{.status = eligible ? FileCompressionStatus(Uncompressed{}) : Incompressible{},
@@ -47,6 +38,29 @@ std::expected<FileCompressionInfo, FileCompressionInspectionError> inspect(const
   const std::uint64_t physicalSize = std::max(blocks, payload);
   if (!value) return classify(status.st_flags, std::nullopt, logicalSize, physicalSize);
   return classify(status.st_flags, *value, logicalSize, physicalSize);
+}
+
+}  // namespace
+
+std::expected<FileCompressionInfo, FileCompressionInspectionError> inspect(const FilePath& url,
+                                                                           FileSystem& fileSystem) {
+  const auto status = fileSystem.lstat(url);
+  if (!status) {
+    if (status.error() == ErrorNumber::noEntry) return std::unexpected(FileNotFound{url});
+    return std::unexpected(IOError::numbered(url, "lstat", status.error()));
+  }
+  return inspectNow(url, *status, fileSystem);
+}
+
+std::expected<FileCompressionInfo, FileCompressionInspectionError> inspect(const FilePath& url,
+                                                                           const FileStatus& status,
+                                                                           FileSystem& fileSystem) {
+  if ((status.st_flags & UF_COMPRESSED) == 0 || !status.payload) return inspectNow(url, status, fileSystem);
+  const auto& [bytes, valueByteCount, forkByteCount] = *status.payload;
+  const auto head = std::span(bytes).first(std::min<std::size_t>(bytes.size(), valueByteCount));
+  const std::uint64_t blocks = static_cast<std::uint64_t>(status.st_blocks) * bytesPerBlock;
+  return classify(status.st_flags, valueByteCount == 0 ? std::nullopt : std::optional(head),
+                  static_cast<std::uint64_t>(status.st_size), std::max(blocks, valueByteCount + forkByteCount));
 }
 
 std::expected<std::optional<ByteBuffer>, FileCompressionInspectionError> readDecmpfsAttribute(const FilePath& url,

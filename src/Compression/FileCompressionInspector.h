@@ -24,7 +24,8 @@ inline constexpr std::uint64_t minimumEligibleByteCount = 4'096;
 [[nodiscard]] std::expected<FileCompressionInfo, FileCompressionInspectionError> inspect(
     const FilePath& url, FileSystem& fileSystem = FileSystem::native());
 
-// The same for one of which lstat has just told this.
+// The same for one of which a walk has just told this. Where the payload came along, nobody is asked again and nothing
+// is opened: what inspection tells is then what the file's state says, not verified.
 [[nodiscard]] std::expected<FileCompressionInfo, FileCompressionInspectionError> inspect(
     const FilePath& url, const FileStatus& status, FileSystem& fileSystem = FileSystem::native());
 

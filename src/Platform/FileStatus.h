@@ -2,8 +2,10 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 
 #include "Platform/FileKind.h"
+#include "Platform/PayloadHead.h"
 #include "Platform/StatFlags.h"
 #include "Platform/Timestamp.h"
 
@@ -25,6 +27,7 @@ struct FileStatus {
   Timestamp st_atimespec;
   Timestamp st_mtimespec;
   Timestamp st_birthtimespec;  // the carried creation time where there is one, else the host's; zero if neither
+  std::optional<PayloadHead> payload = {};  // of a compressed file, where it came along; not verified
 
   friend bool operator==(const FileStatus&, const FileStatus&) = default;
 };

@@ -50,7 +50,11 @@ FileStatus withState(FileStatus status, const Result<std::optional<ContainerStat
   if (!state || !*state) return status;
   status.st_flags |= (*state)->st_flags;
   if ((*state)->creationTime) status.st_birthtimespec = *(*state)->creationTime;
-  if ((*state)->isSealed()) status.st_size = static_cast<std::int64_t>((*state)->logicalByteCount);
+  if ((*state)->isSealed()) {
+    status.st_size = static_cast<std::int64_t>((*state)->logicalByteCount);
+    const bool hasCopyInstead = (*state)->redoIdentifier != 0;
+    if (!hasCopyInstead) status.payload = {(*state)->head, (*state)->valueByteCount, (*state)->forkByteCount};
+  }
   if ((*state)->isUnderConstruction()) status.st_size = 0;
   return status;
 }
