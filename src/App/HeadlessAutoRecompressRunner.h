@@ -25,7 +25,7 @@ class HeadlessAutoRecompressRunner {
     std::ostream& err;
     FileSystem& fileSystem = FileSystem::native();
     std::function<Timestamp()> now = Timestamp::now;
-    std::stop_token stop = {};  // between two files, or within one that is then left as it was, ends the run
+    std::stop_token stop;  // between two files, or within one that is then left as it was, ends the run
   };
 
   HeadlessAutoRecompressRunner(StoreContainer container, Surroundings surroundings);

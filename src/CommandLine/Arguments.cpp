@@ -163,7 +163,7 @@ class Grammar {
       return wrongUsage("'" + unguarded(extras.front()).displayText() + "' is not known here" + knownVerbs());
     } catch (const CLI::ParseError& error) {
       const std::string_view words = error.what();
-      const auto rule = std::ranges::find_if(optionRules, [&](const OptionRule& candidate) {
+      const auto* rule = std::ranges::find_if(optionRules, [&](const OptionRule& candidate) {
         return words.starts_with(candidate.option) && words.substr(candidate.option.size()).starts_with(':');
       });
       return wrongUsage(rule == optionRules.end() ? std::string(words)
@@ -291,8 +291,8 @@ class Grammar {
     addJson(*count);
   }
 
-  void addValue(CLI::App& app, const std::string& option, std::string& value, const std::string& typeName,
-                const std::string& description, const std::function<bool(const std::string&)>& isGood) {
+  static void addValue(CLI::App& app, const std::string& option, std::string& value, const std::string& typeName,
+                       const std::string& description, const std::function<bool(const std::string&)>& isGood) {
     app.add_option(option, value, description)
         ->type_name(typeName)
         ->take_last()

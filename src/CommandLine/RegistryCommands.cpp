@@ -76,15 +76,24 @@ class Adding {
  private:
   void add(const FilePath& named) {
     const auto url = placePath(named);
-    if (!url) return fail(named, url.error().text());
+    if (!url) {
+      fail(named, url.error().text());
+      return;
+    }
     const auto found = PlaceKind::at(*url);
-    if (!found) return fail(*url, "it cannot be looked at; see to its permissions: " + found.error().text());
+    if (!found) {
+      fail(*url, "it cannot be looked at; see to its permissions: " + found.error().text());
+      return;
+    }
     AddDecision next = AddStep::decide(*url, *found, io_.home);
     if (const auto* warning = std::get_if<PendingCloudWarning>(&next)) {
       if (!goesOn(*warning)) return;
       next = AddStep::afterWarning(*warning);
     }
-    if (std::holds_alternative<LocationMissing>(next)) return fail(*url, "nothing is there; see to its spelling");
+    if (std::holds_alternative<LocationMissing>(next)) {
+      fail(*url, "nothing is there; see to its spelling");
+      return;
+    }
     const bool isFolder = std::holds_alternative<FolderToCount>(next);
     registerPlace(*url, isFolder ? ItemKind::folder : ItemKind::file, isFolder && command_.includeSubfolders);
   }
@@ -94,7 +103,8 @@ class Adding {
         RegistrationService::registerItem(url, kind, includeSubfolders, context_, storeDate(io_.currentTime()));
     if (!decision) {
       storeHasFailed_ = std::holds_alternative<StoreError>(decision.error());
-      return fail(url, failureText(decision.error()));
+      fail(url, failureText(decision.error()));
+      return;
     }
     if (command_.json) {
       io_.out << RegistryLines::registration(url, *decision) << '\n';
@@ -104,9 +114,10 @@ class Adding {
       const FilePath& url;
       bool onTerminal;
       std::string operator()(const WillRegister& item) const {
-        const std::string_view kind = item.kind == ItemKind::file ? "file"
-                                      : item.includeSubfolders    ? "folder, with its subfolders"
-                                                                  : "folder, without its subfolders";
+        std::string_view kind = "file";
+        if (item.kind == ItemKind::folder) {
+          kind = item.includeSubfolders ? "folder, with its subfolders" : "folder, without its subfolders";
+        }
         return fmt::format("registered {} ({})", PathText::shown(item.url, onTerminal), kind);
       }
       std::string operator()(const SkipDuplicate& skipped) const {

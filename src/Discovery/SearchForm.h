@@ -23,7 +23,7 @@ struct SearchForm {
   int dateValue = 1;
   DateUnit dateUnit = DateUnit::year;
   std::string minSizeMB = "10";
-  std::string maxSizeMB = {};
+  std::string maxSizeMB;
   ExtensionPreset extPreset = ExtensionPreset::all;
   bool excludeAlreadyCompressed = true;
   bool excludeHidden = true;

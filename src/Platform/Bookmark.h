@@ -8,12 +8,10 @@
 #include "Platform/ErrorNumber.h"
 #include "Platform/FilePath.h"
 
-namespace quillbrook {
-
 // Opaque bytes that lead to a file or folder again, also after it was given another name. A file that was compressed or
 // decompressed is found at its path; renamed after that, it is not. No other file is ever taken for it, but for one
 // that stands at its path. Any thread.
-namespace Bookmark {
+namespace quillbrook::Bookmark {
 
 struct Resolved {
   FilePath url;
@@ -30,5 +28,4 @@ struct Resolved {
 // for bytes that are no bookmark, `noEntry` if it is not found, else why the path cannot be looked at.
 [[nodiscard]] Result<Resolved> resolve(std::span<const std::uint8_t> bookmark);
 
-}  // namespace Bookmark
-}  // namespace quillbrook
+}  // namespace quillbrook::Bookmark

@@ -21,7 +21,8 @@ constexpr std::array<Unit, 6> units{{{"KB", 1'000, 0},
                                      {"EB", 1'000'000'000'000'000'000, 2}}};
 
 constexpr std::int64_t scaleOf(const Unit& unit) {
-  return unit.decimals == 0 ? 1 : unit.decimals == 1 ? 10 : 100;
+  constexpr std::array<std::int64_t, 3> scales{1, 10, 100};
+  return scales.at(static_cast<std::size_t>(unit.decimals));
 }
 
 // In steps of the unit's last decimal.

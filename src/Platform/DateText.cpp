@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include "Platform/DateText.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
-#include <array>
 #include <charconv>
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
 
 namespace quillbrook::DateText {
 namespace {
@@ -38,15 +38,11 @@ std::string text(Timestamp instant) {
   const auto day = std::chrono::floor<std::chrono::days>(shown);
   const std::chrono::year_month_day date(day);
   const std::chrono::hh_mm_ss time(shown - day);
-  std::array<char, 48> buffer;
-  std::snprintf(buffer.data(), buffer.size(), "%04d-%02u-%02uT%02d:%02d:%02d", static_cast<int>(date.year()),
-                static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()),
-                static_cast<int>(time.hours().count()), static_cast<int>(time.minutes().count()),
-                static_cast<int>(time.seconds().count()));
-  std::string result = buffer.data();
+  std::string result = fmt::format("{:04}-{:02}-{:02}T{:02}:{:02}:{:02}", static_cast<int>(date.year()),
+                                   static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()),
+                                   time.hours().count(), time.minutes().count(), time.seconds().count());
   if (instant.nanoseconds != 0) {
-    std::snprintf(buffer.data(), buffer.size(), ".%09u", instant.nanoseconds);
-    result += buffer.data();
+    result += fmt::format(".{:09}", instant.nanoseconds);
     result.erase(result.find_last_not_of('0') + 1);
   }
   return result + 'Z';
@@ -67,7 +63,7 @@ std::optional<Timestamp> parse(std::string_view text) {
   const std::uint32_t second = field(17, 2);
   if (!date.ok() || hour > 23 || minute > 59 || second > 59) return std::nullopt;
 
-  std::string_view fraction = text.substr(shape.size(), text.size() - shape.size() - 1);
+  const std::string_view fraction = text.substr(shape.size(), text.size() - shape.size() - 1);
   std::uint32_t nanoseconds = 0;
   if (!fraction.empty()) {
     if (fraction.front() != '.' || fraction.size() == 1 || fraction.size() > fractionDigits + 1) return std::nullopt;

@@ -27,7 +27,7 @@ struct FileStatus {
   Timestamp st_atimespec;
   Timestamp st_mtimespec;
   Timestamp st_birthtimespec;  // the carried creation time where there is one, else the host's; zero if neither
-  std::optional<PayloadHead> payload = {};  // of a compressed file, where it came along; not verified
+  std::optional<PayloadHead> payload = std::nullopt;  // of a compressed file, where it came along; not verified
 
   friend bool operator==(const FileStatus&, const FileStatus&) = default;
 };

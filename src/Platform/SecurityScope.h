@@ -12,6 +12,8 @@ class SecurityScope {
  public:
   SecurityScope();
   ~SecurityScope();
+  SecurityScope(const SecurityScope&) = delete;
+  SecurityScope& operator=(const SecurityScope&) = delete;
   SecurityScope(SecurityScope&&) noexcept;
   SecurityScope& operator=(SecurityScope&&) noexcept;
 

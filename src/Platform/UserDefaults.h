@@ -23,7 +23,8 @@ namespace quillbrook {
 template <typename T>
 struct DefaultsKey {
   std::string_view name;
-  T otherwise{};
+  // Text is kept elsewhere, as the name is.
+  std::conditional_t<std::is_same_v<T, std::string>, std::string_view, T> otherwise{};
 };
 
 // The user's settings: one JSON object in a file of its own, written at once and in one step, so that another process
@@ -68,7 +69,7 @@ class UserDefaults {
       return date ? date : key.otherwise;
     } else {
       const auto* held = found ? std::get_if<T>(&*found) : nullptr;
-      return held != nullptr ? *held : key.otherwise;
+      return held != nullptr ? *held : T(key.otherwise);
     }
   }
   template <typename T>

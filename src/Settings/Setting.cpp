@@ -18,7 +18,7 @@ const std::vector<Setting>& table() {
       IntegerSetting{SettingsKeys::logRetentionDays, 1, 365},
       IntegerSetting{SettingsKeys::logRetentionMaxCount, 100, 100'000},
       SettingsKeys::hasShownFirstLaunchAbout,
-      TextSetting{SettingsKeys::mainTableColumns},
+      TextSetting{SettingsKeys::mainTableColumns, {}},
       IntegerSetting{SettingsKeys::registeredItemCountCache},
       IntegerSetting{SettingsKeys::minStarsFilter, 0, 5},
       TextSetting{SettingsKeys::statusFilter, {"all", "compressed", "uncompressed", "error"}},
@@ -31,14 +31,14 @@ const std::vector<Setting>& table() {
   return settings;
 }
 
-template <typename Key>
-const Key& keyOf(const Key& key) {
+template <typename T>
+DefaultsKey<T> keyOf(DefaultsKey<T> key) {
   return key;
 }
-const DefaultsKey<std::int64_t>& keyOf(const IntegerSetting& setting) {
+DefaultsKey<std::int64_t> keyOf(const IntegerSetting& setting) {
   return setting.key;
 }
-const DefaultsKey<std::string>& keyOf(const TextSetting& setting) {
+DefaultsKey<std::string> keyOf(const TextSetting& setting) {
   return setting.key;
 }
 
@@ -58,7 +58,7 @@ std::expected<std::int64_t, SettingError> parsed(const IntegerSetting& setting, 
       number <= setting.maximum) {
     return number;
   }
-  std::string expected = "a whole number from " + std::to_string(setting.minimum);
+  const std::string expected = "a whole number from " + std::to_string(setting.minimum);
   const bool isBounded = setting.maximum != std::numeric_limits<std::int64_t>::max();
   return noSuchValue(isBounded ? expected + " to " + std::to_string(setting.maximum) : expected + " on");
 }

@@ -24,7 +24,7 @@ struct IntegerSetting {
 };
 struct TextSetting {
   DefaultsKey<std::string> key;
-  std::vector<std::string_view> words = {};  // none: any text
+  std::vector<std::string_view> words;  // none: any text
 };
 
 // A setting as somebody who types it needs to know it.

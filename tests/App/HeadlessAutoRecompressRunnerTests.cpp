@@ -98,7 +98,8 @@ TEST_F(HeadlessAutoRecompressRunnerTest, CompressesWhatHasBeenLeftAloneAndCounts
   tree_.write("folder/noise.bin", "");
   {
     std::ofstream noise(tree_.at("folder/noise.bin"), std::ios::binary);
-    std::mt19937 random(1);
+    constexpr unsigned seed = 1;
+    std::mt19937 random{seed};
     for (int i = 0; i < 3'000; ++i) noise.put(static_cast<char>(random()));
   }
   touch("folder/noise.bin", 7'200, 0);

@@ -99,7 +99,8 @@ TEST(Arguments, OptionsReachTheirCommands) {
   EXPECT_EQ(decompress.kind, OperationKind::decompress);
   EXPECT_TRUE(decompress.jobs == 8 && decompress.json);
 
-  SearchForm form{.rootURL = FilePath("d")};
+  SearchForm form;
+  form.rootURL = FilePath("d");
   EXPECT_EQ(std::get<SearchCommand>(Arguments::parse(Words{"search", "d"}).value()).form, form);
   form = {.rootURL = FilePath("d"),
           .recursive = false,

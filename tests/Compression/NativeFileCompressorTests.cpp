@@ -72,6 +72,7 @@ TEST_F(NativeFileCompressorTest, EverySizeComesBackWithItsMetadata) {
         status.st_ino = 0;
         status.st_blocks = 0;
         status.st_flags &= ~UF_COMPRESSED;
+        status.payload.reset();
         return status;
       };
       FileStatus before = identity();

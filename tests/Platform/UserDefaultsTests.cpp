@@ -9,7 +9,7 @@ namespace {
 
 constexpr DefaultsKey<bool> flag{"flag", true};
 constexpr DefaultsKey<std::int64_t> count{"count", 90};
-const DefaultsKey<std::string> word{"word", "all"};
+constexpr DefaultsKey<std::string> word{"word", "all"};
 constexpr DefaultsKey<std::optional<Timestamp>> date{"date"};
 
 class UserDefaultsTest : public testing::Test {

@@ -4,6 +4,7 @@
 #include <fcntl.h>
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
 #include <cstring>
 
@@ -12,8 +13,8 @@ namespace {
 
 // A file_handle with room for the longest one.
 struct Room {
-  alignas(file_handle) std::byte bytes[sizeof(file_handle) + MAX_HANDLE_SZ];
-  [[nodiscard]] file_handle* get() { return reinterpret_cast<file_handle*>(bytes); }
+  alignas(file_handle) std::array<std::byte, sizeof(file_handle) + MAX_HANDLE_SZ> bytes;
+  [[nodiscard]] file_handle* get() { return reinterpret_cast<file_handle*>(bytes.data()); }
 };
 
 }  // namespace
@@ -26,7 +27,7 @@ std::optional<std::vector<std::uint8_t>> of(int file) {
   const int type = room.get()->handle_type;
   std::vector<std::uint8_t> handle(sizeof type + room.get()->handle_bytes);
   std::memcpy(handle.data(), &type, sizeof type);
-  std::memcpy(handle.data() + sizeof type, room.bytes + sizeof(file_handle), room.get()->handle_bytes);
+  std::memcpy(handle.data() + sizeof type, room.bytes.data() + sizeof(file_handle), room.get()->handle_bytes);
   return handle;
 }
 
@@ -37,7 +38,7 @@ FileDescriptor open(int mount, std::span<const std::uint8_t> handle) {
   Room room{};
   room.get()->handle_type = type;
   room.get()->handle_bytes = static_cast<unsigned>(handle.size() - sizeof type);
-  std::memcpy(room.bytes + sizeof(file_handle), handle.data() + sizeof type, handle.size() - sizeof type);
+  std::memcpy(room.bytes.data() + sizeof(file_handle), handle.data() + sizeof type, handle.size() - sizeof type);
   return FileDescriptor(::open_by_handle_at(mount, room.get(), O_PATH | O_CLOEXEC));
 }
 
