@@ -5,18 +5,16 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <array>
-#include <charconv>
 #include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
 #include <string_view>
-#include <system_error>
 #include <thread>
 #include <utility>
 #include <vector>
 
+#include "CommandLine/OptionValues.h"
 #include "Discovery/MegabyteText.h"
 #include "Platform/BundleInfo.h"
 
@@ -63,48 +61,6 @@ struct Verb {
   Operands operands;
   Command (*make)(const Values& values, const std::vector<FilePath>& paths);
 };
-
-// What an option takes, for whoever gave it something else.
-struct OptionRule {
-  std::string_view option;
-  std::string_view words;
-};
-constexpr std::array optionRules{
-    OptionRule{"--jobs", "a number from 1 to 8"},
-    OptionRule{"--older-than", "a number of months or years, as 6months or 1year"},
-    OptionRule{"--min-size", "a number of megabytes, as 10 or 0.5"},
-    OptionRule{"--max-size", "a number of megabytes, as 10 or 0.5"},
-    OptionRule{"--every", "daily, weekly or monthly"},
-    OptionRule{"--extensions", "all, text, sourceCode or binary"},
-};
-
-// "6months", "1year"; the plural is as good as the singular.
-struct Age {
-  int value = 0;
-  DateUnit unit = DateUnit::year;
-
-  static std::optional<Age> parse(std::string_view text) {
-    constexpr int mostUnits = 9'999;
-    Age age;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), age.value);
-    if (error != std::errc() || age.value < 0 || age.value > mostUnits) return std::nullopt;
-    const std::string_view unit = text.substr(static_cast<std::size_t>(end - text.data()));
-    if (unit == "month" || unit == "months") {
-      age.unit = DateUnit::month;
-    } else if (unit != "year" && unit != "years") {
-      return std::nullopt;
-    }
-    return age;
-  }
-};
-
-std::optional<ExtensionPreset> presetNamed(std::string_view name) {
-  if (name == "all") return ExtensionPreset::all;
-  if (name == "text") return ExtensionPreset::text;
-  if (name == "sourceCode") return ExtensionPreset::sourceCode;
-  if (name == "binary") return ExtensionPreset::binary;
-  return std::nullopt;
-}
 
 // CLI11 shows names as left out at will, since what stands behind "--" is no business of its own.
 class Formatter : public CLI::Formatter {
@@ -163,11 +119,9 @@ class Grammar {
       return wrongUsage("'" + unguarded(extras.front()).displayText() + "' is not known here" + knownVerbs());
     } catch (const CLI::ParseError& error) {
       const std::string_view words = error.what();
-      const auto* rule = std::ranges::find_if(optionRules, [&](const OptionRule& candidate) {
-        return words.starts_with(candidate.option) && words.substr(candidate.option.size()).starts_with(':');
-      });
-      return wrongUsage(rule == optionRules.end() ? std::string(words)
-                                                  : fmt::format("{} takes {}", rule->option, rule->words));
+      const std::string_view option = words.substr(0, words.find(':'));
+      const auto taken = OptionValues::expected(option);
+      return wrongUsage(taken.empty() ? std::string(words) : fmt::format("{} takes {}", option, taken));
     }
     if (values_.version) {
       const auto version = BundleInfo::string("CFBundleShortVersionString").value_or("0.0.0");
@@ -260,8 +214,8 @@ class Grammar {
           command.form.recursive = !values.noSubfolders;
           command.form.excludeAlreadyCompressed = !values.includesCompressed;
           command.form.excludeHidden = !values.includesHidden;
-          command.form.extPreset = presetNamed(values.extensions).value_or(command.form.extPreset);
-          if (const auto age = Age::parse(values.olderThan)) {
+          command.form.extPreset = OptionValues::preset(values.extensions).value_or(command.form.extPreset);
+          if (const auto age = OptionValues::age(values.olderThan)) {
             command.form.dateMode = SearchForm::DateMode::olderThan;
             command.form.dateValue = age->value;
             command.form.dateUnit = age->unit;
@@ -271,13 +225,13 @@ class Grammar {
         "The folder to search");
     addNoSubfolders(*search);
     addValue(*search, "--older-than", values_.olderThan, "AGE", "Not changed for so long: 6months, 1year",
-             [](const std::string& text) { return Age::parse(text).has_value(); });
+             [](const std::string& text) { return OptionValues::age(text).has_value(); });
     const auto isSize = [](const std::string& text) { return text.empty() || MegabyteText::bytes(text).has_value(); };
     addValue(*search, "--min-size", values_.form.minSizeMB, "MB", "At least so many megabytes; 10 unless told", isSize);
     addValue(*search, "--max-size", values_.form.maxSizeMB, "MB", "At most so many megabytes", isSize);
     addValue(*search, "--extensions", values_.extensions, "KIND",
              "Kinds of file: all, text, sourceCode or binary; all unless told",
-             [](const std::string& text) { return presetNamed(text).has_value(); });
+             [](const std::string& text) { return OptionValues::preset(text).has_value(); });
     search->add_flag("--compressed", values_.includesCompressed, "Those that are compressed already too");
     search->add_flag("--hidden", values_.includesHidden, "Hidden ones too");
     addJson(*search);

@@ -104,7 +104,7 @@ TEST_F(UserDefaultsTest, WhatCannotBeReadIsNotWrittenOver) {
   UserDefaults defaults(own.path("defaults.json"));
   EXPECT_EQ(defaults.get(count), 90);
   EXPECT_EQ(defaults.set(word, "x").error(), ErrorNumber::accessDenied);
-  std::filesystem::permissions(own.at("defaults.json"), std::filesystem::perms(0600));
+  EXPECT_EQ(::chmod(own.at("defaults.json").c_str(), 0600), 0);
   EXPECT_EQ(UserDefaults(own.path("defaults.json")).get(count), 1);
 }
 
@@ -114,10 +114,10 @@ TEST_F(UserDefaultsTest, WhatCannotBeWrittenHasNotChanged) {
   const ScratchFolder own;
   UserDefaults defaults(own.path("defaults.json"));
   ASSERT_TRUE(defaults.set(count, 1));
-  std::filesystem::permissions(own.folder().bytes(), std::filesystem::perms(0555));
+  EXPECT_EQ(::chmod(own.folder().c_str(), 0555), 0);
   EXPECT_EQ(defaults.set(count, 2).error(), ErrorNumber::accessDenied);
   EXPECT_EQ(defaults.get(count), 1);
-  std::filesystem::permissions(own.folder().bytes(), std::filesystem::perms(0755));
+  EXPECT_EQ(::chmod(own.folder().c_str(), 0755), 0);
 }
 
 TEST(DateText, ComesBackAsItWas) {
