@@ -132,27 +132,30 @@ std::optional<FileDescriptor> openAncestor(const FilePath& path) {
   }
 }
 
-// The highest folder above the path that lies on the same file system as the nearest.
-FilePath highestAncestor(const Content& content) {
-  FilePath highest = content.path.parent();
-  while (!identityAt(highest) && highest.bytes() != "/") highest = highest.parent();
-  const auto nearest = identityAt(highest);
-  while (nearest && highest.bytes() != "/") {
-    const auto above = identityAt(highest.parent());
-    if (!above || above->deviceMajor != nearest->deviceMajor || above->deviceMinor != nearest->deviceMinor) break;
-    highest = highest.parent();
-  }
-  return highest;
-}
-
-std::optional<FilePath> findBelow(const FilePath& folder, const HostIdentity& identity) {
+// Below the folder, but not in `searched`.
+std::optional<FilePath> findBelow(const FilePath& folder, const FilePath& searched, const HostIdentity& identity) {
   const auto walk = TreeEnumerator::open(folder, DirectoryEnumerator::Depth::recursive);
   if (!walk) return std::nullopt;
   while (const auto entry = (*walk)->next()) {
+    if (entry->path == searched) (*walk)->skipDescendants();
     const auto status = (*walk)->hostStatus();
     if (status && status->st_ino == identity.inode && leadsTo(entry->path, identity)) return entry->path;
   }
   return std::nullopt;
+}
+
+// From where it was outwards, up to the end of that file system.
+std::optional<FilePath> findByWalk(const Content& content) {
+  FilePath folder = content.path.parent();
+  while (!identityAt(folder) && folder.bytes() != "/") folder = folder.parent();
+  const auto nearest = identityAt(folder);
+  for (FilePath searched;; folder = folder.parent()) {
+    const auto there = identityAt(folder);
+    if (!nearest || !there || !there->isOnDeviceOf(*nearest)) return std::nullopt;
+    if (auto found = findBelow(folder, searched, content.identity)) return found;
+    if (folder.bytes() == "/") return std::nullopt;
+    searched = folder;
+  }
 }
 
 // Wherever it is on the file system that the path is on. Beneath a volume that is mounted in place paths are the same.
@@ -160,16 +163,13 @@ std::optional<FilePath> findByHandle(const Content& content) {
   const auto ancestor = openAncestor(content.path);
   const auto there = ancestor ? HostIdentity::at(ancestor->get(), "") : std::unexpected(ErrorNumber::noEntry);
   // A handle of one file system may by chance be another's too.
-  if (!there || there->deviceMajor != content.identity.deviceMajor ||
-      there->deviceMinor != content.identity.deviceMinor) {
-    return std::nullopt;
-  }
+  if (!there || !there->isOnDeviceOf(content.identity)) return std::nullopt;
   const FileDescriptor file = FileHandle::open(ancestor->get(), content.handle);
   if (!file.isOpen()) return std::nullopt;
   const auto path = FolderPath::of(file.get());
   if (path && leadsTo(*path, content.identity)) return *path;
   // It is there, but the kernel has not come across its name yet: that has to be looked for.
-  return findBelow(highestAncestor(content), content.identity);
+  return findByWalk(content);
 }
 
 }  // namespace

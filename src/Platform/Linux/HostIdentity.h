@@ -19,6 +19,10 @@ struct HostIdentity {
   // Of the entry `name` of an open folder, itself if it is a symbolic link; of the open file if the name is empty.
   [[nodiscard]] static Result<HostIdentity> at(int folder, const char* name);
 
+  [[nodiscard]] bool isOnDeviceOf(const HostIdentity& other) const {
+    return deviceMajor == other.deviceMajor && deviceMinor == other.deviceMinor;
+  }
+
   // Whether the other is certainly the same inode. Device numbers do not count: they may change with every start.
   [[nodiscard]] bool isSameInode(const HostIdentity& other) const {
     return inode == other.inode && birth && birth == other.birth;
