@@ -66,7 +66,7 @@ struct Verb {
 class Formatter : public CLI::Formatter {
  public:
   std::string make_option_usage(const CLI::Option* option) const override {
-    return make_option_name(option, true) + (option->get_expected_max() > 1 ? "..." : "");
+    return make_option_name(option, true) + (option->get_name() == "PATH" ? "..." : "");
   }
 };
 

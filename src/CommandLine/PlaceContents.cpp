@@ -42,7 +42,9 @@ Result<PlaceContents> PlaceContents::of(const FilePath& place, ItemKind kind, bo
   using Depth = DirectoryEnumerator::Depth;
   PlaceContents contents;
   if (kind == ItemKind::file) {
-    add(contents, FileCompressionInspector::inspect(place, fileSystem));
+    const auto status = fileSystem.lstat(place);
+    if (!status) return std::unexpected(status.error());
+    if (status->kind == FileKind::regular) add(contents, FileCompressionInspector::inspect(place, *status, fileSystem));
     return contents;
   }
   const auto entries = open(place, includeSubfolders ? Depth::recursive : Depth::direct);

@@ -3,7 +3,7 @@
 
 #include <utility>
 
-#include "Models/SecurityScopedBookmark.h"
+#include "Platform/Bookmark.h"
 #include "Registration/CanonicalPath.h"
 
 namespace quillbrook {
@@ -14,9 +14,12 @@ StoreResult<std::vector<RegisteredPlace>> RegisteredPlace::all(StoreContext& con
   std::vector<RegisteredPlace> places;
   places.reserve(rows->size());
   for (auto& [handle, item] : *rows) {
-    const auto found = SecurityScopedBookmark::resolve(item.bookmark);
+    const auto found = Bookmark::resolve(item.bookmark);
     FilePath url = found ? canonicalPath(found->url) : FilePath("/__unresolved__").appending(item.displayName.bytes());
-    places.push_back({.row = handle, .item = std::move(item), .url = std::move(url), .isResolved = found.has_value()});
+    places.push_back({.row = handle,
+                      .item = std::move(item),
+                      .url = std::move(url),
+                      .failure = found ? std::nullopt : std::optional(found.error())});
   }
   return places;
 }

@@ -1,12 +1,14 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <optional>
 #include <vector>
 
 #include "Models/RegisteredItem.h"
 #include "Models/RowHandle.h"
 #include "Models/StoreContext.h"
 #include "Models/StoreError.h"
+#include "Platform/ErrorNumber.h"
 #include "Platform/FilePath.h"
 
 namespace quillbrook {
@@ -15,9 +17,11 @@ namespace quillbrook {
 struct RegisteredPlace {
   RowHandle<RegisteredItem> row;
   RegisteredItem item;
-  // Where nothing can be found any more: "/__unresolved__/" and the item's name, which is no real path.
+  // Where it cannot be found: "/__unresolved__/" and the item's name, which is no real path.
   FilePath url;
-  bool isResolved = true;
+  std::optional<ErrorNumber> failure;  // why it cannot be found; `noEntry` if it is gone
+
+  [[nodiscard]] bool isResolved() const { return !failure; }
 
   // In the order of registration.
   [[nodiscard]] static StoreResult<std::vector<RegisteredPlace>> all(StoreContext& context);

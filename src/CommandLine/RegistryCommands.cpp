@@ -3,14 +3,18 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <filesystem>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <system_error>
 #include <utility>
 #include <variant>
 #include <vector>
 
 #include "CommandLine/ExitCode.h"
+#include "CommandLine/OpeningFailure.h"
 #include "CommandLine/PathText.h"
 #include "CommandLine/PlaceContents.h"
 #include "CommandLine/PlacePath.h"
@@ -77,25 +81,54 @@ class Adding {
   void add(const FilePath& named) {
     const auto url = placePath(named);
     if (!url) {
-      fail(named, url.error().text());
+      fail(named, OpeningFailure::sentence(url.error()));
       return;
     }
     const auto found = PlaceKind::at(*url);
     if (!found) {
-      fail(*url, "it cannot be looked at; see to its permissions: " + found.error().text());
+      fail(*url, OpeningFailure::sentence(found.error()));
       return;
     }
-    AddDecision next = AddStep::decide(*url, *found, io_.home);
+    if (const auto words = unfitWords(*url); !words.empty()) {
+      fail(*url, words);
+      return;
+    }
+    AddDecision next = decide(*url, *found);
     if (const auto* warning = std::get_if<PendingCloudWarning>(&next)) {
       if (!goesOn(*warning)) return;
       next = AddStep::afterWarning(*warning);
     }
     if (std::holds_alternative<LocationMissing>(next)) {
-      fail(*url, "nothing is there; see to its spelling");
+      fail(*url, OpeningFailure::sentence(ErrorNumber::noEntry));
       return;
     }
     const bool isFolder = std::holds_alternative<FolderToCount>(next);
     registerPlace(*url, isFolder ? ItemKind::folder : ItemKind::file, isFolder && command_.includeSubfolders);
+  }
+
+  // What no run would ever compress.
+  [[nodiscard]] std::string_view unfitWords(const FilePath& url) const {
+    const auto status = io_.fileSystem.lstat(url);
+    if (!status || status->kind == FileKind::regular || status->kind == FileKind::directory) return {};
+    if (status->kind == FileKind::other) return "it is neither a file nor a folder";
+    const auto target = PlaceKind::at(url);
+    const bool leadsToFolder = target && *target == ItemKind::folder;
+    return leadsToFolder ? "" : "it is a symbolic link, which is not compressed; name what it leads to";
+  }
+
+  // A link to a place that a cloud service mirrors is such a place too.
+  [[nodiscard]] AddDecision decide(const FilePath& url, std::optional<ItemKind> found) const {
+    AddDecision decision = AddStep::decide(url, found, io_.home);
+    std::error_code failure;
+    const auto real = std::filesystem::canonical(url.bytes(), failure);
+    const auto home = std::filesystem::canonical(io_.home.bytes(), failure);
+    if (failure || !found || std::holds_alternative<PendingCloudWarning>(decision)) return decision;
+    AddDecision behind = AddStep::decide(FilePath(real.native()), found, FilePath(home.native()));
+    if (auto* warning = std::get_if<PendingCloudWarning>(&behind)) {
+      warning->url = url;
+      return behind;
+    }
+    return decision;
   }
 
   void registerPlace(const FilePath& url, ItemKind kind, bool includeSubfolders) {
@@ -184,13 +217,18 @@ std::vector<const RegisteredPlace*> namedPlaces(const FilePath& named, const std
 
 void printPlace(const RegisteredPlace& place, const Result<PlaceContents>& contents, Io& io) {
   io.out << PathText::shown(place.url, io.outIsTerminal);
-  if (!place.isResolved) {
+  if (place.failure == ErrorNumber::noEntry) {
     io.out << fmt::format("  (not to be found any more; id {})\n", place.item.id.text());
+    return;
+  }
+  if (place.failure) {
+    io.out << fmt::format("  (cannot be reached for now, see to its volume: {}; id {})\n", place.failure->text(),
+                          place.item.id.text());
     return;
   }
   if (place.item.kind == rawValue(ItemKind::folder) && !place.item.includeSubfolders) io.out << "  (no subfolders)";
   if (!contents) {
-    io.out << "  (cannot be read; see to its permissions: " << contents.error().text() << ")\n";
+    io.out << "  (" << OpeningFailure::sentence(contents.error()) << ")\n";
     return;
   }
   const auto size = [](std::uint64_t bytes) { return SizeText::text(static_cast<std::int64_t>(bytes)); };
@@ -227,11 +265,17 @@ int run(const RemoveCommand& command, Io& io) {
     const auto found = namedPlaces(named, *places);
     if (found.empty()) {
       fail(named, "it is not registered; 'quillbrookctl list' shows what is");
-    } else if (found.size() > 1) {
+      continue;
+    }
+    // One place may be registered twice; two that cannot be found are not one.
+    if (found.size() > 1 && !found.front()->isResolved()) {
       fail(named, "several items have this name; name one by its id, as 'quillbrookctl list' shows it");
-    } else {
-      context.erase(found.front()->row);
-      removed.push_back(found.front());
+      continue;
+    }
+    for (const RegisteredPlace* place : found) {
+      if (std::ranges::find(removed, place) != removed.end()) continue;
+      context.erase(place->row);
+      removed.push_back(place);
     }
   }
   // All at once: whoever reads that one is gone can rely on it.
@@ -254,10 +298,11 @@ int run(const ListCommand& command, Io& io) {
   const auto places = RegisteredPlace::all(context);
   if (!places) return storeFailed(places.error(), io);
   if (places->empty() && !command.json) io.out << "nothing is registered; 'quillbrookctl add PATH' does that\n";
+  bool isComplete = true;
   for (const RegisteredPlace& place : *places) {
     const ItemKind kind = itemKindOf(place.item.kind).value_or(ItemKind::file);
     Result<PlaceContents> contents = PlaceContents();
-    if (place.isResolved) {
+    if (place.isResolved()) {
       contents =
           PlaceContents::of(place.url, kind, place.item.includeSubfolders, io.fileSystem, io.openEnumerator, io.stop);
     }
@@ -267,9 +312,10 @@ int run(const ListCommand& command, Io& io) {
     } else {
       printPlace(place, contents, io);
     }
+    isComplete = isComplete && contents && contents->unreadable == 0;
     if (!io.out.flush()) break;  // nobody reads the rest
   }
-  return ExitCode::done;
+  return isComplete ? ExitCode::done : ExitCode::filesFailed;
 }
 
 }  // namespace quillbrook::RegistryCommands

@@ -97,11 +97,11 @@ std::string failedRemoval(const FilePath& named, std::string_view detail) {
 std::string place(const RegisteredPlace& place, const Result<PlaceContents>& contents) {
   Json object{{"type", "place"}, {"id", place.item.id.text()}};
   addPath(object, "path", place.url);
-  object["resolved"] = place.isResolved;
+  object["resolved"] = place.isResolved();
   object["kind"] = place.item.kind;
   object["includeSubfolders"] = place.item.includeSubfolders;
   object["registeredAt"] = DateText::text(timestamp(place.item.registeredAt));
-  const bool isKnown = place.isResolved && contents.has_value();
+  const bool isKnown = place.isResolved() && contents.has_value();
   const auto figure = [&](std::uint64_t PlaceContents::* member) {
     return isKnown ? Json((*contents).*member) : Json(nullptr);
   };
@@ -112,7 +112,9 @@ std::string place(const RegisteredPlace& place, const Result<PlaceContents>& con
   object["physicalSize"] = figure(&PlaceContents::physicalSize);
   object["saved"] = figure(&PlaceContents::saved);
   object["unreadable"] = figure(&PlaceContents::unreadable);
-  object["detail"] = contents ? Json(nullptr) : Json(contents.error().text());
+  object["detail"] = nullptr;
+  if (place.failure) object["detail"] = place.failure->text();
+  if (!contents) object["detail"] = contents.error().text();
   return line(object);
 }
 

@@ -4,12 +4,13 @@
 #include <fmt/format.h>
 
 #include <cstdint>
+#include <optional>
 #include <stop_token>
 #include <string>
 #include <utility>
-#include <variant>
 
 #include "CommandLine/ExitCode.h"
+#include "CommandLine/OpeningFailure.h"
 #include "CommandLine/PathText.h"
 #include "CommandLine/PlacePath.h"
 #include "CommandLine/RegistryLines.h"
@@ -18,7 +19,9 @@
 #include "Discovery/FileSystemSearcher.h"
 #include "Discovery/StarString.h"
 #include "Platform/DateText.h"
+#include "Platform/DirectoryEnumerator.h"
 #include "Registration/FolderFileCounter.h"
+#include "Registration/PlaceKind.h"
 
 namespace quillbrook::SearchCommands {
 namespace {
@@ -28,11 +31,15 @@ int fail(const FilePath& folder, std::string_view verb, std::string_view words, 
   return ExitCode::failed;
 }
 
-constexpr std::string_view missingWords = "nothing is there; see to its spelling";
-constexpr std::string_view noFolderWords = "it is no folder, or none that may be read; see to its permissions";
+// Why the folder cannot be walked, before that is tried. Something that is no folder's entry is not there.
+std::optional<std::string> obstacle(const FilePath& folder, const Io& io) {
+  const auto entries = io.openEnumerator(folder, DirectoryEnumerator::Depth::direct);
+  if (entries) return std::nullopt;
+  return OpeningFailure::sentence(PlaceKind::isMissing(folder) ? ErrorNumber::noEntry : entries.error());
+}
 
 std::string searchLine(const FileCandidate& candidate, bool onTerminal) {
-  const std::string date = DateText::text(candidate.modificationDate).substr(0, std::string_view("2026-11-24").size());
+  const std::string date = DateText::localText(candidate.modificationDate);
   const int stars = starsForCategory(categoryForExtension(candidate.url.extension()));
   return fmt::format("{:>9}  {}  {}  {}\n", SizeText::text(static_cast<std::int64_t>(candidate.size)), date,
                      starString(stars), PathText::shown(candidate.url, onTerminal));
@@ -43,7 +50,8 @@ std::string searchLine(const FileCandidate& candidate, bool onTerminal) {
 int run(const SearchCommand& command, Io& io) {
   SearchForm form = command.form;
   const auto root = placePath(form.rootURL);
-  if (!root) return fail(form.rootURL, "search", root.error().text(), io);
+  if (!root) return fail(form.rootURL, "search", OpeningFailure::sentence(root.error()), io);
+  if (const auto words = obstacle(*root, io)) return fail(*root, "search", *words, io);
   form.rootURL = *root;
   // A reader that is gone, as head(1), wants no more.
   std::stop_source ending;
@@ -59,10 +67,7 @@ int run(const SearchCommand& command, Io& io) {
       [&](const SearchProgress& progress) { result = progress; }, io.openEnumerator);
   if (io.stop.stop_requested()) return ExitCode::signalBase + io.stopSignal;
   if (!io.out) return ExitCode::failed;
-  if (!found) {
-    const bool isMissing = std::holds_alternative<RootNotFound>(found.error());
-    return fail(form.rootURL, "search", isMissing ? missingWords : noFolderWords, io);
-  }
+  if (!found) return fail(form.rootURL, "search", describe(found.error()), io);
   if (command.json) {
     io.out << RegistryLines::searchSummary(result) << '\n';
   } else {
@@ -73,13 +78,11 @@ int run(const SearchCommand& command, Io& io) {
 
 int run(const CountCommand& command, Io& io) {
   const auto url = placePath(command.folder);
-  if (!url) return fail(command.folder, "count", url.error().text(), io);
+  if (!url) return fail(command.folder, "count", OpeningFailure::sentence(url.error()), io);
+  if (const auto words = obstacle(*url, io)) return fail(*url, "count", *words, io);
   const auto files = FolderFileCounter::count(*url, command.includeSubfolders, io.stop, io.openEnumerator);
   if (io.stop.stop_requested()) return ExitCode::signalBase + io.stopSignal;
-  if (!files) {
-    const bool isMissing = std::holds_alternative<FolderNotFound>(files.error());
-    return fail(*url, "count", isMissing ? missingWords : noFolderWords, io);
-  }
+  if (!files) return fail(*url, "count", describe(files.error()), io);
   if (command.json) {
     io.out << RegistryLines::count(*url, command.includeSubfolders, *files) << '\n';
   } else {

@@ -25,6 +25,12 @@ int unknown(const std::string& name, Io& io) {
 int run(const DefaultsGetCommand& command, Io& io) {
   const Setting* one = command.name ? Settings::named(*command.name) : nullptr;
   if (command.name && one == nullptr) return unknown(*command.name, io);
+  const auto readable = io.defaults.check();
+  if (!readable) {
+    io.err << fmt::format("quillbrookctl: the settings cannot be read, so that none counts; see to their file: {}\n",
+                          readable.error() == ErrorNumber::invalid ? "it is damaged" : readable.error().text());
+    return ExitCode::failed;
+  }
   for (const Setting& setting : one != nullptr ? std::span(one, 1) : Settings::all()) {
     const auto value = Settings::value(setting, io.defaults);
     if (command.json) {

@@ -8,6 +8,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <ctime>
 
 namespace quillbrook::DateText {
 namespace {
@@ -46,6 +47,15 @@ std::string text(Timestamp instant) {
     result.erase(result.find_last_not_of('0') + 1);
   }
   return result + 'Z';
+}
+
+std::string localText(Timestamp instant) {
+  const auto moment = static_cast<std::time_t>(instant.seconds);
+  std::tm local{};
+  if (::localtime_r(&moment, &local) == nullptr) return text(instant);
+  constexpr int firstYear = 1'900;
+  return fmt::format("{:04}-{:02}-{:02} {:02}:{:02}", std::int64_t{local.tm_year} + firstYear, local.tm_mon + 1,
+                     local.tm_mday, local.tm_hour, local.tm_min);
 }
 
 std::optional<Timestamp> parse(std::string_view text) {

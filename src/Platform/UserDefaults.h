@@ -53,6 +53,9 @@ class UserDefaults {
   // "defaults.json" in the program's own configuration folder. Lives as long as the process.
   static UserDefaults& standard();
 
+  // Fails if there are settings that cannot be read; to value() it is then as if nothing were set. A file that holds
+  // none is `invalid`.
+  [[nodiscard]] Result<void> check() const;
   // What somebody has set, if it has one of these types.
   [[nodiscard]] std::optional<Value> value(std::string_view name) const;
   // Nothing takes the setting away. One that is so already is not written, and tells nobody. Errors as of making the

@@ -67,7 +67,7 @@ class CommandLineTest : public testing::Test {
           .openEnumerator = openEnumerator,
           .volumes = volumes,
           .schedule = schedule,
-          .openStore = [this] { return makeStoreContainer(store.path("store.sqlite")); },
+          .openStore = openStore,
           .defaults = defaults,
           .home = tree.path("home"),
           .currentTime = [] { return Timestamp{.seconds = 1'700'000'000, .nanoseconds = 123'456'789}; },
@@ -99,6 +99,9 @@ class CommandLineTest : public testing::Test {
 
   ScratchFolder tree;
   ScratchFolder store;
+  std::function<std::expected<StoreContainer, ApplicationStoreError>()> openStore = [this] {
+    return makeStoreContainer(store.path("store.sqlite"));
+  };
   UserDefaults defaults{store.path("defaults.json")};
   std::function<std::optional<std::string>(const std::stop_token&)> readLine;
   OpenEnumerator openEnumerator = DirectoryEnumerator::open;

@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include <sqlite3.h>
+#include <sys/stat.h>
 
 #include "CommandLineFixture.h"
+#include "Support/OrdinaryUser.h"
 
 namespace quillbrook {
 namespace {
@@ -88,6 +90,40 @@ TEST_F(RegistryTest, WhatCannotBeRegisteredIsToldOneByOne) {
   EXPECT_EQ(object(odd)["pathBase64"].is_string(), true);
 }
 
+// What the text of a path says is not always where it leads.
+TEST_F(RegistryTest, LinksAreNotTakenForWhatTheyLeadTo) {
+  tree.write("d/bar/wrong", "text");
+  tree.write("bar/right", "text");
+  tree.makeFolder("e");
+  std::filesystem::create_symlink(tree.at("e"), tree.at("d/up"));
+  EXPECT_EQ(run({"add", at("d/up/../bar")}), 0);
+  EXPECT_THAT(out.str(), HasSubstr("registered " + at("bar") + " "));
+  EXPECT_EQ(run({"add", at("d/up"), "--json"}), 0) << "a link to a folder is a place of its own";
+  EXPECT_EQ(objects().front()["kind"], "folder");
+  std::filesystem::create_symlink(tree.at("bar/right"), tree.at("link"));
+  ASSERT_EQ(mkfifo(tree.at("fifo").c_str(), 0600), 0);
+  EXPECT_EQ(run({"add", at("link"), at("fifo")}), 3);
+  EXPECT_THAT(err.str(), HasSubstr("link: it is a symbolic link"));
+  EXPECT_THAT(err.str(), HasSubstr("fifo: it is neither a file nor a folder"));
+  tree.write("home/Dropbox/c.txt", "text");
+  std::filesystem::create_symlink(tree.at("home/Dropbox"), tree.at("cloud"));
+  EXPECT_EQ(run({"add", at("cloud/c.txt")}), 3);
+  EXPECT_THAT(err.str(), HasSubstr("Dropbox 配下を登録しようとしています: " + at("cloud/c.txt")));
+}
+
+TEST_F(RegistryTest, APlaceThatWasRegisteredTwiceGoesAtOnce) {
+  for (const char* name : {"a", "b"}) {
+    tree.makeFolder(name);
+    EXPECT_EQ(run({"add", at(name)}), 0);
+  }
+  std::filesystem::remove(tree.at("b"));
+  std::filesystem::rename(tree.at("a"), tree.at("b"));
+  EXPECT_EQ(run({"remove", at("b"), at("b"), "--json"}), 0);
+  EXPECT_EQ(objects().size(), 2U);
+  EXPECT_EQ(run({"list", "--json"}), 0);
+  EXPECT_EQ(out.str(), "");
+}
+
 TEST_F(RegistryTest, ACloudServicesPlaceIsAskedFor) {
   tree.write("home/Dropbox/c.txt", "text");
   isTerminal = true;
@@ -124,6 +160,24 @@ TEST_F(RegistryTest, AStoreThatIsLockedOrDamagedIsToldAndLeftAlone) {
   EXPECT_EQ(run({"add", at("a.txt")}), 1);
   EXPECT_EQ(run({"remove", at("a.txt")}), 1);
   EXPECT_EQ(store.read("store.sqlite"), "no database");
+}
+
+TEST_F(RegistryTest, WhatCannotBeReachedIsNotGone) {
+  const OrdinaryUser user;
+  if (!user.isOrdinary()) GTEST_SKIP() << "cannot become an ordinary user";
+  const ScratchFolder own;
+  const ScratchFolder ownStore;
+  openStore = [&] { return makeStoreContainer(ownStore.path("store.sqlite")); };
+  own.write("closed/file", "text");
+  own.makeFolder("secret");
+  EXPECT_EQ(run({"add", own.path("closed/file").bytes(), own.path("secret").bytes()}), 0) << err.str();
+  EXPECT_EQ(::chmod(own.at("closed").c_str(), 0), 0);
+  EXPECT_EQ(::chmod(own.at("secret").c_str(), 0), 0);
+  EXPECT_EQ(run({"list"}), 3);
+  EXPECT_THAT(out.str(), HasSubstr("cannot be reached for now, see to its volume: Permission denied; id "));
+  EXPECT_THAT(out.str(), HasSubstr("secret  (it may not be read; see to its permissions: Permission denied)"));
+  EXPECT_EQ(::chmod(own.at("closed").c_str(), 0700), 0);
+  EXPECT_EQ(::chmod(own.at("secret").c_str(), 0700), 0);
 }
 
 TEST_F(RegistryTest, AStoppedCommandEndsWithItsSignal) {

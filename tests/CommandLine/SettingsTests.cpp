@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+#include <sys/stat.h>
+
 #include "CommandLineFixture.h"
 
 namespace quillbrook {
@@ -22,6 +24,16 @@ TEST_F(SettingsTest, SettingsAreShownAndChanged) {
   std::filesystem::create_directory(store.at("defaults.json"));
   EXPECT_EQ(run({"defaults", "set", "logRetentionDays", "40"}), 1);
   EXPECT_THAT(err.str(), HasSubstr("as they were"));
+  EXPECT_EQ(run({"defaults", "get"}), 1);
+  EXPECT_THAT(err.str(), HasSubstr("Is a directory"));
+  std::filesystem::remove(store.at("defaults.json"));
+  store.write("elsewhere.json", R"({"logRetentionDays": 7})");
+  std::filesystem::create_symlink(store.at("elsewhere.json"), store.at("defaults.json"));
+  EXPECT_EQ(run({"defaults", "set", "logRetentionDays", "8"}), 0);
+  EXPECT_THAT(store.read("elsewhere.json"), HasSubstr("8")) << "a link stays a link";
+  std::filesystem::remove(store.at("defaults.json"));
+  ASSERT_EQ(mkfifo(store.at("defaults.json").c_str(), 0600), 0);
+  EXPECT_EQ(run({"defaults", "get"}), 1) << "and nobody waits for somebody to write to it";
 }
 
 TEST_F(SettingsTest, TheScheduleIsShown) {

@@ -165,7 +165,9 @@ std::optional<FilePath> findByHandle(const Content& content) {
   // A handle of one file system may by chance be another's too.
   if (!there || !there->isOnDeviceOf(content.identity)) return std::nullopt;
   const FileDescriptor file = FileHandle::open(ancestor->get(), content.handle);
-  if (!file.isOpen()) return std::nullopt;
+  const auto status = file.isOpen() ? SystemCall::status(file.get()) : std::unexpected(ErrorNumber::noEntry);
+  // One that is only held open has no name any more.
+  if (!status || status->st_nlink == 0) return std::nullopt;
   const auto path = FolderPath::of(file.get());
   if (path && leadsTo(*path, content.identity)) return *path;
   // It is there, but the kernel has not come across its name yet: that has to be looked for.

@@ -1,19 +1,18 @@
 // SPDX-License-Identifier: MIT
 #include "Platform/RecompressSchedule.h"
 
-#include <fmt/chrono.h>
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <array>
 #include <cstdint>
-#include <ctime>
 #include <ranges>
 #include <string_view>
 #include <utility>
 #include <variant>
 #include <vector>
 
+#include "Platform/DateText.h"
 #include "Platform/Linux/InstalledProgram.h"
 #include "Platform/Linux/ParsedNumber.h"
 #include "Platform/Linux/ScheduleTemplate.h"
@@ -101,13 +100,9 @@ std::optional<Timestamp> dateOf(std::string_view properties, std::string_view ke
   const auto values = valuesOf(properties, key);
   if (values.empty() || !values.front().starts_with('@')) return std::nullopt;
   const auto seconds = parsedNumber<std::int64_t>(values.front().substr(1));
-  if (!seconds) return std::nullopt;
+  constexpr std::int64_t endOfDates = 253'402'300'800;  // of the year 9999
+  if (!seconds || *seconds < 0 || *seconds >= endOfDates) return std::nullopt;
   return Timestamp{.seconds = *seconds, .nanoseconds = 0};
-}
-
-// As the clock on the wall shows it.
-std::string shown(Timestamp date) {
-  return fmt::format("{:%Y-%m-%d %H:%M}", fmt::localtime(static_cast<std::time_t>(date.seconds)));
 }
 
 std::string disabledSentence(const ScheduleOutcome& outcome) {
@@ -225,9 +220,9 @@ std::string sentence(const ScheduleStatus& status) {
   switch (status.reach) {
     case Reach::running:
       return fmt::format("{} {} Last: {}.", text,
-                         status.nextRun ? fmt::format("Next: {}.", shown(*status.nextRun))
+                         status.nextRun ? fmt::format("Next: {}.", DateText::localText(*status.nextRun))
                                         : "Your service manager has no date for it, though: enable it again.",
-                         status.lastRun ? shown(*status.lastRun) : "never");
+                         status.lastRun ? DateText::localText(*status.lastRun) : "never");
     case Reach::notRunning:
       return text + " Nothing starts it before the next login: no service manager of yours is running.";
     case Reach::notInstalled:

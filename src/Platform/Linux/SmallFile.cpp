@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -18,8 +19,12 @@
 namespace quillbrook {
 
 Result<std::string> SmallFile::read(const FilePath& path) {
-  const auto file = SystemCall::openAt(AT_FDCWD, path.c_str(), O_RDONLY);
+  // A pipe that nobody writes to would be waited for without end.
+  const auto file = SystemCall::openAt(AT_FDCWD, path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY);
   if (!file) return std::unexpected(file.error());
+  const auto status = SystemCall::status(file->get());
+  if (!status) return std::unexpected(status.error());
+  if (!S_ISREG(status->st_mode)) return std::unexpected(ErrorNumber{S_ISDIR(status->st_mode) ? EISDIR : EINVAL});
   std::string content;
   std::array<char, 16'384> buffer;
   for (;;) {

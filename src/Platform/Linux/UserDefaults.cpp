@@ -117,6 +117,13 @@ UserDefaults& UserDefaults::standard() {
   return instance;
 }
 
+Result<void> UserDefaults::check() const {
+  const auto content = read(content_->file);
+  if (!content) return std::unexpected(content.error());
+  if (!*content) return std::unexpected(ErrorNumber::invalid);
+  return {};
+}
+
 std::optional<UserDefaults::Value> UserDefaults::value(std::string_view name) const {
   const MutexLock guard(content_->mutex);
   // Why it could not be read is in the log.
@@ -150,7 +157,10 @@ Result<void> UserDefaults::setValue(std::string_view name, const std::optional<V
     }
     if (values == content_->values) return {};
     constexpr int indentation = 2;
-    if (const auto done = SmallFile::replace(content_->file, values.dump(indentation) + '\n'); !done) return done;
+    // A link stays, and what it leads to is written.
+    const auto target = std::filesystem::canonical(content_->file.bytes(), failure);
+    const FilePath written = failure ? content_->file : FilePath(target.native());
+    if (const auto done = SmallFile::replace(written, values.dump(indentation) + '\n'); !done) return done;
     content_->values = std::move(values);
     content_->version = versionOf(content_->file);
     listeners = content_->listeners();

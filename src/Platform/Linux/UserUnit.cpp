@@ -2,6 +2,7 @@
 #include "Platform/Linux/UserUnit.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -67,10 +68,13 @@ std::expected<void, UserUnitError> write(const FilePath& file, std::string_view 
 std::expected<void, UserUnitError> enable(const FilePath& link, std::string_view unitFileName) {
   if (auto made = makeFolder(link.parent()); !made) return made;
   const std::string target = "../" + std::string(unitFileName);
-  if (::symlink(target.c_str(), link.c_str()) != 0 && errno != EEXIST) {
-    return failure("create", link, ErrorNumber{errno});
-  }
-  return {};
+  if (::symlink(target.c_str(), link.c_str()) == 0) return {};
+  const ErrorNumber reason{errno};
+  // Another link does, since it was put there by somebody who knows why.
+  struct stat status{};
+  const bool isLink = ::lstat(link.c_str(), &status) == 0 && S_ISLNK(status.st_mode);
+  if (reason.value == EEXIST && isLink) return {};
+  return failure("create", link, reason);
 }
 
 bool isEnabled(const FilePath& link) {
@@ -78,7 +82,8 @@ bool isEnabled(const FilePath& link) {
 }
 
 std::expected<void, UserUnitError> remove(const FilePath& path) {
-  if (::unlink(path.c_str()) != 0 && errno != ENOENT) return failure("remove", path, ErrorNumber{errno});
+  if (::unlink(path.c_str()) != 0 && errno != ENOENT && errno != ENOTDIR)
+    return failure("remove", path, ErrorNumber{errno});
   return {};
 }
 
