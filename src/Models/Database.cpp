@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <system_error>
 #include <utility>
+#include <variant>
 
 namespace quillbrook {
 namespace {
@@ -25,8 +26,23 @@ void keepLog(sqlite3* connection, bool keep) {
 }  // namespace
 
 StoreResult<std::unique_ptr<Database>> Database::open(const FilePath& store) {
+  auto database = open(store, Sharing::withOthers);
+  if (!database) return database;
+  // The first read makes the memory that connections share, a file beside the store. On a full disk there is no room
+  // for it; who has the store alone needs none.
+  const auto read = (*database)->number(StoreAction::open, "SELECT count(*) FROM sqlite_schema");
+  if (read || !std::holds_alternative<StoreErrors::DiskFull>(read.error())) return database;
+  database->reset();
+  return open(store, Sharing::withNobody);
+}
+
+StoreResult<std::unique_ptr<Database>> Database::open(const FilePath& store, Sharing sharing) {
   std::unique_ptr<Database> database(new Database(store));
   if (auto connected = database->connect(); !connected) return std::unexpected(std::move(connected).error());
+  if (sharing == Sharing::withOthers) return database;
+  if (auto alone = database->execute(StoreAction::open, "PRAGMA locking_mode = EXCLUSIVE"); !alone) {
+    return std::unexpected(std::move(alone).error());
+  }
   return database;
 }
 

@@ -22,7 +22,8 @@ class Database {
   static constexpr std::chrono::milliseconds patience{5'000};
 
   // An existing file, for reading and writing. Foreign keys are enforced, and what is committed is on the disk. A
-  // write-ahead log that was left beside it stays as it is when the connection closes.
+  // write-ahead log that was left beside it stays as it is when the connection closes. On a full disk the connection
+  // keeps all others out.
   [[nodiscard]] static StoreResult<std::unique_ptr<Database>> open(const FilePath& store);
   ~Database();
   Database(const Database&) = delete;
@@ -45,6 +46,9 @@ class Database {
   [[nodiscard]] StoreError failure(StoreAction action, int code) const;
 
  private:
+  enum class Sharing : std::uint8_t { withOthers, withNobody };
+
+  [[nodiscard]] static StoreResult<std::unique_ptr<Database>> open(const FilePath& store, Sharing sharing);
   explicit Database(FilePath store) : store_(std::move(store)) {}
   [[nodiscard]] StoreResult<void> connect();
 

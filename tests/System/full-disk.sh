@@ -37,6 +37,10 @@ fill_disk
 [[ $code -le 1 ]] || fail "the unattended run on a full disk ended with $code"
 same_checksums "$work/original" "$v" "contents after an unattended run on a full disk"
 [[ -z $(find "$v" -name '*.slimtmp') ]] || fail "the unattended run left work files"
+XDG_DATA_HOME=$work/disk/there must "$ctl" add "$v" >/dev/null
+fill_disk
+XDG_DATA_HOME=$work/disk/there "$QUILLBROOK_BIN/quillbrook" --auto-recompress >"$work/out"; code=$?
+[[ $code -le 1 ]] && grep -qF '登録項目 1 件' "$work/out" || fail "the store on a full disk is not read: $code $(cat "$work/out")"
 fill_disk
 XDG_DATA_HOME=$work/disk/data "$QUILLBROOK_BIN/quillbrook" --auto-recompress >/dev/null 2>"$work/errors"; code=$?
 [[ $code -eq 1 && $(cat "$work/errors") == "Failed to create ModelContainer: "* ]] || fail "a store on a full disk: $code $(cat "$work/errors")"
