@@ -22,6 +22,12 @@ class HeadlessAutoRecompressRunnerTest : public testing::Test {
     tree_.write(name, ScratchFolder::prose(byteCount));
     touch(name, age, 0);
   }
+  void writeNoise(std::string_view name, std::uint32_t seed) const {
+    std::mt19937 random{seed};
+    std::string noise;
+    while (noise.size() < 3'000) noise += static_cast<char>(random());
+    tree_.write(name, noise);
+  }
   void touch(std::string_view name, std::int64_t age, long nanoseconds) const {
     const std::array<timespec, 2> times{timespec{.tv_sec = now_.seconds - age, .tv_nsec = nanoseconds},
                                         timespec{.tv_sec = now_.seconds - age, .tv_nsec = nanoseconds}};
@@ -95,13 +101,7 @@ TEST_F(HeadlessAutoRecompressRunnerTest, CompressesWhatHasBeenLeftAloneAndCounts
   write("folder/.hidden.txt", 7'200);
   write("folder/App.app/inside.txt", 7'200);
   write("folder/old.txt.slimtmp2", 10);
-  tree_.write("folder/noise.bin", "");
-  {
-    std::ofstream noise(tree_.at("folder/noise.bin"), std::ios::binary);
-    constexpr unsigned seed = 1;
-    std::mt19937 random{seed};
-    for (int i = 0; i < 3'000; ++i) noise.put(static_cast<char>(random()));
-  }
+  writeNoise("folder/noise.bin", 1);
   touch("folder/noise.bin", 7'200, 0);
   std::filesystem::create_hard_link(tree_.at("folder/old.txt"), tree_.at("linked"));
   add("folder");
