@@ -28,8 +28,8 @@ struct DefaultsKey {
 };
 
 // The user's settings: one JSON object in a file of its own, written at once and in one step, so that another process
-// may use it at the same time. Keys that nobody here knows are kept. A file that cannot be understood is as if nothing
-// were set, and set aside, with a line in the log, once something is. Any thread.
+// may use it at the same time. Keys that nobody here knows are kept. A file that cannot be understood is set aside,
+// with a line in the log, and the settings begin anew. Any thread.
 class UserDefaults {
  public:
   using Value = std::variant<bool, std::int64_t, std::string>;

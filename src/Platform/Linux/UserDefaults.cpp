@@ -84,19 +84,41 @@ struct UserDefaults::Content {
   Json values QB_GUARDED_BY(mutex) = Json::object();
   std::vector<std::weak_ptr<const Observer>> observers QB_GUARDED_BY(mutex);
 
-  // What cannot be read leaves what was known. Only who holds the lock sets a damaged file aside: to others it is as if
-  // nothing were set.
-  Result<void> readAgain(bool isLocked) QB_REQUIRES(mutex) {
+  // Keeps other processes from setting anything, so that none loses what another has set.
+  [[nodiscard]] Result<FileDescriptor> lock() const {
+    auto folder = SystemCall::openAt(AT_FDCWD, file.parent().c_str(), O_RDONLY | O_DIRECTORY);
+    if (!folder) return folder;
+    const auto held = SystemCall::checked([&] { return ::flock(folder->get(), LOCK_EX); });
+    if (!held) return std::unexpected(held.error());
+    return folder;
+  }
+
+  // What cannot be read leaves what was known.
+  Result<void> readAgain() QB_REQUIRES(mutex) {
     const Version now = versionOf(file);
     if (now == version) return {};
     const auto content = read(file);
+    if (content && *content) {
+      values = **content;
+      version = now;
+      return {};
+    }
     if (!content) {
       defaultsLog.write(LogLevel::error, "settings cannot be read: %{public}s", {content.error().text()});
       return std::unexpected(content.error());
     }
-    if (!*content && isLocked) setAside(file);
+    const auto locked = lock();
+    return locked ? readLocked() : std::unexpected(locked.error());
+  }
+
+  // The same for who holds the lock: nobody else can have put good settings in a damaged file's place meanwhile.
+  Result<void> readLocked() QB_REQUIRES(mutex) {
+    const Version now = versionOf(file);
+    const auto content = read(file);
+    if (!content) return std::unexpected(content.error());
+    if (!*content) setAside(file);
     values = content->value_or(Json::object());
-    version = *content || !isLocked ? now : versionOf(file);
+    version = *content ? now : versionOf(file);
     return {};
   }
 
@@ -127,7 +149,7 @@ Result<void> UserDefaults::check() const {
 std::optional<UserDefaults::Value> UserDefaults::value(std::string_view name) const {
   const MutexLock guard(content_->mutex);
   // Why it could not be read is in the log.
-  [[maybe_unused]] const auto read = content_->readAgain(false);
+  [[maybe_unused]] const auto read = content_->readAgain();
   const auto found = content_->values.find(name);
   return found == content_->values.end() ? std::nullopt : valueOf(*found);
 }
@@ -140,15 +162,10 @@ Result<void> UserDefaults::setValue(std::string_view name, const std::optional<V
     std::error_code failure;
     std::filesystem::create_directories(content_->file.parent().bytes(), failure);
     if (failure) return std::unexpected(ErrorNumber{failure.value()});
-    // Another process that sets something waits, so that neither loses what the other has set.
-    const FilePath folder = content_->file.parent();
-    const auto lock = SystemCall::openAt(AT_FDCWD, folder.c_str(), O_RDONLY | O_DIRECTORY);
+    const auto lock = content_->lock();
     if (!lock) return std::unexpected(lock.error());
-    if (const auto held = SystemCall::checked([&] { return ::flock(lock->get(), LOCK_EX); }); !held) return held;
-
     // Settings that are there and cannot be read must not be written over.
-    content_->version = {};
-    if (const auto read = content_->readAgain(true); !read) return read;
+    if (const auto read = content_->readLocked(); !read) return read;
     Json values = content_->values;
     if (value) {
       values[std::string(name)] = jsonOf(*value);
