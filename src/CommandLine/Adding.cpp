@@ -71,7 +71,7 @@ class Run {
       fail(*url, OpeningFailure::sentence(found.error()));
       return;
     }
-    if (const auto words = unfitWords(*url); !words.empty()) {
+    if (const auto words = *found ? unfitWords(*url) : std::string_view(); !words.empty()) {
       fail(*url, words);
       return;
     }
@@ -101,10 +101,11 @@ class Run {
   // A link to a place that a cloud service mirrors is such a place too.
   [[nodiscard]] AddDecision decide(const FilePath& url, std::optional<ItemKind> found) const {
     AddDecision decision = AddStep::decide(url, found, io_.home);
-    std::error_code failure;
-    const auto real = std::filesystem::canonical(url.bytes(), failure);
-    const auto home = std::filesystem::canonical(io_.home.bytes(), failure);
-    if (failure || !found || std::holds_alternative<PendingCloudWarning>(decision)) return decision;
+    std::error_code missing;
+    std::error_code homeless;
+    const auto real = std::filesystem::canonical(url.bytes(), missing);
+    const auto home = std::filesystem::canonical(io_.home.bytes(), homeless);
+    if (missing || homeless || !found || std::holds_alternative<PendingCloudWarning>(decision)) return decision;
     AddDecision behind = AddStep::decide(FilePath(real.native()), found, FilePath(home.native()));
     if (auto* warning = std::get_if<PendingCloudWarning>(&behind)) {
       warning->url = url;

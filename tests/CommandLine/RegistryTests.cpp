@@ -101,8 +101,10 @@ TEST_F(RegistryTest, LinksAreNotTakenForWhatTheyLeadTo) {
   EXPECT_EQ(run({"add", at("d/up"), "--json"}), 0) << "a link to a folder is a place of its own";
   EXPECT_EQ(objects().front()["kind"], "folder");
   std::filesystem::create_symlink(tree.at("bar/right"), tree.at("link"));
+  std::filesystem::create_symlink(tree.at("nowhere"), tree.at("broken"));
   ASSERT_EQ(mkfifo(tree.at("fifo").c_str(), 0600), 0);
-  EXPECT_EQ(run({"add", at("link"), at("fifo")}), 3);
+  EXPECT_EQ(run({"add", at("link"), at("fifo"), at("broken")}), 3);
+  EXPECT_THAT(err.str(), HasSubstr("broken: nothing is there"));
   EXPECT_THAT(err.str(), HasSubstr("link: it is a symbolic link"));
   EXPECT_THAT(err.str(), HasSubstr("fifo: it is neither a file nor a folder"));
   tree.write("home/Dropbox/c.txt", "text");
