@@ -48,6 +48,7 @@ class ModelTest : public VolumeTest {
     handles_.clear();
     EXPECT_EQ(mounted_->stop(), 0);
     mount();
+    ASSERT_TRUE(mounted_->isMounted()) << "the daemon's program may have been built anew at this moment";
   }
   // Of the daemon: with everything closed it may keep no descriptor of a regular file but its lock.
   long regularFiles() {
