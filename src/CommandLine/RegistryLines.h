@@ -15,8 +15,8 @@
 #include "Registration/RegistrationDecision.h"
 #include "Settings/Setting.h"
 
-// The objects of `--json` that tell of the registry, of searches and of settings, as JsonLines' are of files and
-// volumes.
+// The objects of `--json` that tell of the registry and what is about it (searches, the schedule, settings), as
+// JsonLines' are of files and volumes.
 namespace quillbrook::RegistryLines {
 
 [[nodiscard]] std::string registration(const FilePath& url, const RegistrationDecision& decision);
