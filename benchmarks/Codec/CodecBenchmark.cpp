@@ -1,177 +1,112 @@
 // SPDX-License-Identifier: MIT
 //
-// CodecBenchmark FOLDER [MEGABYTES]: compresses and restores the regular files below a folder, in blocks of 64 KiB,
-// with this codec and its peers, all in one run on the same blocks. Prints sizes, rates and ratios to zlib.
-#include <libdeflate.h>
-#include <zlib.h>
-#include <zstd.h>
-
+// The stream codec beside zlib, libdeflate and zstd, all in one run, on the same blocks of 64 KiB.
+//
+//   CodecBenchmark [--json] --corpora FOLDER     the corpora that corpora.sh built there, and the goals
+//   CodecBenchmark [--json] FILE…                these files, each a corpus
 #include <algorithm>
-#include <chrono>
-#include <cstdint>
+#include <cstdio>
 #include <cstdlib>
-#include <cstring>
+#include <exception>
 #include <filesystem>
-#include <fstream>
-#include <functional>
-#include <memory>
-#include <span>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
-#include "Codec/Compression.h"
+#include "CLI/CLI.hpp"
+#include "Coders.h"
+#include "Corpora.h"
+#include "Goals.h"
+#include "Measurement.h"
+#include "Report.h"
+#include "Result.h"
 #include "fmt/core.h"
 
+namespace quillbrook {
 namespace {
 
-using Bytes = std::span<const std::uint8_t>;
-using Room = std::span<std::uint8_t>;
+constexpr int wrongUsage = 2;
 
-constexpr std::size_t blockBytes = 65'536;
-constexpr std::size_t megabyte = 1'000'000;
-constexpr int zlibLevel = 6;
-constexpr int libdeflateLevel = 6;
-constexpr int zstdLevel = 3;
+// The corpus of which hardly anything gets smaller: it makes all coders look alike in size, and its speeds are those of
+// giving up.
+constexpr const char* media = "media";
 
-// Both return the number of bytes written.
-struct Codec {
-  std::string name;
-  std::function<std::size_t(Room, Bytes)> encode;
-  std::function<std::size_t(Room, Bytes)> decode;
-};
-
-struct Measured {
-  std::size_t bytes = 0;
-  double encodeSeconds = 0;
-  double decodeSeconds = 0;
-};
-
-[[noreturn]] void fail(const std::string& reason) {
-  fmt::print(stderr, "CodecBenchmark: {}\n", reason);
-  std::exit(EXIT_FAILURE);
+void append(std::vector<Goal>& goals, std::vector<Goal> more) {
+  goals.insert(goals.end(), more.begin(), more.end());
 }
 
-// Files in the order of their names, so that every run sees the same bytes.
-std::vector<std::uint8_t> readFolder(const std::filesystem::path& folder, std::size_t limit) {
-  namespace fs = std::filesystem;
-  std::vector<fs::path> paths;
-  constexpr auto options = fs::directory_options::skip_permission_denied;
-  for (const fs::directory_entry& entry : fs::recursive_directory_iterator(folder, options)) {
-    if (entry.is_regular_file() && !entry.is_symlink()) paths.push_back(entry.path());
+std::vector<Goal> judge(const std::vector<std::string>& coders, const Result& total, const std::vector<Result>& apart) {
+  std::vector<Goal> goals = Goals::ofTotal(coders, total);
+  append(goals, Goals::ofStored(total));
+  for (const Result& result : apart) {
+    append(goals, result.kind == Corpus::Kind::Random ? Goals::ofRandom(result) : Goals::ofSmallFiles(coders, result));
   }
-  std::ranges::sort(paths);
-  std::vector<std::uint8_t> content;
-  for (const fs::path& path : paths) {
-    if (content.size() >= limit) break;
-    std::ifstream file(path, std::ios::binary);
-    content.insert(content.end(), std::istreambuf_iterator<char>(file), {});
-  }
-  content.resize(std::min(content.size(), limit));
-  return content;
+  return goals;
 }
 
-std::vector<Codec> codecs() {
-  std::vector<Codec> all;
-  all.push_back({"quillbrook",
-                 [](Room to, Bytes from) {
-                   return quillbrook::compression_encode_buffer(to, from, {}, quillbrook::COMPRESSION_LZFSE);
-                 },
-                 [](Room to, Bytes from) {
-                   return quillbrook::compression_decode_buffer(to, from, {}, quillbrook::COMPRESSION_LZFSE);
-                 }});
-  all.push_back({fmt::format("zlib {}", zlibLevel),
-                 [](Room to, Bytes from) {
-                   uLongf size = to.size();
-                   return compress2(to.data(), &size, from.data(), from.size(), zlibLevel) == Z_OK ? size : 0;
-                 },
-                 [](Room to, Bytes from) {
-                   uLongf size = to.size();
-                   return uncompress(to.data(), &size, from.data(), from.size()) == Z_OK ? size : 0;
-                 }});
-  const std::shared_ptr<libdeflate_compressor> compressor(libdeflate_alloc_compressor(libdeflateLevel),
-                                                          libdeflate_free_compressor);
-  const std::shared_ptr<libdeflate_decompressor> decompressor(libdeflate_alloc_decompressor(),
-                                                              libdeflate_free_decompressor);
-  all.push_back({fmt::format("libdeflate {}", libdeflateLevel),
-                 [compressor](Room to, Bytes from) {
-                   return libdeflate_zlib_compress(compressor.get(), from.data(), from.size(), to.data(), to.size());
-                 },
-                 [decompressor](Room to, Bytes from) {
-                   std::size_t size = 0;
-                   libdeflate_zlib_decompress(decompressor.get(), from.data(), from.size(), to.data(), to.size(),
-                                              &size);
-                   return size;
-                 }});
-  const std::shared_ptr<ZSTD_CCtx> packing(ZSTD_createCCtx(), ZSTD_freeCCtx);
-  const std::shared_ptr<ZSTD_DCtx> unpacking(ZSTD_createDCtx(), ZSTD_freeDCtx);
-  all.push_back({fmt::format("zstd {}", zstdLevel),
-                 [packing](Room to, Bytes from) {
-                   return ZSTD_compressCCtx(packing.get(), to.data(), to.size(), from.data(), from.size(), zstdLevel);
-                 },
-                 [unpacking](Room to, Bytes from) {
-                   return ZSTD_decompressDCtx(unpacking.get(), to.data(), to.size(), from.data(), from.size());
-                 }});
-  return all;
+void run(const std::vector<Corpora::Source>& sources, bool json) {
+  const std::vector<Coder> coders = Coders::make();
+  std::vector<std::string> names;
+  names.reserve(coders.size());
+  for (const Coder& coder : coders) names.push_back(coder.name);
+
+  Result total{"total", Corpus::Kind::Blocks, {}};
+  Result compressible{"total without media", Corpus::Kind::Blocks, {}};
+  std::vector<Result> apart;
+  Report::Style style{json, compressible.corpus.size()};
+  for (const Corpora::Source& source : sources) style.corpusWidth = std::max(style.corpusWidth, source.name.size());
+
+  Report::start(style, sources);
+  for (const Corpora::Source& source : sources) {
+    const Result result = Measurement::measure(Corpora::read(source), coders);
+    Report::result(style, names, result);
+    if (result.kind != Corpus::Kind::Blocks) {
+      apart.push_back(result);
+      continue;
+    }
+    total.add(result);
+    if (result.corpus != media) compressible.add(result);
+  }
+  Report::result(style, names, total);
+  Report::goals(style, judge(names, total, apart));
+  if (compressible.coders.empty() || compressible.coders.front().size() == total.coders.front().size()) return;
+  // Beside the verdict, not instead of it.
+  Report::result(style, names, compressible);
+  Report::goals(style, Goals::ofTotal(names, compressible));
 }
 
-double secondsSince(std::chrono::steady_clock::time_point start) {
-  return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-}
-
-// One batch of blocks through one codec, there and back, compared in the end. Batches of all codecs alternate, so that
-// a change in the machine's speed touches each alike.
-void measure(const Codec& codec, Bytes batch, Measured& measured) {
-  const std::size_t blocks = (batch.size() + blockBytes - 1) / blockBytes;
-  constexpr std::size_t slot = blockBytes + blockBytes / 8;
-  std::vector<std::uint8_t> packed(blocks * slot);
-  std::vector<std::size_t> sizes(blocks);
-  std::vector<std::uint8_t> restored(batch.size());
-  const auto blockOf = [&](std::size_t i) {
-    return batch.subspan(i * blockBytes, std::min(blockBytes, batch.size() - i * blockBytes));
-  };
-
-  auto start = std::chrono::steady_clock::now();
-  for (std::size_t i = 0; i < blocks; ++i) {
-    sizes[i] = codec.encode(Room(packed).subspan(i * slot, slot), blockOf(i));
+int benchmark(int argc, char** argv) {
+  bool json = false;
+  std::filesystem::path folder;
+  std::vector<std::filesystem::path> files;
+  CLI::App app("The stream codec beside its peers");
+  app.add_flag("--json", json, "One JSON object a line");
+  CLI::Option_group* what = app.add_option_group("What to measure");
+  what->add_option("--corpora", folder, "Folder that corpora.sh built");
+  what->add_option("FILE", files, "Files, each cut into blocks");
+  what->require_option(1);
+  std::vector<Corpora::Source> sources;
+  try {
+    app.parse(argc, argv);
+    sources = files.empty() ? Corpora::fromFolder(folder) : Corpora::fromFiles(files);
+  } catch (const CLI::ParseError& error) {
+    return app.exit(error) == 0 ? EXIT_SUCCESS : wrongUsage;
+  } catch (const std::runtime_error& error) {
+    fmt::print(stderr, "CodecBenchmark: {}\n", error.what());
+    return wrongUsage;
   }
-  measured.encodeSeconds += secondsSince(start);
-
-  start = std::chrono::steady_clock::now();
-  for (std::size_t i = 0; i < blocks; ++i) {
-    codec.decode(Room(restored).subspan(i * blockBytes, blockOf(i).size()), Bytes(packed).subspan(i * slot, sizes[i]));
-  }
-  measured.decodeSeconds += secondsSince(start);
-  if (!std::ranges::equal(restored, batch)) fail(codec.name + " did not give the bytes back");
-  for (const std::size_t size : sizes) measured.bytes += size;
+  run(sources, json);
+  return EXIT_SUCCESS;
 }
 
 }  // namespace
+}  // namespace quillbrook
 
 int main(int argc, char** argv) {
-  if (argc < 2 || argc > 3) fail("usage: CodecBenchmark FOLDER [MEGABYTES]");
-  const std::size_t limit = (argc == 3 ? std::strtoull(argv[2], nullptr, 10) : 200) * megabyte;
-  const std::vector<std::uint8_t> content = readFolder(argv[1], limit);
-  if (content.empty()) fail("no files below the folder");
-
-  const std::vector<Codec> all = codecs();
-  std::vector<Measured> measured(all.size());
-  constexpr std::size_t batchBytes = 64 * blockBytes;
-  for (std::size_t at = 0; at < content.size(); at += batchBytes) {
-    const Bytes batch = Bytes(content).subspan(at, std::min(batchBytes, content.size() - at));
-    for (std::size_t i = 0; i < all.size(); ++i) measure(all[i], batch, measured[i]);
+  try {
+    return quillbrook::benchmark(argc, argv);
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "CodecBenchmark: %s\n", error.what());
+    return EXIT_FAILURE;
   }
-
-  const Measured& zlib = measured[1];
-  const double megabytes = static_cast<double>(content.size()) / megabyte;
-  fmt::print("{}: {:.1f} MB in blocks of 64 KiB\n", argv[1], megabytes);
-  fmt::print("{:<14}{:>12}{:>8}{:>9}{:>13}{:>9}{:>13}{:>9}\n", "codec", "bytes", "share", "/ zlib", "encode MB/s",
-             "/ zlib", "decode MB/s", "/ zlib");
-  for (std::size_t i = 0; i < all.size(); ++i) {
-    const Measured& m = measured[i];
-    fmt::print("{:<14}{:>12}{:>7.1f}%{:>9.4f}{:>13.1f}{:>9.2f}{:>13.1f}{:>9.2f}\n", all[i].name, m.bytes,
-               100.0 * static_cast<double>(m.bytes) / static_cast<double>(content.size()),
-               static_cast<double>(m.bytes) / static_cast<double>(zlib.bytes), megabytes / m.encodeSeconds,
-               zlib.encodeSeconds / m.encodeSeconds, megabytes / m.decodeSeconds, zlib.decodeSeconds / m.decodeSeconds);
-  }
-  return EXIT_SUCCESS;
 }
