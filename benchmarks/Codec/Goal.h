@@ -32,7 +32,7 @@ struct Goal {
   // How far the value lies beyond the limit, in percent of it, on the good side above 0 and on the other below.
   [[nodiscard]] double margin() const {
     const double beyond = 100 * (value / limit - 1);
-    return bound == Bound::AtLeast ? beyond : -beyond;
+    return bound == Bound::AtLeast ? beyond : 0 - beyond;
   }
 };
 

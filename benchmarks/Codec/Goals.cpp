@@ -46,10 +46,10 @@ double mostAdded(const std::vector<Figures>& all) {
   return most;
 }
 
-std::vector<Goal> ofIncompressible(const std::string& corpus, std::string_view what,
+std::vector<Goal> ofIncompressible(const std::string& corpus, const std::string& what,
                                    const std::vector<Figures>& blocks) {
-  return {{corpus, fmt::format("{}: encode MB/s", what), Hold, sumOf(blocks).encodeSpeed(), AtLeast, givingUpSpeed},
-          {corpus, fmt::format("{}: bytes added to a block", what), Hold, mostAdded(blocks), AtMost, storedOverhead}};
+  return {{corpus, what + "encode MB/s", Hold, sumOf(blocks).encodeSpeed(), AtLeast, givingUpSpeed},
+          {corpus, what + "bytes added to a block", Hold, mostAdded(blocks), AtMost, storedOverhead}};
 }
 
 double shareInAttribute(const std::vector<Figures>& files) {
@@ -84,11 +84,11 @@ std::vector<Goal> ofStored(const Result& total) {
   std::vector<Figures> blocks;
   std::ranges::copy_if(ours(total), std::back_inserter(blocks), stored);
   if (blocks.empty()) return {};
-  return ofIncompressible(total.corpus, fmt::format("{} stored blocks", blocks.size()), blocks);
+  return ofIncompressible(total.corpus, fmt::format("{} stored: ", blocks.size()), blocks);
 }
 
 std::vector<Goal> ofRandom(const Result& random) {
-  return ofIncompressible(random.corpus, "blocks", ours(random));
+  return ofIncompressible(random.corpus, "", ours(random));
 }
 
 std::vector<Goal> ofSmallFiles(const std::vector<std::string>& coders, const Result& small) {

@@ -105,7 +105,7 @@ void result(const Style& style, const std::vector<std::string>& coders, const Re
 
 void goals(const Style& style, const std::vector<Goal>& goals) {
   if (!style.json) {
-    line(fmt::format("\n{:<{}}  {:<27}  {:<4}  {:>8}  {:>17}", "goal on", style.corpusWidth, "measured", "kind",
+    line(fmt::format("\n{:<{}}  {:<34}  {:<4}  {:>8}  {:>17}", "goal on", style.corpusWidth, "measured", "kind",
                      "value", "limit"));
   }
   for (const Goal& goal : goals) {
@@ -119,7 +119,7 @@ void goals(const Style& style, const std::vector<Goal>& goals) {
                   {"met", goal.met()},
                   {"marginPercent", goal.margin()}});
     } else {
-      line(fmt::format("{:<{}}  {:<27}  {:<4}  {:>8.5g}  {:>8} {:>8.5g}  {}", goal.corpus, style.corpusWidth, goal.what,
+      line(fmt::format("{:<{}}  {:<34}  {:<4}  {:>8.5g}  {:>8} {:>8.5g}  {}", goal.corpus, style.corpusWidth, goal.what,
                        nameOf(goal.kind), goal.value, nameOf(goal.bound), goal.limit, verdict(goal)));
     }
   }
